@@ -1,0 +1,113 @@
+#include "extractors/extractor_frame.h"
+
+namespace {
+
+constexpr qint64 milliseconds_between_reports = 1000;
+
+} // namespace
+
+extractor_frame::extractor_frame(QWidget *parent)
+    : QWidget(parent)
+{
+}
+
+void extractor_frame::set_plugin_helper_obj(plugin_helper_functions *helper)
+{
+    helper_obj = helper;
+}
+
+void extractor_frame::set_record_count(qint64 count)
+{
+    record_count_qint64 = count;
+}
+
+void extractor_frame::set_tab_processed_count(int count)
+{
+    tab_processed_count_int = count;
+}
+
+void extractor_frame::set_desktop_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_desktop_info) {}
+
+void extractor_frame::set_general_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info) {}
+
+void extractor_frame::set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_info)
+{
+    virtual_source_path = source_info.virtual_source_path;
+    source_type_internal = source_info.source_type_internal;
+    text_field_3 = source_info.text_field_3;
+    keep_source_info(source_info);
+}
+
+void extractor_frame::set_plugin_name(QString name)
+{
+    plugin_name = name.trimmed();
+}
+
+void extractor_frame::set_destination_location(QString result_dir, QString tmp_dir, QString db_file)
+{
+    artifacts_result_dir = result_dir;
+    tmp_dir_path = tmp_dir;
+    destination_db_file = db_file;
+}
+
+void extractor_frame::set_essential_for_talvo_bench_extraction(QStringList tables)
+{
+    essential_list_QStringList = tables;
+}
+
+void extractor_frame::set_engine_type(int engine_type)
+{
+    engine_type_int = engine_type;
+}
+
+void extractor_frame::set_essentials()
+{
+    bool_cancel_extraction = false;
+}
+
+void extractor_frame::cancel_extraction()
+{
+    bool_cancel_extraction = true;
+}
+
+void extractor_frame::set_source_count(int count)
+{
+    source_count_int = count;
+}
+
+void extractor_frame::find_artifacts_source()
+{
+    find_source_file();
+}
+
+void extractor_frame::extract_artifacts()
+{
+    elapsed_timer.start();
+    extract_plugin_artifacts();
+    report_records(record_count_qint64);
+}
+
+void extractor_frame::keep_source_info(const struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &) {}
+
+bool extractor_frame::count_record()
+{
+    ++record_count_qint64;
+    return elapsed_timer.elapsed() > milliseconds_between_reports;
+}
+
+void extractor_frame::report_paced_records()
+{
+    report_records(record_count_qint64);
+    elapsed_timer.restart();
+}
+
+void extractor_frame::finish_tab()
+{
+    ++tab_processed_count_int;
+    report_tabs(tab_processed_count_int);
+}
+
+bool extractor_frame::selected(QLatin1StringView table) const
+{
+    return essential_list_QStringList.contains(table);
+}

@@ -1,0 +1,160 @@
+/// What the five extractors share: settings, run sequence, record counting and its pacing.
+#pragma once
+
+#include "common/common_records.h"
+
+#include <QElapsedTimer>
+#include <QStringList>
+#include <QWidget>
+
+class plugin_helper_functions;
+
+/// An extractor finds and extracts the artifacts of one kind of source. `gmail` owns one of each kind, tells every
+/// setting to all of them, and runs the one whose `os_scheme` is that of the source.
+///
+/// Order of use: settings, `set_essentials`, `find_artifacts_source`, `extract_artifacts`; `cancel_extraction` at any
+/// time, also from another thread. Settings and counts stay from run to run until they are told anew.
+class extractor_frame : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit extractor_frame(QWidget *parent);
+
+    /// The word by which a source record names this extractor.
+    [[nodiscard]] virtual QLatin1StringView os_scheme() const = 0;
+
+    void set_plugin_helper_obj(plugin_helper_functions *helper); ///< not owned
+    void set_record_count(qint64 count);                         ///< rows extracted so far; the run adds to it
+    void set_tab_processed_count(int count);
+    void set_desktop_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_desktop_info desktop_info); ///< ignored
+    void set_general_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info general_info); ///< ignored
+    void set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_info);
+    void set_plugin_name(QString name); ///< kept trimmed
+    void set_destination_location(QString result_dir, QString tmp_dir, QString db_file);
+    void set_essential_for_talvo_bench_extraction(QStringList tables); ///< the tables to fill
+    void set_engine_type(int engine_type);                             ///< only 0 (bench) extracts rows
+    void set_essentials();                                             ///< clears the cancel flag
+    void cancel_extraction();
+    void set_source_count(int count);
+
+    void find_artifacts_source();
+
+    /// Extract, then report the record total (also when nothing was added to it).
+    void extract_artifacts();
+
+protected:
+    /// The steps that a concrete extractor fills in.
+    virtual void find_source_file() = 0;
+    virtual void extract_plugin_artifacts() = 0;
+    /// Keep what the extractor needs of a source record beyond the three texts of the frame.
+    virtual void keep_source_info(const struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &source_info);
+
+    /// Emit the signals that carry the scheme's name.
+    virtual void report_records(qint64 total) = 0;
+    virtual void report_tabs(int total) = 0;
+
+    /// Count one record. True when the total is due to be reported: more than a second has passed since the last time.
+    [[nodiscard]] bool count_record();
+    void report_paced_records(); ///< report the total and begin a new second
+    void finish_tab();           ///< count one tab and report it
+
+    [[nodiscard]] bool selected(QLatin1StringView table) const;
+
+    qint64 record_count_qint64 = 0;
+    int tab_processed_count_int = 0;
+    QElapsedTimer elapsed_timer;
+    plugin_helper_functions *helper_obj = nullptr;
+    QString tmp_dir_path;
+    QString destination_db_file;
+    QString artifacts_result_dir;
+    int engine_type_int = 0;
+    bool bool_cancel_extraction = false;
+    int source_count_int = 0;
+    QStringList essential_list_QStringList;
+    QString plugin_name;
+    QString virtual_source_path;
+    QString source_type_internal;
+    QString text_field_3;
+};
+
+/// The operations under the names that carry an extractor's scheme word, and its two signals. This makes names only,
+/// no logic; moc reads it like any other declaration.
+///
+///     <prefix>_set_plugin_helper_obj   _set_record_count   _set_tab_processed_count   _set_desktop_info
+///     _set_general_info   _set_source_info   _set_plugin_name   _set_essential_for_talvo_bench_extraction
+///     _set_engine_type   _set_essentials   _cancel_extraction   _set_source_count   _find_artifacts_source
+///     _extract_artifacts
+///
+/// `<prefix>_set_destination_location` stands in each class, as the Takeout extractor takes one argument more.
+#define EXTRACTOR_OPERATIONS(prefix)                                                                                   \
+public:                                                                                                                \
+    void prefix##_set_plugin_helper_obj(plugin_helper_functions *helper)                                               \
+    {                                                                                                                  \
+        set_plugin_helper_obj(helper);                                                                                 \
+    }                                                                                                                  \
+    void prefix##_set_record_count(qint64 count)                                                                       \
+    {                                                                                                                  \
+        set_record_count(count);                                                                                       \
+    }                                                                                                                  \
+    void prefix##_set_tab_processed_count(int count)                                                                   \
+    {                                                                                                                  \
+        set_tab_processed_count(count);                                                                                \
+    }                                                                                                                  \
+    void prefix##_set_desktop_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_desktop_info desktop_info)                  \
+    {                                                                                                                  \
+        set_desktop_info(desktop_info);                                                                                \
+    }                                                                                                                  \
+    void prefix##_set_general_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info general_info)                  \
+    {                                                                                                                  \
+        set_general_info(general_info);                                                                                \
+    }                                                                                                                  \
+    void prefix##_set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_info)                     \
+    {                                                                                                                  \
+        set_source_info(source_info);                                                                                  \
+    }                                                                                                                  \
+    void prefix##_set_plugin_name(QString name)                                                                        \
+    {                                                                                                                  \
+        set_plugin_name(name);                                                                                         \
+    }                                                                                                                  \
+    void prefix##_set_essential_for_talvo_bench_extraction(QStringList tables)                                         \
+    {                                                                                                                  \
+        set_essential_for_talvo_bench_extraction(tables);                                                              \
+    }                                                                                                                  \
+    void prefix##_set_engine_type(int engine_type)                                                                     \
+    {                                                                                                                  \
+        set_engine_type(engine_type);                                                                                  \
+    }                                                                                                                  \
+    void prefix##_set_essentials()                                                                                     \
+    {                                                                                                                  \
+        set_essentials();                                                                                              \
+    }                                                                                                                  \
+    void prefix##_cancel_extraction()                                                                                  \
+    {                                                                                                                  \
+        cancel_extraction();                                                                                           \
+    }                                                                                                                  \
+    void prefix##_set_source_count(int count)                                                                          \
+    {                                                                                                                  \
+        set_source_count(count);                                                                                       \
+    }                                                                                                                  \
+    void prefix##_find_artifacts_source()                                                                              \
+    {                                                                                                                  \
+        find_artifacts_source();                                                                                       \
+    }                                                                                                                  \
+    void prefix##_extract_artifacts()                                                                                  \
+    {                                                                                                                  \
+        extract_artifacts();                                                                                           \
+    }                                                                                                                  \
+Q_SIGNALS:                                                                                                             \
+    void signal_extracted_records_of_plugin_##prefix(qint64 total);                                                    \
+    void signal_total_tabs_processed_##prefix(int total);                                                              \
+                                                                                                                       \
+private:                                                                                                               \
+    void report_records(qint64 total) override                                                                         \
+    {                                                                                                                  \
+        Q_EMIT signal_extracted_records_of_plugin_##prefix(total);                                                     \
+    }                                                                                                                  \
+    void report_tabs(int total) override                                                                               \
+    {                                                                                                                  \
+        Q_EMIT signal_total_tabs_processed_##prefix(total);                                                            \
+    }

@@ -1,0 +1,108 @@
+/// Takeout: settings, discovery, run order.
+#include "extractors/gmail_gtakeoutos.h"
+
+#include "common/database_connection.h"
+#include "common/log_line.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QSqlError>
+
+namespace {
+
+/// The absolute directory that holds `file_path`, trimmed. That of an empty path is the current directory.
+QString directory_of(const QString &file_path)
+{
+    return QFileInfo(file_path).absoluteDir().absolutePath().trimmed();
+}
+
+QString attachments_below(const QString &directory)
+{
+    QString path = directory.endsWith(u'/') ? directory : directory + u'/';
+    path += QLatin1StringView("Attachments/");
+    QDir().mkpath(path);
+    return path;
+}
+
+} // namespace
+
+gmail_gtakeoutos::gmail_gtakeoutos(QWidget *parent)
+    : extractor_frame(parent)
+{
+}
+
+gmail_gtakeoutos::~gmail_gtakeoutos() = default;
+
+void gmail_gtakeoutos::gtakeoutos_set_destination_location(QString result_dir, QString tmp_dir, QString db_file,
+                                                           QString feature_path)
+{
+    set_destination_location(result_dir, tmp_dir, db_file);
+    attachments_dir_path = attachments_below(directory_of(db_file));
+    feature_output_path = feature_path;
+    feature_output_dir = directory_of(feature_path);
+    feature_attachments_dir_path = attachments_below(feature_output_dir);
+}
+
+void gmail_gtakeoutos::keep_source_info(const struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &source_info)
+{
+    takeout_account_id = source_info.text_field_11;
+}
+
+void gmail_gtakeoutos::find_source_file()
+{
+    const log_span span("[find_source_file] starts", "[find_source_file] end");
+    mail_dir_path.clear();
+    const QString candidate = virtual_source_path + QLatin1StringView("Mail");
+    if (!QFile::exists(candidate))
+        return;
+    mail_dir_path = candidate;
+    log_line("[find_source_file] Source file found at path-->>", mail_dir_path);
+}
+
+void gmail_gtakeoutos::extract_plugin_artifacts()
+{
+    const log_span span("[extract_plugin_artifacts] starts", "[extract_plugin_artifacts] ends");
+    if (engine_type_int != 0)
+        return;
+    if (selected(QLatin1StringView("messages"))) {
+        extract_gmail_for_plugin();
+        report_records(record_count_qint64);
+    }
+    finish_tab(); // whether or not "messages" was selected
+}
+
+void gmail_gtakeoutos::extract_gmail_for_plugin()
+{
+    const log_origin origin;
+    log_line(" -START");
+    destination_db = new_connection(origin.signature(), destination_db_file);
+    if (!destination_db.open()) {
+        log_line("open destination DB------ FAILED ------");
+        log_line("", destination_db.lastError().text());
+        return;
+    }
+    attachment_names = std::make_unique<free_file_names>(attachments_dir_path);
+    const bool walked = parse_every_mbox();
+    attachment_names.reset();
+    destination_db.close();
+    destination_db = QSqlDatabase();
+    if (walked)
+        log_line(" -END");
+}
+
+/// Every entry of the mail directory and below that is named ".mbox", in the order of the file system. False when the
+/// run was cancelled before the walk ended.
+bool gmail_gtakeoutos::parse_every_mbox()
+{
+    if (mail_dir_path.isEmpty())
+        return true; // an empty path would be walked as the current directory
+    QDirIterator entries(mail_dir_path, QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        if (bool_cancel_extraction)
+            return false;
+        const QString path = entries.next().trimmed();
+        if (path.endsWith(QLatin1StringView(".mbox")))
+            start_mbox_parsing_for_plugin(path);
+    }
+    return true;
+}

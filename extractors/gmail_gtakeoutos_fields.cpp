@@ -1,0 +1,223 @@
+/// Takeout: the operations on one message. Each logs that it ran, lets a parser work and keeps the result.
+#include "common/log_line.h"
+#include "common/plugin_static_function.h"
+#include "extractors/gmail_gtakeoutos.h"
+#include "extractors/takeout/base64.h"
+#include "extractors/takeout/mail.h"
+#include "extractors/takeout/mail_attachments.h"
+#include "extractors/takeout/mail_body.h"
+#include "extractors/takeout/mail_headers.h"
+
+#include <QFile>
+
+using mail_body::is_found;
+
+namespace {
+
+/// The text of the header line at a mark; empty when the mark was not found.
+QString header_at(const mail &message, qsizetype mark)
+{
+    return is_found(mark) ? mail_headers::line_at(message.bytes, mark).text : QString();
+}
+
+} // namespace
+
+// ---- Header fields ------------------------------------------------------------------------------------------------
+
+void gmail_gtakeoutos::emlx_to(const mail &message)
+{
+    const log_span span("[emlx_to] -Start", "[emlx_to] -End");
+    // The mark is the line feed in front, so that no longer name that ends in "To: " is taken.
+    to_list = recipients(message, is_found(message.to) ? message.to + 1 : -1, QLatin1StringView("To: "));
+}
+
+void gmail_gtakeoutos::emlx_from(const mail &message)
+{
+    const log_span span("[emlx_from] -Start", "[emlx_from] -End");
+    const QString line = header_at(message, message.from);
+    from_list = mail_headers::sender_name(mail_headers::without_name(line, QLatin1StringView("From: ")));
+}
+
+void gmail_gtakeoutos::emlx_subject(const mail &message)
+{
+    const log_span span("[emlx_subject] -Start", "[emlx_subject] -End");
+    const QString line = header_at(message, message.subject);
+    subject = mail_headers::without_name(line, QLatin1StringView("Subject: ")).trimmed();
+}
+
+void gmail_gtakeoutos::emlx_cc(const mail &message)
+{
+    const log_span span("[emlx_cc] -Start", "[emlx_cc] -End");
+    cc_list = recipients(message, is_found(message.cc) ? message.cc : -1, QLatin1StringView("Cc: "));
+}
+
+void gmail_gtakeoutos::emlx_date(const mail &message)
+{
+    const log_span span("[emlx_date] -Start", "[emlx_date] -End");
+    const QString line = header_at(message, message.date).trimmed();
+    const QString date_text = mail_headers::without_name(line, QLatin1StringView("Date: ")).trimmed();
+    timestamp = QString::number(mail_headers::epoch_of_date(date_text));
+}
+
+QString gmail_gtakeoutos::recipients(const mail &message, qsizetype begin, QLatin1StringView name)
+{
+    const mail_headers::line line = mail_headers::line_at(message.bytes, begin);
+    scan_pos = line.end;
+    const auto next_line = [this, &message](QString &text) {
+        const bool has_next = scan_pos + 1 < message.bytes.size();
+        text += emlx_multiple(message, scan_pos);
+        return has_next && scan_pos >= 0;
+    };
+    const QString text = mail_headers::unfolded(line.text, next_line);
+    return mail_headers::recipient_names(mail_headers::without_name(text, name));
+}
+
+/// The line behind the line feed at `pos`; what is left of the message when it has no line feed more.
+QString gmail_gtakeoutos::emlx_multiple(const mail &message, qint64 pos)
+{
+    const log_span span("[emlx_multiple] -Start", "[emlx_multiple] -End");
+    const mail_headers::line line = mail_headers::line_at(message.bytes, pos + 1);
+    scan_pos = line.end;
+    return line.end < 0 ? QString::fromLocal8Bit(message.bytes.sliced(pos + 1)) : line.text;
+}
+
+// ---- Body ---------------------------------------------------------------------------------------------------------
+
+void gmail_gtakeoutos::emlx_message_body(const mail &message)
+{
+    const log_span span("[emlx_message_body] -Start", "[emlx_message_body] -End");
+    snippet = check_for_multipart(message) ? multipart_text(message) : single_part_text(message);
+    message_text = snippet;
+}
+
+QString gmail_gtakeoutos::single_part_text(const mail &message)
+{
+    const bool encoded = check_text_encoded(message);
+    if (message.content_types.empty() || !is_found(message.content_types.front()))
+        return QString::fromLocal8Bit(mail_body::bytes_before_xml(message)).trimmed();
+    const QByteArrayView paragraph = mail_body::first_paragraph(message);
+    if (paragraph.isNull())
+        return {};
+    return encoded ? QString::fromLocal8Bit(emlx_decode_base64(paragraph).trimmed())
+                   : QString::fromLocal8Bit(paragraph).trimmed();
+}
+
+/// The last text/plain part wins, also when it is empty. The bodies of the parts before it are not worked on: parts
+/// without a boundary between them would otherwise be read again and again up to the same end.
+QString gmail_gtakeoutos::multipart_text(const mail &message)
+{
+    QString text;
+    const std::vector<mail_body::plain_part> parts = mail_body::plain_parts(message);
+    for (const mail_body::plain_part &part : parts) {
+        const bool encoded =
+            emlx_check_text_encoded(message) || emlx_failsafe_text_encoded_check(part.blank_line, message);
+        const bool is_last = &part == &parts.back();
+        text = is_last ? QString::fromLocal8Bit(part.body).trimmed() : QString();
+        if (encoded)
+            text = QString::fromLocal8Bit(emlx_decode_base64(text.toLocal8Bit()));
+        text = emlx_normalize_characters(text);
+    }
+    return text;
+}
+
+bool gmail_gtakeoutos::check_for_multipart(const mail &message)
+{
+    const log_span span("[check_for_multipart] -Start", "[check_for_multipart] -End");
+    return is_found(message.multipart);
+}
+
+bool gmail_gtakeoutos::check_for_plain_text(const mail &message)
+{
+    const log_span span("[check_for_plain_text] -Start", "[check_for_plain_text] -End");
+    return is_found(message.plain_text);
+}
+
+bool gmail_gtakeoutos::check_text_encoded(const mail &message)
+{
+    const log_span span("Start", "End");
+    return is_found(message.base64_upper) || is_found(message.base64_lower);
+}
+
+/// The encoding counts only where "Content-Type: text/plain;" stands on the very next line, with bare line feeds.
+bool gmail_gtakeoutos::emlx_check_text_encoded(const mail &message)
+{
+    const log_span span("[emlx_check_text_encoded] -Start", "[emlx_check_text_encoded] -End");
+    return is_found(message.base64_plain_upper) || is_found(message.base64_plain_lower);
+}
+
+/// Six bytes in front of the blank line: behind CRLF they end in a carriage return, so that "base64" at the end of a
+/// header is not recognised here.
+bool gmail_gtakeoutos::emlx_failsafe_text_encoded_check(qint64 pos, const mail &message)
+{
+    const log_span span("[emlx_check_text_encoded] -Start", "[emlx_check_text_encoded] -End"); // its sibling's name
+    if (pos < 1)
+        return false;
+    const QByteArrayView before = message.bytes.first(pos).last(qMin<qsizetype>(pos, 6));
+    return before == "base64" || before == "Base64";
+}
+
+QByteArray gmail_gtakeoutos::emlx_decode_base64(QByteArrayView encoded)
+{
+    const log_span span("[emlx_decode_base64] -Start", "[emlx_decode_base64] -End");
+    return decoded_base64(encoded);
+}
+
+QString gmail_gtakeoutos::emlx_normalize_characters(QString text)
+{
+    const log_span span("[emlx_normalize_characters] -Start", "[emlx_normalize_characters] -End");
+    return mail_body::normalized(std::move(text));
+}
+
+// ---- Attachments --------------------------------------------------------------------------------------------------
+
+void gmail_gtakeoutos::emlx_attachment_plugin(const mail &message)
+{
+    const log_span span("[emlx_attachment_plugin] -Start", "[emlx_attachment_plugin] -End");
+    email_attachment_exists(message); // its answer decides nothing
+    attachment_name_list.clear();
+    const QStringList entries = email_attachment_filelist(message);
+    const std::vector<QByteArrayView> bodies = mail_attachments::bodies(message, entries);
+    for (qsizetype i = 0; i < entries.size() && !bool_cancel_extraction; ++i) {
+        const QByteArrayView body = bodies[static_cast<std::size_t>(i)];
+        if (body.isNull())
+            continue;
+        const QString wanted = mail_attachments::name_in(entries.at(i));
+        const QString name = attachment_names->next(wanted.mid(wanted.lastIndexOf(u'/') + 1), bool_cancel_extraction);
+        emlx_attachment_output(name, body, attachments_dir_path);
+        attachment_name_list.append(name); // also when no file could be written
+    }
+}
+
+bool gmail_gtakeoutos::email_attachment_exists(const mail &message)
+{
+    const log_span span("[email_attachment_exists] -Start", "[email_attachment_exists] -End");
+    return is_found(message.base64_lower) || is_found(message.base64_upper);
+}
+
+QStringList gmail_gtakeoutos::email_attachment_filelist(const mail &message)
+{
+    const log_span span("[email_attachment_filelist] -Start", "[email_attachment_filelist] -End");
+    return mail_attachments::parameters(message);
+}
+
+/// A body that decodes to nothing writes no file.
+void gmail_gtakeoutos::emlx_attachment_output(const QString &name, QByteArrayView body, const QString &dir)
+{
+    const log_span span("[emlx_attachment_output] -Start", "[emlx_attachment_output] -End");
+    const QByteArray decoded = emlx_decode_base64(body);
+    if (decoded.isEmpty())
+        return;
+    // Only ever a new file: a link or a file that is there meanwhile is neither followed nor overwritten.
+    QFile file(dir + name);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
+        log_line("[emlx_attachment_output] File Open Failed:", file.fileName());
+        log_line("[emlx_attachment_output] Error:", file.errorString());
+        return;
+    }
+    attachment_names->created(name);
+    if (file.write(decoded) != decoded.size() || !file.flush()) {
+        log_line("[emlx_attachment_output] File Write ----FAILED----:", file.fileName());
+        log_line("[emlx_attachment_output] Error:", file.errorString());
+    }
+    file.close();
+}

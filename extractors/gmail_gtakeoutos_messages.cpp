@@ -1,0 +1,156 @@
+/// Takeout: one mbox file, cut into messages, parsed and stored.
+#include "common/log_line.h"
+#include "common/plugin_static_function.h"
+#include "extractors/gmail_gtakeoutos.h"
+#include "extractors/row_writer.h"
+#include "extractors/takeout/mail.h"
+#include "extractors/takeout/mbox_splitter.h"
+
+#include <QFile>
+#include <QSqlError>
+
+namespace {
+
+// Failures log this very text.
+constexpr char insert_query_str[] =
+    "insert into messages  (bookmark,account_id ,subject, to_list, from_list, timestamp, cc_list, snippet,"
+    "email_attachments,source_file,os_scheme_display,source_count_name,message_text,export_file_paths,"
+    "preview_file_path) values(0,?,?,?,?,?,?,?,?,?,?,?,?,?,?) ";
+
+constexpr QLatin1StringView record_joiner(";++::++;"); // between several paths in one column
+
+/// A message whose insert failed is parsed again together with the next one. When inserts go on failing, that work
+/// would grow with the square of their number: past this many bytes since the last success nothing is kept.
+constexpr qint64 most_bytes_parsed_again = 256 * 1024 * 1024;
+
+/// The paths of the attachments' files as seen from the result database.
+QStringList paths_beside_database(const QStringList &file_names)
+{
+    QStringList paths;
+    for (const QString &name : file_names)
+        paths.append(QLatin1StringView("./Attachments/") + name);
+    return paths;
+}
+
+} // namespace
+
+void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
+{
+    const log_origin origin;
+    log_line("[start_mbox_parsing] -Start");
+    QFile mail_file(mbox_path);
+    if (!mail_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        log_line("[start_mbox_parsing] File Open Failed:", mail_file.fileName());
+        log_line("[start_mbox_parsing] Error:", mail_file.errorString());
+        return;
+    }
+
+    using progress = mbox_splitter::progress;
+    mbox_splitter splitter(mail_file);
+    row_writer rows(destination_db, QString::fromLatin1(insert_query_str),
+                    [&origin](const QSqlDatabase &, const QSqlQuery &query) {
+                        log_line({"Query insert ----FAILED---", origin}, query.executedQuery());
+                        log_line({"Error:", origin}, query.lastError().text());
+                    });
+    const QString source_file = source_file_of(mbox_path);
+    qint64 bytes_parsed_again = 0;
+    progress state = progress::reading;
+    while (!bool_cancel_extraction && (state == progress::reading || state == progress::message_complete)) {
+        state = splitter.read();
+        rows.commit_if_due(splitter.message().size());
+        if (state != progress::message_complete)
+            continue;
+        if (store_message(splitter.message(), source_file, rows)) {
+            bytes_parsed_again = 0;
+            splitter.drop_message();
+            continue;
+        }
+        // The failed message is not dropped: the next row is parsed from both together.
+        bytes_parsed_again += splitter.message().size();
+        if (bytes_parsed_again > most_bytes_parsed_again) {
+            log_line("[start_mbox_parsing] ----FAILED---- too many inserts in a row, messages dropped:", mbox_path);
+            clear_fields();
+            splitter.drop_message();
+        }
+    }
+    if (state == progress::read_failed) {
+        log_line("[start_mbox_parsing] File Read ----FAILED----:", mail_file.fileName());
+        log_line("[start_mbox_parsing] Error:", mail_file.errorString());
+    }
+    rows.commit();
+    record_count_qint64 -= rows.take_lost_rows();
+    mail_file.close();
+    log_line("[start_mbox_parsing] -End");
+}
+
+/// The file's path below the source's root, with a leading "/".
+QString gmail_gtakeoutos::source_file_of(const QString &mbox_path) const
+{
+    QString path = mbox_path;
+    if (path.startsWith(virtual_source_path)) {
+        path.remove(0, virtual_source_path.size());
+        if (!path.startsWith(u'/'))
+            path.prepend(u'/');
+    }
+    return plugin_static_function::get_final_artifact_source_file(path, QString(), source_type_internal).first;
+}
+
+/// Parse a message and insert its row. False when the insert failed; the fields then keep what they hold.
+bool gmail_gtakeoutos::store_message(const QByteArray &message, const QString &source_file, row_writer &rows)
+{
+    mail_data_start_parsing_plugin(message);
+    const bool inserted = rows.insert(row_values(source_file));
+    const bool report_is_due = inserted && count_record();
+    if (report_is_due)
+        rows.commit(); // a host may read the result from its slot
+    record_count_qint64 -= rows.take_lost_rows();
+    if (report_is_due)
+        report_paced_records();
+    if (inserted)
+        clear_fields();
+    return inserted;
+}
+
+/// In the order of the statement's placeholders.
+QVariantList gmail_gtakeoutos::row_values(const QString &source_file) const
+{
+    const QStringList attachments = paths_beside_database(attachment_name_list);
+    return {
+        bound_text(takeout_account_id),
+        bound_text(subject),
+        bound_text(to_list),
+        bound_text(from_list),
+        bound_text(timestamp),
+        bound_text(cc_list),
+        bound_text(snippet),
+        bound_text(attachment_name_list.join(u',')),
+        bound_text(source_file),
+        bound_text(text_field_3),
+        bound_text(plugin_static_function::get_source_count_name()),
+        bound_text(message_text),
+        bound_text(attachments.join(record_joiner)),
+        bound_text(attachments.value(0).trimmed()),
+    };
+}
+
+void gmail_gtakeoutos::mail_data_start_parsing_plugin(const QByteArray &message)
+{
+    const log_span span("[mail_data_start_parsing] -Start", "[mail_data_start_parsing] -End");
+    if (message.trimmed().isEmpty())
+        return;
+    const mail marked(message);
+    emlx_to(marked);
+    emlx_from(marked);
+    emlx_subject(marked);
+    emlx_cc(marked);
+    emlx_date(marked);
+    emlx_message_body(marked);
+    emlx_attachment_plugin(marked);
+}
+
+void gmail_gtakeoutos::clear_fields()
+{
+    for (QString *field : {&subject, &to_list, &from_list, &timestamp, &cc_list, &snippet, &message_text})
+        field->clear();
+    attachment_name_list.clear();
+}

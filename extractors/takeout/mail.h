@@ -1,0 +1,59 @@
+/// One message, and where in it the marks lie that its parsers go by.
+#pragma once
+
+#include <QByteArrayView>
+
+#include <vector>
+
+/// The parsers do not read a message's structure: each looks for fixed marks anywhere in it, body included, and the
+/// first one wins. All marks are found in one pass, so that no parser searches the whole message again.
+///
+/// Positions are byte offsets, -1 when there is no such mark. Parsers take a mark at position 0 as not found.
+struct mail
+{
+    explicit mail(QByteArrayView message_bytes);
+
+    QByteArrayView bytes;
+
+    qsizetype to = -1; ///< of the line feed in front of "To: "
+    qsizetype from = -1;
+    qsizetype subject = -1;
+    qsizetype cc = -1;
+    qsizetype date = -1;
+    qsizetype multipart = -1;    ///< "Content-Type: multipart"
+    qsizetype plain_text = -1;   ///< "Content-Type: text/plain"
+    qsizetype base64_lower = -1; ///< "Content-Transfer-Encoding: base64"
+    qsizetype base64_upper = -1; ///< "Content-Transfer-Encoding: BASE64"
+    /// The same, with a line feed and "Content-Type: text/plain;" ("... TEXT/PLAIN;") directly behind.
+    qsizetype base64_plain_lower = -1;
+    qsizetype base64_plain_upper = -1;
+    std::vector<qsizetype> content_types; ///< every "Content-Type: ", in order
+    std::vector<qsizetype> file_names;    ///< every "filename=", in order
+
+private:
+    void note_header_mark(qsizetype colon);
+    void note_content_type(qsizetype begin, QByteArrayView value);
+    void note_transfer_encoding(qsizetype begin, QByteArrayView value);
+};
+
+/// Finds the same bytes again and again from rising positions of one message, without going over any byte twice.
+class rising_search
+{
+public:
+    rising_search(QByteArrayView bytes, QByteArrayView sought)
+        : text(bytes)
+        , needle(sought)
+    {
+    }
+
+    /// The first occurrence at or behind `position`, or -1. Positions of successive calls never fall.
+    qsizetype at_or_behind(qsizetype position);
+
+private:
+    QByteArrayView text;
+    QByteArrayView needle;
+    qsizetype hit = -2; // not searched yet
+};
+
+/// First occurrence of `sought` in `text` at or behind `position`, or -1.
+[[nodiscard]] qsizetype find_bytes(QByteArrayView text, QByteArrayView sought, qsizetype position = 0);

@@ -1,0 +1,51 @@
+/// To, From, Subject, Cc and Date of a message, as texts.
+///
+/// A header is found by its mark (see mail.h) and is the bytes up to the next line feed. These functions take the text
+/// of that line and know nothing of the message.
+#pragma once
+
+#include "extractors/takeout/mail.h"
+
+#include <QString>
+
+namespace mail_headers {
+
+/// The header line at `begin`: its text and where its line feed is. Empty, and -1, when there is no line feed or
+/// `begin` is not a place in the message.
+struct line
+{
+    QString text;
+    qsizetype end = -1;
+};
+[[nodiscard]] line line_at(QByteArrayView message, qsizetype begin);
+
+/// `text` without `name` in front.
+[[nodiscard]] QString without_name(const QString &text, QLatin1StringView name);
+
+/// A recipient line with its continuation. A line that holds a comma takes in the line that follows, whatever it is;
+/// then one more for as long as the text ends in a comma. A line without a comma is never continued, and a text that
+/// ends in a carriage return does not end in a comma. `next_line` gives one line more and is false at the end of the
+/// message.
+template <class NextLine>
+[[nodiscard]] QString unfolded(QString text, NextLine next_line)
+{
+    if (!text.contains(u','))
+        return text;
+    while (next_line(text) && text.endsWith(u',')) {}
+    return text;
+}
+
+/// The recipients' names: the text is cut at every "," and "<", empty pieces are dropped, and every second piece is
+/// kept, joined by ",". Well-formed lists of "Name <address>" so give the names; an entry without a name shifts the
+/// pairing of those behind it.
+[[nodiscard]] QString recipient_names(const QString &recipients);
+
+/// The sender's name: cut at "<", every second piece trimmed and kept, joined by nothing.
+[[nodiscard]] QString sender_name(const QString &sender);
+
+/// Seconds since the epoch, UTC, of a date text such as "Mon, 5 Jan 2015 10:11:12 +0530": the wall-clock time in front
+/// of the first "+" (else the first "-") less the offset of hours and minutes behind it. 0 for every text in another
+/// layout, whatever its offset.
+[[nodiscard]] qint64 epoch_of_date(const QString &date_text);
+
+} // namespace mail_headers

@@ -1,0 +1,51 @@
+/// Cuts an mbox file into messages.
+///
+/// A message begins at a line that starts with "From " (case-sensitive, first column) and ends before the next such
+/// line, wherever it stands: body lines are not quoted or counted. What lies before the first such line is thrown away.
+/// Only a further separator completes a message, so the last message of a file is never given out.
+#pragma once
+
+#include <QByteArray>
+
+class QIODevice;
+
+/// Knows no log, no database and no cancel flag: the caller asks for one piece after the other.
+class mbox_splitter
+{
+public:
+    enum class progress {
+        reading,          ///< some bytes were taken in; call again
+        message_complete, ///< `message` is complete; drop it, or the next one is appended to it
+        file_ended,       ///< nothing more will come
+        read_failed,      ///< as `file_ended`, because the device failed
+    };
+
+    /// `mail_file` is open for reading, unbuffered, and outlives the splitter.
+    explicit mbox_splitter(QIODevice &mail_file);
+
+    /// Take in at most one block of the file (about `block_size` bytes, more when a line is longer).
+    progress read();
+
+    /// The message so far, beginning with its separator line, line ends as in the file. Each line has made the journey
+    /// to text and back: it is valid UTF-8 and does not begin with a byte order mark.
+    [[nodiscard]] const QByteArray &message() const { return message_buffer; }
+
+    void drop_message();
+
+    static constexpr qsizetype block_size = 256 * 1024;
+
+private:
+    [[nodiscard]] QByteArrayView unread() const { return QByteArrayView(block).sliced(at, filled - at); }
+    bool fill();
+    void append(QByteArrayView lines);
+
+    QIODevice &file;
+    QByteArray block;     // raw bytes of the file ...
+    qsizetype at = 0;     // ... those before are taken in
+    qsizetype filled = 0; // ... those behind are not read yet
+    bool device_ended = false;
+    bool device_failed = false;
+    bool inside_message = false;
+    bool at_separator = false; // the line at `at` is known to be one
+    QByteArray message_buffer;
+};
