@@ -1,0 +1,25 @@
+/// Which kind of evidence a source is, told from its folders.
+#pragma once
+
+#include "host/refusal.h"
+
+/// A source as the plug-in is told it.
+struct evidence
+{
+    QString scheme; ///< os scheme
+    QString root;   ///< directory of the source's files; ends in "/"
+    bool has_artifacts = false;
+};
+
+/// The os schemes, in the plug-in's order.
+[[nodiscard]] QStringList os_schemes();
+
+/// What a scheme's extractor looks for below the root; empty for a scheme that extracts nothing.
+[[nodiscard]] QString looked_for(const QString &scheme);
+
+/// Recognise `source`. With a `scheme` given, nothing needs to be found in it; a source that holds "Takeout/Mail" is
+/// read from its "Takeout" folder.
+[[nodiscard]] maybe_refusal recognise(const QString &source, const QString &scheme, evidence &found);
+
+/// True when `path` is `directory` or lies inside it, links resolved; neither needs to exist yet.
+[[nodiscard]] bool lies_inside(const QString &path, const QString &directory);

@@ -1,0 +1,40 @@
+/// Reads a debug log: plain lines, enciphered pieces, or both in one file.
+#pragma once
+
+#include <QByteArray>
+#include <QFile>
+#include <QString>
+
+/// A plain line ends in a line feed; an enciphered piece is Base64 and ends in "<[{()}]>" (see docs/debug_log.md). The
+/// file is read in blocks; memory is bounded by its longest line.
+class log_file
+{
+public:
+    explicit log_file(const QString &path);
+
+    /// False, with `error` set, when the file cannot be opened. Reading begins at `offset` bytes.
+    [[nodiscard]] bool open(qint64 offset = 0);
+    [[nodiscard]] QString error() const { return file.errorString(); }
+
+    struct piece
+    {
+        QString line; ///< without its line end; empty when the piece could not be deciphered
+        qint64 offset = 0;
+        qint64 size = 0; ///< bytes, without the end mark
+        bool readable = true;
+    };
+
+    /// The next piece; false at the end.
+    [[nodiscard]] bool next(piece &found);
+
+private:
+    [[nodiscard]] bool more();
+
+    QFile file;
+    QByteArray block; ///< bytes of the file ...
+    qsizetype at = 0; ///< ... those before are given out
+    qint64 block_offset = 0;
+};
+
+/// True when the line tells a failure in its message (a path in it does not count).
+[[nodiscard]] bool tells_failure(const QString &line);

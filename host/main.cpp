@@ -1,0 +1,130 @@
+/// The command line. Everything else stands in one file per sub-command and concern.
+#include "host/evidence.h"
+#include "host/extract_command.h"
+#include "host/log_command.h"
+#include "host/signal_watch.h"
+
+#include <CLI/CLI.hpp>
+#include <QApplication>
+
+namespace {
+
+/// The command line's texts, as the parser keeps them.
+struct raw_options
+{
+    std::string source, result_dir, scheme, source_type, scheme_display, account, os_version, log_path, library;
+    std::vector<std::string> tables, users;
+    bool no_log = false;
+    std::string log_to_read;
+};
+
+QString text(const std::string &bytes)
+{
+    return QString::fromLocal8Bit(bytes);
+}
+
+QStringList texts(const std::vector<std::string> &list)
+{
+    QStringList result;
+    for (const std::string &bytes : list)
+        result.append(text(bytes));
+    return result;
+}
+
+/// One of `known`; the message names them.
+CLI::Validator one_of(const QStringList &known)
+{
+    return {
+        [known](const std::string &given) {
+            if (known.contains(text(given)))
+                return std::string();
+            const QString what = given.empty() ? QStringLiteral("is empty")
+                                               : QLatin1Char('"') + text(given) + QStringLiteral("\" is not known");
+            return QString(what + QStringLiteral("; choose from ") + known.join(QStringLiteral(", "))).toStdString();
+        },
+        std::string()};
+}
+
+void add_extract(CLI::App &app, raw_options &raw, extract_options &options)
+{
+    CLI::App *extract = app.add_subcommand("extract", "Extract a source into a result database");
+    extract->add_option("SOURCE", raw.source, "root directory of the source")->required();
+    extract->add_option("RESULT_DIR", raw.result_dir, "directory for Artifacts_Result/Gmail/")->required();
+    extract->add_option("--scheme", raw.scheme, "os scheme of the source (found from SOURCE when left out)")
+        ->check(one_of(os_schemes()));
+    extract->add_option("--tables", raw.tables, "tables to fill, separated by commas (all five when left out)")
+        ->delimiter(',')
+        ->check(one_of(artifact_tables()));
+    extract->add_option("--engine", options.engine, "engine type (0; others extract no rows)");
+    extract->add_option("--source-count", options.source_count, "number of the source (1)");
+    extract->add_option("--source-type", raw.source_type, "type of the source");
+    extract->add_option("--scheme-display", raw.scheme_display, "text for the column os_scheme_display");
+    extract->add_option("--account", raw.account, "account of a Takeout source, for the column account_id");
+    extract->add_option("--os-version", raw.os_version, "version of the source's operating system");
+    extract->add_option("--user", raw.users, "user account of the source, NAME or NAME:DOMAIN (repeatable)");
+    extract->add_option("--log", raw.log_path, "debug log (gmail.log beside the result database)");
+    extract->add_flag("--no-log", raw.no_log, "write no debug log; failures cannot be counted then");
+    extract->add_flag("--encrypt-log", options.encrypt_log, "encipher the debug log");
+    extract->add_flag("--log-on-terminal", options.log_on_terminal, "write the log to standard error, too");
+    auto *clear = extract->add_flag("--clear", options.clear,
+                                    "empty the chosen tables first (with messages, the Attachments folder, too)");
+    extract->add_flag("--append", options.append, "add to a result that holds rows already")->excludes(clear);
+    extract->add_option("--library", raw.library, "the plug-in's library");
+    extract->add_flag("--json", options.json, "print the summary as a JSON object");
+    extract->add_flag("--quiet", options.quiet, "show no progress");
+}
+
+void take_over(const raw_options &raw, extract_options &options)
+{
+    options.source = text(raw.source);
+    options.result_dir = text(raw.result_dir);
+    options.scheme = text(raw.scheme);
+    options.tables = raw.tables.empty() ? artifact_tables() : texts(raw.tables);
+    options.tables.removeDuplicates();
+    options.source_type = text(raw.source_type);
+    options.scheme_display = text(raw.scheme_display);
+    options.account = text(raw.account);
+    options.os_version = text(raw.os_version);
+    options.users = texts(raw.users);
+    options.log_file = text(raw.log_path);
+    options.log = !raw.no_log;
+    options.library = text(raw.library);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    raw_options raw;
+    extract_options options;
+    CLI::App app("Runs the Gmail artifact plug-in without the suite.", "gmail_host");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", GMAIL_VERSION);
+    app.footer(exit_status_help);
+    app.failure_message([](const CLI::App *, const CLI::Error &error) {
+        return std::string("gmail_host: ") + error.what() + " (see gmail_host --help)\n";
+    });
+    add_extract(app, raw, options);
+    CLI::App *log = app.add_subcommand("log", "Print a debug log, deciphered where it is enciphered");
+    log->add_option("FILE", raw.log_to_read, "the log")->required();
+    for (CLI::App *command : app.get_subcommands({}))
+        command->footer(exit_status_help);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? int(exit_status::done) : int(exit_status::wrong_usage);
+    }
+    if (log->parsed())
+        return int(run_log_command(text(raw.log_to_read)));
+
+    signal_watch signals_watched; // before Qt starts threads that would take the signals
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen"); // the plug-in is a widget, but never shown
+    // What Qt says while it starts (an unset XDG_RUNTIME_DIR, say) is of no use to an examiner.
+    const QtMessageHandler default_handler =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    const QApplication application(argc, argv);
+    qInstallMessageHandler(default_handler);
+    take_over(raw, options);
+    return int(run_extract_command(options, signals_watched));
+}

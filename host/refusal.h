@@ -1,0 +1,38 @@
+/// How the program ends, and what it says when it refuses to go on.
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+enum class exit_status : int {
+    done = 0,
+    wrong_usage = 2,
+    done_with_failures = 3,
+    bad_source = 4,
+    bad_result = 5,
+    no_library = 6,
+    interrupted = 130,
+    terminated = 143,
+};
+
+/// The list of `--help`.
+inline constexpr char exit_status_help[] = "Exit status:\n"
+                                           "  0    done\n"
+                                           "  2    wrong usage\n"
+                                           "  3    done, but the run logged failures\n"
+                                           "  4    SOURCE missing or not recognised\n"
+                                           "  5    RESULT_DIR not writable or refused\n"
+                                           "  6    the library cannot be loaded\n"
+                                           "  130  cancelled by SIGINT, what was extracted is kept\n"
+                                           "  143  cancelled by SIGTERM, what was extracted is kept";
+
+/// Why something cannot be done: one line that names the file and says what to do.
+struct refusal
+{
+    exit_status status;
+    QString text;
+};
+
+/// Empty when all is well.
+using maybe_refusal = std::optional<refusal>;

@@ -1,0 +1,65 @@
+#include "host/result_database.h"
+
+#include "host/extract_options.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QVariant>
+
+result_paths::result_paths(const QString &result_dir)
+    : directory(QDir::cleanPath(result_dir) + QLatin1StringView("/Artifacts_Result/Gmail/"))
+    , database(directory + QLatin1StringView("Gmail.sqlite"))
+    , attachments(directory + QLatin1StringView("Attachments/"))
+    , default_log(directory + QLatin1StringView("gmail.log"))
+{
+}
+
+namespace {
+
+bool count_tables(const QSqlDatabase &db, table_counts &counts)
+{
+    const QStringList existing = db.tables();
+    QSqlQuery query(db);
+    for (const QString &table : artifact_tables()) {
+        if (!existing.contains(table))
+            continue;
+        if (!query.exec(QLatin1StringView("select count(*) from ") + table) || !query.next())
+            return false;
+        counts[table] = query.value(0).toLongLong();
+    }
+    return query.exec(QStringLiteral("select count(*) from sqlite_master")); // fails when it is no database at all
+}
+
+} // namespace
+
+maybe_refusal count_rows(const QString &database, table_counts &counts)
+{
+    for (const QString &table : artifact_tables())
+        counts[table] = 0;
+    if (!QFileInfo::exists(database))
+        return {};
+    const QString connection_name = QStringLiteral("gmail_host");
+    maybe_refusal result;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection_name);
+        db.setDatabaseName(database);
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        if (!db.open() || !count_tables(db, counts))
+            result = refusal{exit_status::bad_result,
+                             database + QLatin1StringView(": cannot be read as a result database; choose another "
+                                                          "RESULT_DIR or move the file away")};
+    }
+    QSqlDatabase::removeDatabase(connection_name);
+    return result;
+}
+
+qint64 count_files(const QString &directory)
+{
+    qint64 count = 0;
+    for (QDirIterator files(directory, QDir::Files | QDir::Hidden | QDir::System); files.hasNext(); files.next())
+        ++count;
+    return count;
+}
