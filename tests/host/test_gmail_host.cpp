@@ -1,0 +1,315 @@
+/// The command-line host as an examiner uses it: arguments in, files, text and exit status out.
+#include "tests/support/support.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTest>
+
+#include <csignal>
+
+namespace {
+
+struct ended
+{
+    int status = -1;
+    QString output;
+    QString errors;
+};
+
+const QString samples = QStringLiteral(SOURCE_TREE "/samples/");
+
+} // namespace
+
+class test_gmail_host : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void extracts_the_sample();
+    void summary_as_json();
+    void second_run();
+    void refusals_data();
+    void refusals();
+    void given_scheme_that_finds_nothing();
+    void failures_are_counted_data();
+    void failures_are_counted();
+    void log_reader();
+    void cancelled_by_a_signal_data();
+    void cancelled_by_a_signal();
+    void killed();
+
+private:
+    ended host(const QStringList &arguments);
+    QString path(const QString &relative) const { return directory->filePath(relative); }
+    QString result(const QString &relative) const { return path(u"r/Artifacts_Result/Gmail/" + relative); }
+    QString large_source();
+    std::unique_ptr<QProcess> started_on_large_source();
+
+    std::unique_ptr<QTemporaryDir> directory;
+};
+
+void test_gmail_host::init()
+{
+    directory = std::make_unique<QTemporaryDir>();
+    QDir().mkpath(path(QStringLiteral("cwd")));
+}
+
+ended test_gmail_host::host(const QStringList &arguments)
+{
+    QProcess process;
+    process.setWorkingDirectory(path(QStringLiteral("cwd")));
+    process.start(QStringLiteral(GMAIL_HOST), arguments);
+    process.waitForFinished(120000);
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+}
+
+void test_gmail_host::extracts_the_sample()
+{
+    const ended run =
+        host({QStringLiteral("extract"), samples + u"takeout", QStringLiteral("../r"), QStringLiteral("--account"),
+              QStringLiteral("a@x"), QStringLiteral("--source-count"), QStringLiteral("4")});
+    QCOMPARE(run.status, 0);
+    QCOMPARE(run.errors, QString());
+    QVERIFY(run.output.contains(u"messages                  6 rows\n"));
+    QVERIFY(run.output.contains(u"attachment files          5\n"));
+    QVERIFY(run.output.contains(result(QStringLiteral("Gmail.sqlite"))));
+    QCOMPARE(rows_of(result(QStringLiteral("Gmail.sqlite")),
+                     QStringLiteral("select distinct account_id, source_count_name, source_file from messages")),
+             QStringList(QStringLiteral("a@x|Source4|/Mail/All mail Including Spam and Trash.mbox")));
+    QVERIFY(QDir(path(QStringLiteral("cwd"))).isEmpty());
+    QVERIFY(!QFile::exists(result(QStringLiteral("tmp"))));
+    QVERIFY(QFile::exists(result(QStringLiteral("gmail.log"))));
+}
+
+void test_gmail_host::summary_as_json()
+{
+    const ended run =
+        host({QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("r")), QStringLiteral("--json"),
+              QStringLiteral("--no-log"), QStringLiteral("--tables"), QStringLiteral("cookies,messages")});
+    QCOMPARE(run.status, 0);
+    const QJsonObject summary = QJsonDocument::fromJson(run.output.toUtf8()).object();
+    QCOMPARE(summary[u"result_db"].toString(), result(QStringLiteral("Gmail.sqlite")));
+    QCOMPARE(summary[u"tables"].toObject()[u"messages"].toInt(), 6);
+    QCOMPARE(summary[u"attachments"].toInt(), 5);
+    QVERIFY(summary[u"failures"].isNull()); // without a log they cannot be counted
+    QVERIFY(!summary[u"cancelled"].toBool() && summary[u"seconds"].isDouble());
+    QVERIFY(!QFile::exists(result(QStringLiteral("gmail.log"))));
+}
+
+void test_gmail_host::second_run()
+{
+    const auto extract = [this](const QStringList &more) {
+        return host(QStringList{QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("r"))} + more);
+    };
+    const auto rows = [this] {
+        return rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select count(*) from messages")).first();
+    };
+    QCOMPARE(extract({}).status, 0);
+    const ended refused = extract({});
+    QCOMPARE(refused.status, 5);
+    QVERIFY(refused.errors.contains(u"--clear") && refused.errors.count(u'\n') == 1);
+    QCOMPARE(rows(), QStringLiteral("6"));
+    QCOMPARE(extract({QStringLiteral("--append")}).status, 0);
+    QCOMPARE(rows(), QStringLiteral("12"));
+    const ended cleared = extract({QStringLiteral("--clear")});
+    QVERIFY(cleared.output.contains(u"messages                  6 rows\n"));
+    QCOMPARE(rows(), QStringLiteral("6"));
+    QCOMPARE(files_in(result(QStringLiteral("Attachments"))).size(), 5);
+}
+
+void test_gmail_host::refusals_data()
+{
+    QTest::addColumn<QString>("arguments"); // D stands for the test's directory, S for the samples
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("no command") << "" << 2 << "subcommand";
+    QTest::newRow("unknown option") << "extract S/takeout D/r --x" << 2 << "--x";
+    QTest::newRow("unknown table") << "extract S/takeout D/r --tables messages,x" << 2
+                                   << "\"x\" is not known; choose from messages";
+    QTest::newRow("no table") << "extract S/takeout D/r --tables=" << 2 << "--tables: ";
+    QTest::newRow("unknown scheme") << "extract S/takeout D/r --scheme macos" << 2 << "\"macos\" is not known";
+    QTest::newRow("clear and append") << "extract S/takeout D/r --clear --append" << 2 << "--clear";
+    QTest::newRow("missing source") << "extract D/none D/r" << 4 << "none: does not exist";
+    QTest::newRow("source of no kind") << "extract D D/r" << 4 << "no known kind of source";
+    QTest::newRow("source is a file") << "extract S/../README.md D/r" << 4 << "is not a directory";
+    QTest::newRow("result inside the source") << "extract D/t D/t/x/y" << 5 << "lies inside the source";
+    QTest::newRow("result is the source by a link") << "extract D/t D/link" << 5 << "lies inside the source";
+    QTest::newRow("source inside the result")
+        << "extract D/o/Artifacts_Result/Gmail/tmp/t D/o" << 5 << "holds the source";
+    QTest::newRow("log inside the source") << "extract D/t D/r --log D/t/gmail.log" << 5 << "lies inside the source";
+    QTest::newRow("log cannot be opened")
+        << "extract D/t D/r --log D/none/gmail.log" << 5 << "cannot be opened for the log";
+    QTest::newRow("result is a file") << "extract D/t D/file" << 5 << "cannot be written";
+    QTest::newRow("result holds another file") << "extract D/t D/odd" << 5 << "cannot be read as a result database";
+    QTest::newRow("no library") << "extract D/t D/r --library D/file" << 6 << "file: cannot be loaded";
+    QTest::newRow("log to read is missing") << "log D/none" << 4 << "none: cannot be read";
+}
+
+void test_gmail_host::refusals()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, status);
+    QFETCH(QString, said);
+    write_file(path(QStringLiteral("t/Mail/a.mbox")), "From a\n\nFrom b\n");
+    write_file(path(QStringLiteral("o/Artifacts_Result/Gmail/tmp/t/Mail/a.mbox")), "From a\n");
+    write_file(path(QStringLiteral("odd/Artifacts_Result/Gmail/Gmail.sqlite")), QByteArray(5000, 'x'));
+    write_file(path(QStringLiteral("file")), "x");
+    QVERIFY(QFile::link(path(QStringLiteral("t")), path(QStringLiteral("link"))));
+    arguments.replace(QStringLiteral("S/"), samples)
+        .replace(QRegularExpression(QStringLiteral("\\bD\\b")), directory->path());
+    const ended run = host(arguments.split(u' ', Qt::SkipEmptyParts));
+    QCOMPARE(run.status, status);
+    QVERIFY2(run.errors.startsWith(u"gmail_host: ") && run.errors.contains(said), qPrintable(run.errors));
+    QCOMPARE(run.errors.count(u'\n'), 1);
+    QVERIFY(run.output.isEmpty());
+    QCOMPARE(QDir(path(QStringLiteral("t"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+             QStringList(QStringLiteral("Mail")));
+}
+
+void test_gmail_host::given_scheme_that_finds_nothing()
+{
+    QDir().mkpath(path(QStringLiteral("empty")));
+    const ended run = host({QStringLiteral("extract"), path(QStringLiteral("empty")), path(QStringLiteral("r")),
+                            QStringLiteral("--scheme"), QStringLiteral("gTakeoutOS")});
+    QCOMPARE(run.status, 0);
+    QVERIFY(run.output.contains(u"looked for Mail/ in " + path(QStringLiteral("empty/"))));
+    QVERIFY(run.output.contains(u"messages                  0 rows\n"));
+}
+
+void test_gmail_host::failures_are_counted_data()
+{
+    QTest::addColumn<QStringList>("more");
+    QTest::newRow("plain log") << QStringList();
+    QTest::newRow("enciphered log") << QStringList(QStringLiteral("--encrypt-log"));
+    QTest::newRow("after an earlier run's failures") << QStringList(QStringLiteral("--append"));
+}
+
+void test_gmail_host::failures_are_counted()
+{
+    QFETCH(QStringList, more);
+    QDir().mkpath(path(QStringLiteral("--FAILED--/Mail/directory.mbox"))); // in a path the word tells nothing
+    const QStringList arguments = {QStringLiteral("extract"), path(QStringLiteral("--FAILED--")),
+                                   path(QStringLiteral("r")), QStringLiteral("--json")};
+    if (!more.isEmpty())
+        host(arguments + more);
+    const ended run = host(arguments + more);
+    QCOMPARE(run.status, 3);
+    const QJsonObject summary = QJsonDocument::fromJson(run.output.toUtf8()).object();
+    QCOMPARE(summary[u"failures"].toInt(), 1);
+    QVERIFY(summary[u"failure_lines"].toArray().first().toString().endsWith(
+        u"File Open Failed:" + path(QStringLiteral("--FAILED--/Mail/directory.mbox"))));
+}
+
+void test_gmail_host::log_reader()
+{
+    const QString log = path(QStringLiteral("log"));
+    const QStringList extract = {QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("r")),
+                                 QStringLiteral("--log"), log};
+    host(extract);
+    const QString plain = QString::fromUtf8(read_file(log));
+    QCOMPARE(host({QStringLiteral("log"), log}).output, plain);
+
+    QFile::remove(log);
+    host(extract + QStringList{QStringLiteral("--clear"), QStringLiteral("--encrypt-log")});
+    const QByteArray enciphered = read_file(log);
+    QVERIFY(!enciphered.contains("find_source_file"));
+    const auto without_times = [](QString text) {
+        return text.remove(QRegularExpression(QStringLiteral("\\[\\d{4}-[^\\]]*\\]")));
+    };
+    QCOMPARE(without_times(host({QStringLiteral("log"), log}).output), without_times(plain));
+
+    // Plain lines before and behind, one of them continued and holding the end mark; two pieces damaged, the last cut
+    // off.
+    const qsizetype second = enciphered.indexOf("<[{()}]>") + 8;
+    QByteArray damaged = enciphered.left(enciphered.indexOf("<[{()}]>", second) + 8);
+    damaged[second + 8] = damaged[second + 8] == 'A' ? 'B' : 'A';
+    const QByteArray plain_line = "[t][f]:-- a <[{()}]> b\ncontinued\n";
+    write_file(log, plain_line + damaged + "not!base64<[{()}]>" + plain_line + "QUJD");
+    const ended run = host({QStringLiteral("log"), log});
+    QCOMPARE(run.status, 3);
+    QStringList lines = run.output.split(u'\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 5);
+    QVERIFY(lines.takeAt(2).endsWith(u"[set_destination_location] starts"));
+    QCOMPARE(lines.join(u'\n') + u'\n', QString::fromLatin1(plain_line + plain_line));
+    QCOMPARE(run.errors.count(u"cannot be deciphered"), 3);
+    QVERIFY(run.errors.contains(QStringLiteral("log: piece 4, %1 bytes at offset %2, cannot be deciphered")
+                                    .arg(damaged.size() - second - 8)
+                                    .arg(plain_line.size() + second)));
+}
+
+/// Enough messages for a few seconds.
+QString test_gmail_host::large_source()
+{
+    const QString source = path(QStringLiteral("large"));
+    const QByteArray message =
+        "From a\r\nSubject: s\r\nContent-Type: text/plain\r\n\r\n" + QByteArray("text ").repeated(40) + "\r\n\r\n";
+    write_file(source + u"/Mail/a.mbox", message.repeated(400000));
+    return source;
+}
+
+std::unique_ptr<QProcess> test_gmail_host::started_on_large_source()
+{
+    auto process = std::make_unique<QProcess>();
+    process->setWorkingDirectory(path(QStringLiteral("cwd")));
+    process->start(QStringLiteral(GMAIL_HOST), {QStringLiteral("extract"), large_source(), path(QStringLiteral("r")),
+                                                QStringLiteral("--json"), QStringLiteral("--no-log")});
+    QElapsedTimer clock;
+    clock.start();
+    while (rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select count(*) > 0 from messages")) !=
+               QStringList(QStringLiteral("1")) &&
+           clock.elapsed() < 30000)
+        QTest::qWait(20);
+    return process;
+}
+
+void test_gmail_host::cancelled_by_a_signal_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::addColumn<int>("status");
+    QTest::newRow("SIGINT") << SIGINT << 130;
+    QTest::newRow("SIGTERM") << SIGTERM << 143;
+}
+
+void test_gmail_host::cancelled_by_a_signal()
+{
+    QFETCH(int, signal);
+    const std::unique_ptr<QProcess> process = started_on_large_source();
+    ::kill(pid_t(process->processId()), signal);
+    QVERIFY(process->waitForFinished(10000));
+    QCOMPARE(process->exitStatus(), QProcess::NormalExit);
+    QTEST(process->exitCode(), "status");
+    const QJsonObject summary = QJsonDocument::fromJson(process->readAllStandardOutput()).object();
+    QVERIFY(summary[u"cancelled"].toBool());
+    const int rows = summary[u"tables"].toObject()[u"messages"].toInt();
+    QVERIFY(rows > 0 && rows < 400000);
+    QCOMPARE(rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select count(*) from messages")),
+             QStringList(QString::number(rows)));
+    QVERIFY(!QFile::exists(result(QStringLiteral("tmp"))));
+}
+
+void test_gmail_host::killed()
+{
+    const std::unique_ptr<QProcess> process = started_on_large_source();
+    process->kill();
+    QVERIFY(process->waitForFinished(10000));
+    QCOMPARE(process->exitStatus(), QProcess::CrashExit);
+    const QString database = result(QStringLiteral("Gmail.sqlite"));
+    QVERIFY(run_sql(database,
+                    {QStringLiteral("select 1 from messages")})); // a writable look rolls the open transaction back
+    QCOMPARE(rows_of(database, QStringLiteral("pragma integrity_check")), QStringList(QStringLiteral("ok")));
+    QVERIFY(rows_of(database, QStringLiteral("select count(*) from messages")).first().toInt() > 0);
+
+    const ended again = host({QStringLiteral("extract"), path(QStringLiteral("large")), path(QStringLiteral("r")),
+                              QStringLiteral("--clear"), QStringLiteral("--no-log")});
+    QCOMPARE(again.status, 0);
+    QVERIFY(again.output.contains(u"messages             399999 rows"));
+}
+
+QTEST_MAIN(test_gmail_host)
+#include "test_gmail_host.moc"
