@@ -1,7 +1,5 @@
 #include "common/database_connection.h"
 
-#include <QSqlDatabase>
-
 QSqlDatabase new_connection(const QString &name, const QString &path)
 {
     if (QSqlDatabase::contains(name))
@@ -9,4 +7,16 @@ QSqlDatabase new_connection(const QString &name, const QString &path)
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
     db.setDatabaseName(path);
     return db;
+}
+
+open_database::open_database(const QString &name, const QString &path, const QString &options)
+    : db(new_connection(name, path))
+{
+    db.setConnectOptions(options);
+    db.open();
+}
+
+open_database::~open_database()
+{
+    db.close();
 }

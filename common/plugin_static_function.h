@@ -15,6 +15,9 @@
 #include <QStringList>
 #include <QWidget>
 
+Q_FORWARD_DECLARE_OBJC_CLASS(NSDate);
+Q_FORWARD_DECLARE_OBJC_CLASS(NSObject);
+class QDateTime;
 class QSqlDatabase;
 
 class plugin_static_function : public QWidget
@@ -154,4 +157,87 @@ public:
     /// The source's OS version as far as it tells one scan from another. The scheme words are "macOS", "iOS" and
     /// "winOS"; any other word ("iOS_UID" too) gives the full version.
     static QString get_source_os_scan_version(QString os_scheme);
+
+    // ---- Time -------------------------------------------------------------------------------------------------------
+    //
+    // Times come out as decimal texts of whole seconds since 1970-01-01 00:00:00 UTC, fractions cut off; an empty text
+    // means no time. A date text that does not have the layout of its function gives "0", whatever its offset. Names
+    // of months and days are English. Texts are trimmed first and a blank text gives an empty result, unless said
+    // otherwise.
+
+    static QString convert_apple_time_to_epoch(QString seconds_since_2001); ///< a 32-bit count; "0" gives ""
+
+    /// Not trimmed. Microseconds since 1601; a text of 10 characters is seconds since the epoch already; "0" gives "".
+    static QString convert_google_time_to_epoch(QString microseconds_since_1601);
+
+    /// "Jan 5, 2015, 10:11:12 AM UTC"; without "UTC" behind it the time is this machine's local time.
+    static QString convert_human_readable_to_epoch_1(QString date);
+    /// "2015-01-05 10:11:12.000 +0530". Without a "." the last character is cut off; "" without an offset.
+    static QString convert_human_readable_to_epoch_2(QString date);
+    /// "Mon, 05 Jan 2015 10:11:12 +0000". The zone is cut off and ignored.
+    static QString convert_human_readable_to_epoch_3(QString date);
+    /// "20150105", "20150105T101112", "20150105T101112Z", "2015-01-05T10-11-12", "2015-01-05 10:11:12.000".
+    static QString convert_T_Z_time_to_epoch(QString date);
+
+    /// Seconds in "hhmm"; not trimmed, unreadable digits are 0.
+    static int convert_timezone_to_seconds(QString hours_and_minutes);
+
+    /// "dd-MMM-yyyy hh:mm:ss" in UTC; empty for 0 and for what is no 32-bit number.
+    static QString convert_timestamp_to_human_readable_in_UTC(QString seconds_since_epoch);
+
+    /// "01:00:00 Hrs" or "00:59 Min"; empty for a negative count.
+    static QString get_human_readable_time(QString seconds);
+
+    /// An ISO 8601 date, also with a blank in front of its offset; invalid when it cannot be read.
+    static QDateTime get_datetime_from_string_with_iso_date(QString date);
+
+    /// The times of root + file path; zeros when it does not exist or an argument is blank.
+    static struct_posix_timestamp get_posix_timestamp(QString file_path, QString root_path);
+
+    // ---- Values -----------------------------------------------------------------------------------------------------
+
+    /// "512 B", "1.50 KB", "3.25 MB". There is no larger unit; from 2^63 on the count shows as a negative one of bytes.
+    static QString human_readable_size(QString bytes);
+
+    /// What follows the last "." of the file name; empty for a name whose only dot is its first character.
+    static QString mining_suffix(QString path);
+
+    /// Bytes of a file, or of all files below a folder (links not counted); empty when the path does not exist. A
+    /// cancelled walk gives the size of the folder's own entry.
+    static QString mining_size(QString path);
+
+    /// The text with every "\U" and four hex digits decoded; empty when cancelled.
+    static QString convert_string_to_unicode(QString text);
+
+    // The bare value out of the description of a property-list value, such as "<CFBoolean 0x1 [0x2]>{value = true}".
+    // Empty when a piece of the description is missing.
+
+    static QString get_filtered_number_value(QString description); ///< between the first "+" and the first ","
+    static QString
+    get_filtered_boolean_value(QString description); ///< behind "]>{" and "=", without the last character
+    static QString get_filtered_cfstring_value(QString description);  ///< likewise, without double quotes
+    static QString get_filtered_string_value(QString description);    ///< items of a list, joined by ";"
+    static QString get_filtered_wherefrom_value(QString description); ///< origins of a download, one per line
+    static QString get_filtered_date_value(QString description);      ///< epoch text; empty before 1973-03-03
+
+    // ---- Properties -------------------------------------------------------------------------------------------------
+    //
+    // Single values out of property-list dictionaries and file metadata of macOS. Keys and dictionaries are objects of
+    // the platform (platform/property_objects.h); the key comes first. A missing key or a value of another class gives
+    // an empty text. Texts are trimmed, numbers cut towards zero. A label stands in front of its value with ":+:".
+
+    static QString convert_cfstring_to_qstring(const void *cfstring);
+    static QString get_nsstring_values(void *key, void *dictionary);
+    static QString get_nsnumber_values(void *key, void *dictionary);
+    static QString get_nsnumber_values_yes_no(void *key, void *dictionary); ///< "YES" or "NO", for booleans only
+    static QString get_nsstring_key_and_values(void *key, void *dictionary, QString label);
+    static QString get_nsnumber_key_and_values(void *key, void *dictionary, QString label);
+    static QString get_nsnumber_key_and_value_yes_no(void *key, void *dictionary, QString label); ///< for all numbers
+    static QString get_nsarray_key_and_values(void *key, void *dictionary, QString label); ///< items joined by ";"
+
+    /// When a file was used, from its Spotlight metadata or the extended attributes that carry them.
+    static struct_GLOBAL_ARTIFACT_used_dates extract_used_date(QString file_path);
+
+    /// Seconds of the date's local wall-clock time read as UTC; 0 when `object` is no date.
+    static qint64 convert_nsdate_to_epoch(NSDate *date, NSObject *object);
 };

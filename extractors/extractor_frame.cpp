@@ -1,5 +1,7 @@
 #include "extractors/extractor_frame.h"
 
+#include "extractors/row_writer.h"
+
 namespace {
 
 constexpr qint64 milliseconds_between_reports = 1000;
@@ -89,16 +91,27 @@ void extractor_frame::extract_artifacts()
 
 void extractor_frame::keep_source_info(const struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &) {}
 
-bool extractor_frame::count_record()
+bool extractor_frame::insert_row(row_writer &rows, const QVariantList &values)
 {
+    if (!rows.insert(values)) {
+        record_count_qint64 -= rows.take_lost_rows();
+        return false;
+    }
     ++record_count_qint64;
-    return elapsed_timer.elapsed() > milliseconds_between_reports;
-}
-
-void extractor_frame::report_paced_records()
-{
+    if (elapsed_timer.elapsed() <= milliseconds_between_reports) {
+        rows.commit_if_due();
+        return true;
+    }
+    finish_rows(rows);
     report_records(record_count_qint64);
     elapsed_timer.restart();
+    return true;
+}
+
+void extractor_frame::finish_rows(row_writer &rows)
+{
+    rows.commit();
+    record_count_qint64 -= rows.take_lost_rows();
 }
 
 void extractor_frame::finish_tab()

@@ -5,9 +5,11 @@
 
 #include <QElapsedTimer>
 #include <QStringList>
+#include <QVariant>
 #include <QWidget>
 
 class plugin_helper_functions;
+class row_writer;
 
 /// An extractor finds and extracts the artifacts of one kind of source. `gmail` owns one of each kind, tells every
 /// setting to all of them, and runs the one whose `os_scheme` is that of the source.
@@ -54,10 +56,11 @@ protected:
     virtual void report_records(qint64 total) = 0;
     virtual void report_tabs(int total) = 0;
 
-    /// Count one record. True when the total is due to be reported: more than a second has passed since the last time.
-    [[nodiscard]] bool count_record();
-    void report_paced_records(); ///< report the total and begin a new second
-    void finish_tab();           ///< count one tab and report it
+    /// Insert a row and count it; once more than a second has passed since the last time, report the total. The rows
+    /// are committed before, so that a host may read the result from its slot. False when the insert failed.
+    bool insert_row(row_writer &rows, const QVariantList &values);
+    void finish_rows(row_writer &rows); ///< commit
+    void finish_tab();                  ///< count one tab and report it
 
     [[nodiscard]] bool selected(QLatin1StringView table) const;
 

@@ -75,16 +75,16 @@ void gmail_gtakeoutos::extract_gmail_for_plugin()
 {
     const log_origin origin;
     log_line(" -START");
-    destination_db = new_connection(origin.signature(), destination_db_file);
-    if (!destination_db.open()) {
+    const open_database destination(origin.signature(), destination_db_file);
+    if (!destination.is_open()) {
         log_line("open destination DB------ FAILED ------");
-        log_line("", destination_db.lastError().text());
+        log_line("", destination.connection().lastError().text());
         return;
     }
+    destination_db = destination.connection();
     attachment_names = std::make_unique<free_file_names>(attachments_dir_path);
     const bool walked = parse_every_mbox();
     attachment_names.reset();
-    destination_db.close();
     destination_db = QSqlDatabase();
     if (walked)
         log_line(" -END");

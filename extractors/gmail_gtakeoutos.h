@@ -8,13 +8,13 @@
 
 #include "common/free_file_names.h"
 #include "extractors/extractor_frame.h"
+#include "extractors/takeout/mail_attachments.h"
 
 #include <QSqlDatabase>
 #include <QVariant>
 
 #include <memory>
 
-class row_writer;
 struct mail;
 
 class gmail_gtakeoutos : public extractor_frame
@@ -68,7 +68,7 @@ private:
 
     void emlx_attachment_plugin(const mail &message);
     bool email_attachment_exists(const mail &message);
-    QStringList email_attachment_filelist(const mail &message);
+    std::vector<mail_attachments::parameter> email_attachment_filelist(const mail &message);
     void emlx_attachment_output(const QString &name, QByteArrayView body, const QString &dir);
 
     QString takeout_account_id;

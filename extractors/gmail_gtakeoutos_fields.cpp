@@ -175,15 +175,14 @@ void gmail_gtakeoutos::emlx_attachment_plugin(const mail &message)
     const log_span span("[emlx_attachment_plugin] -Start", "[emlx_attachment_plugin] -End");
     email_attachment_exists(message); // its answer decides nothing
     attachment_name_list.clear();
-    const QStringList entries = email_attachment_filelist(message);
+    const std::vector<mail_attachments::parameter> entries = email_attachment_filelist(message);
     const std::vector<QByteArrayView> bodies = mail_attachments::bodies(message, entries);
-    for (qsizetype i = 0; i < entries.size() && !bool_cancel_extraction; ++i) {
-        const QByteArrayView body = bodies[static_cast<std::size_t>(i)];
-        if (body.isNull())
+    for (std::size_t i = 0; i < entries.size() && !bool_cancel_extraction; ++i) {
+        if (bodies[i].isNull())
             continue;
-        const QString wanted = mail_attachments::name_in(entries.at(i));
+        const QString wanted = mail_attachments::name_in(entries[i].text);
         const QString name = attachment_names->next(wanted.mid(wanted.lastIndexOf(u'/') + 1), bool_cancel_extraction);
-        emlx_attachment_output(name, body, attachments_dir_path);
+        emlx_attachment_output(name, bodies[i], attachments_dir_path);
         attachment_name_list.append(name); // also when no file could be written
     }
 }
@@ -194,10 +193,14 @@ bool gmail_gtakeoutos::email_attachment_exists(const mail &message)
     return is_found(message.base64_lower) || is_found(message.base64_upper);
 }
 
-QStringList gmail_gtakeoutos::email_attachment_filelist(const mail &message)
+std::vector<mail_attachments::parameter> gmail_gtakeoutos::email_attachment_filelist(const mail &message)
 {
     const log_span span("[email_attachment_filelist] -Start", "[email_attachment_filelist] -End");
-    return mail_attachments::parameters(message);
+    mail_attachments::parameter_list list = mail_attachments::parameters(message);
+    if (list.left_out > 0)
+        log_line("[email_attachment_filelist] ----FAILED---- too many on one line, left out: ",
+                 QString::number(list.left_out));
+    return std::move(list.entries);
 }
 
 /// A body that decodes to nothing writes no file.

@@ -77,8 +77,7 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
         log_line("[start_mbox_parsing] File Read ----FAILED----:", mail_file.fileName());
         log_line("[start_mbox_parsing] Error:", mail_file.errorString());
     }
-    rows.commit();
-    record_count_qint64 -= rows.take_lost_rows();
+    finish_rows(rows);
     mail_file.close();
     log_line("[start_mbox_parsing] -End");
 }
@@ -99,13 +98,7 @@ QString gmail_gtakeoutos::source_file_of(const QString &mbox_path) const
 bool gmail_gtakeoutos::store_message(const QByteArray &message, const QString &source_file, row_writer &rows)
 {
     mail_data_start_parsing_plugin(message);
-    const bool inserted = rows.insert(row_values(source_file));
-    const bool report_is_due = inserted && count_record();
-    if (report_is_due)
-        rows.commit(); // a host may read the result from its slot
-    record_count_qint64 -= rows.take_lost_rows();
-    if (report_is_due)
-        report_paced_records();
+    const bool inserted = insert_row(rows, row_values(source_file));
     if (inserted)
         clear_fields();
     return inserted;

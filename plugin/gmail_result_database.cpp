@@ -11,7 +11,6 @@
 #include "plugin/result_schema.h"
 
 #include <QDir>
-#include <QSqlDatabase>
 #include <QSqlError>
 
 void gmail::set_destination_location(QString result_dir)
@@ -46,8 +45,9 @@ void gmail::create_db_tables()
 {
     const log_origin origin;
     log_line("[create_db_tables] Starts");
-    QSqlDatabase db = new_connection(origin.signature(), destination_db_file);
-    if (!db.open()) {
+    open_database destination(origin.signature(), destination_db_file);
+    QSqlDatabase db = destination.connection();
+    if (!destination.is_open()) {
         log_line("[create_db_tables]Destination Db opening  for table creation------FAILED--------");
         log_line("", db.lastError().text());
         log_line("", destination_db_file);
@@ -61,7 +61,6 @@ void gmail::create_db_tables()
     }
     if (!db.commit()) // also after a failed statement: the tables made until then stay
         log_line(" table creation -----FAILED---- ", db.lastError().text());
-    db.close();
     log_line("[create_db_tables] Ends");
 }
 

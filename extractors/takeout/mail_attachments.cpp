@@ -45,34 +45,42 @@ std::vector<std::size_t> first_occurrences(const std::vector<QByteArray> &entrie
 
 } // namespace
 
-QStringList parameters(const mail &message)
+parameter_list parameters(const mail &message)
 {
-    QStringList entries;
+    parameter_list list;
     rising_search line_feeds(message.bytes, "\n");
-    qsizetype size = 0;
+    qsizetype end_of_last = -1;
+    int taken_of_line = 0;
+    qsizetype characters_of_others = 0;
     for (const qsizetype begin : message.file_names) {
         const qsizetype line_feed = line_feeds.at_or_behind(begin);
         const qsizetype end = line_feed < 0 ? message.bytes.size() : line_feed;
-        size += end - begin;
-        if (size > longest_list && !entries.isEmpty())
-            break;
-        entries.append(QString::fromLocal8Bit(message.bytes.sliced(begin, end - begin)).trimmed());
+        taken_of_line = end == end_of_last ? taken_of_line + 1 : 1;
+        end_of_last = end;
+        if (taken_of_line > always_taken_of_a_line) {
+            characters_of_others += end - begin;
+            if (characters_of_others > most_characters_of_others) {
+                ++list.left_out;
+                continue;
+            }
+        }
+        list.entries.push_back({QString::fromLocal8Bit(message.bytes.sliced(begin, end - begin)).trimmed(), begin});
     }
-    return entries;
+    return list;
 }
 
-std::vector<QByteArrayView> bodies(const mail &message, const QStringList &entries)
+std::vector<QByteArrayView> bodies(const mail &message, const std::vector<parameter> &entries)
 {
     std::vector<QByteArray> texts;
-    for (const QString &entry : entries)
-        texts.push_back(entry.toLocal8Bit());
+    for (const parameter &entry : entries)
+        texts.push_back(entry.text.toLocal8Bit());
     const std::vector<std::size_t> first = first_occurrences(texts);
 
-    std::vector<QByteArrayView> found(texts.size());
+    std::vector<QByteArrayView> found(entries.size());
     rising_search blank_lines(message.bytes, part_blank_line);
     rising_search ends(message.bytes, body_end);
     for (std::size_t i = 0; i < found.size(); ++i) {
-        const qsizetype begin = message.file_names[i];
+        const qsizetype begin = entries[i].position;
         const qsizetype blank_line = begin < 1 ? -1 : blank_lines.at_or_behind(begin);
         const qsizetype end = blank_line < 0 ? -1 : ends.at_or_behind(blank_line);
         if (end >= 0)

@@ -7,17 +7,31 @@
 
 namespace mail_attachments {
 
-/// Every "filename=" up to the end of its line, trimmed, in order; two on one line are two entries. The entries keep
-/// the "filename=" and the quotes. They end when their sizes together pass `longest_list`: a line of many "filename="
-/// would otherwise give entries whose sizes grow with the square of the line.
-[[nodiscard]] QStringList parameters(const mail &message);
+/// One "filename=" parameter.
+struct parameter
+{
+    QString text;       ///< up to the end of its line, trimmed; keeps the "filename=" and the quotes
+    qsizetype position; ///< in the message
+};
 
-constexpr qsizetype longest_list = 64 * 1024 * 1024; ///< UTF-16 code units
+struct parameter_list
+{
+    std::vector<parameter> entries;
+    qsizetype left_out = 0;
+};
 
-/// The base64 body behind each entry, null where none can be delimited. An entry is looked for from the start of the
-/// message, so entries of equal text (or one that begins like an earlier one) share the first one's body. A body goes
-/// from the blank line of its part to the next "==", wherever that stands.
-[[nodiscard]] std::vector<QByteArrayView> bodies(const mail &message, const QStringList &entries);
+/// Every "filename=", in order; two on one line are two entries. A line of very many would give entries whose sizes
+/// grow with the square of the line: behind the first few of a line, entries are left out once the sizes of such
+/// entries pass a limit.
+[[nodiscard]] parameter_list parameters(const mail &message);
+
+constexpr int always_taken_of_a_line = 4;
+constexpr qsizetype most_characters_of_others = 32 * 1024 * 1024;
+
+/// The base64 body behind each entry, null where none can be delimited. An entry's text is looked for from the start of
+/// the message, so entries of equal text (or one that an earlier one begins with) share the first one's body. A body
+/// goes from the blank line of its part to the next "==", wherever that stands.
+[[nodiscard]] std::vector<QByteArrayView> bodies(const mail &message, const std::vector<parameter> &entries);
 
 /// The name in an entry: without any "filename=" and quotes.
 [[nodiscard]] QString name_in(const QString &entry);

@@ -20,13 +20,16 @@ void for_every_second(const QList<QStringView> &pieces, Append append)
         append(pieces.at(i));
 }
 
-/// The time as Qt reads it, names of days and months in English. Read as UTC before it is asked whether it is valid: a
-/// time that daylight saving skips on this machine is a valid one in UTC.
+/// The time as Qt reads it, names of days and months in English. Day and time are read by themselves: read as a local
+/// time, one that daylight saving skips on this machine would be refused or moved.
 std::optional<qint64> seconds_by_qt(QStringView wall_clock)
 {
-    QDateTime time = QDateTime::fromString(wall_clock.toString(), QStringLiteral("ddd, d MMM yyyy hh:mm:ss"));
-    time.setTimeSpec(Qt::UTC);
-    return time.isValid() ? std::optional(time.toSecsSinceEpoch()) : std::nullopt;
+    const qsizetype blank = wall_clock.lastIndexOf(u' ');
+    const QDate day = QDate::fromString(wall_clock.left(blank).toString(), QStringLiteral("ddd, d MMM yyyy"));
+    const QTime time = QTime::fromString(wall_clock.sliced(blank + 1).toString(), QStringLiteral("hh:mm:ss"));
+    if (!day.isValid() || !time.isValid())
+        return {};
+    return QDateTime(day, time, Qt::UTC).toSecsSinceEpoch();
 }
 
 int leading_number(QStringView digits)

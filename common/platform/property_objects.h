@@ -1,0 +1,56 @@
+/// What the property-list readers ask the platform. One contract, two implementations: Foundation and CoreServices
+/// answer on macOS (property_objects_foundation.mm), libplist elsewhere (property_objects_portable.cpp).
+///
+/// Objects are untyped pointers, owned by whoever made them: NSString, NSNumber, NSDictionary and so on, or libplist
+/// nodes. Null is a valid object: nothing. No function fails; each tells for which objects it has an answer.
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace property_objects {
+
+using object = const void *;
+
+enum class kind {
+    missing, ///< null
+    text,
+    number,  ///< but no boolean
+    boolean, ///< a number whose run-time class is "__NSCFBoolean"
+    list,
+    date,
+    other,
+};
+
+/// While it lives, objects that the platform hands out without an owner stay alive.
+class pool
+{
+public:
+    pool();
+    ~pool();
+    Q_DISABLE_COPY_MOVE(pool)
+
+private:
+    void *handle = nullptr;
+};
+
+[[nodiscard]] kind kind_of(object value);
+
+/// The value of a dictionary; null when there is none or it is no dictionary.
+[[nodiscard]] object value_for_key(object key, object dictionary);
+
+[[nodiscard]] QString text_of(object text);                 ///< empty for other kinds
+[[nodiscard]] double number_of(object number);              ///< 1 or 0 for a boolean; 0 for other kinds
+[[nodiscard]] qsizetype count_of(object list);              ///< 0 for other kinds
+[[nodiscard]] object item_of(object list, qsizetype index); ///< `index` is below `count_of`
+
+/// The date as text in this machine's local time; `format` consists of the letters that Foundation and Qt share (dd,
+/// MMM, yyyy, HH, mm, ss, a). Empty for other kinds.
+[[nodiscard]] QString formatted_date(object date, const QString &format);
+
+/// The textual description of a file's metadata attribute, such as "2015-01-05 10:11:12 +0000" for a date and
+/// ("...", "...") for a list of dates. None when the file or the attribute does not exist.
+[[nodiscard]] std::optional<QString> attribute_description(const QString &file_path, const QString &name);
+
+} // namespace property_objects

@@ -1,0 +1,39 @@
+/// Property lists on a platform without Foundation: files and bytes in, objects for the readers out.
+#pragma once
+
+#include "common/platform/property_objects.h"
+
+#include <QByteArray>
+
+namespace property_objects {
+
+/// A property list, XML or binary, read by libplist. Its objects live as long as it does.
+class property_list
+{
+public:
+    explicit property_list(const QByteArray &bytes);
+    ~property_list();
+    Q_DISABLE_COPY_MOVE(property_list)
+
+    /// The outermost object, usually a dictionary; null when the bytes are no property list.
+    [[nodiscard]] object root() const { return node; }
+
+private:
+    void *node = nullptr;
+};
+
+/// A text as an object, to look values up by.
+class text_object
+{
+public:
+    explicit text_object(const QString &text);
+    ~text_object();
+    Q_DISABLE_COPY_MOVE(text_object)
+
+    [[nodiscard]] object get() const { return node; }
+
+private:
+    void *node;
+};
+
+} // namespace property_objects

@@ -1,0 +1,55 @@
+#include "extractors/android/body_files.h"
+
+#include <QDirIterator>
+#include <QFileInfo>
+
+#include <algorithm>
+
+body_files::body_files(const QString &directory, const bool &cancelled)
+{
+    if (directory.isEmpty())
+        return;
+    QDirIterator entries(directory, QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        if (cancelled) {
+            files.clear();
+            return;
+        }
+        entries.next();
+        const QFileInfo info = entries.fileInfo();
+        if (!info.isDir()) // nor "." and ".."
+            add(info.path(), info.fileName());
+    }
+    std::reverse(files.begin(), files.end());
+    std::stable_sort(files.begin(), files.end(),
+                     [this](const entry &a, const entry &b) { return key_of(a) < key_of(b); });
+}
+
+/// A name with several dots may belong to an id that holds dots, too: each of its dots ends a key.
+void body_files::add(const QString &directory, const QString &file_name)
+{
+    if (directories.isEmpty() || directories.last() != directory)
+        directories.append(directory);
+    const QByteArray name = file_name.toUtf8();
+    const auto begin = static_cast<quint32>(names.size());
+    names += name;
+    for (qsizetype dot = name.indexOf('.'); dot >= 0; dot = name.indexOf('.', dot + 1))
+        files.push_back({begin, static_cast<quint16>(name.size()), static_cast<quint16>(dot),
+                         static_cast<quint32>(directories.size() - 1)});
+}
+
+QByteArrayView body_files::key_of(const entry &file) const
+{
+    return QByteArrayView(names).sliced(file.name_begin, file.key_size);
+}
+
+QString body_files::path_of(const QString &message_id) const
+{
+    const QByteArray key = message_id.toUtf8();
+    const auto file = std::lower_bound(files.begin(), files.end(), QByteArrayView(key),
+                                       [this](const entry &a, QByteArrayView sought) { return key_of(a) < sought; });
+    if (file == files.end() || key_of(*file) != QByteArrayView(key))
+        return {};
+    const QByteArrayView name = QByteArrayView(names).sliced(file->name_begin, file->name_size);
+    return directories.at(file->directory) + u'/' + QString::fromUtf8(name);
+}

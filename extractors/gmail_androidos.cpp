@@ -1,0 +1,131 @@
+/// Android: discovery, run order, the two shared readers.
+#include "extractors/gmail_androidos.h"
+
+#include <QDirIterator>
+#include <QFile>
+#include <QSqlError>
+#include <QVariant>
+#include <QXmlStreamReader>
+
+namespace {
+
+constexpr QLatin1StringView application("apps/com.google.android.gm/");
+
+} // namespace
+
+gmail_androidos::gmail_androidos(QWidget *parent)
+    : extractor_frame(parent)
+{
+}
+
+void gmail_androidos::find_source_file()
+{
+    log_line("[find_source_file] Starts");
+    for (QString *path : {&provider_db_path, &warm_accounts_path, &body_dir_path, &unified_email_path,
+                          &attachment_cache_dir_path, &cookie_store_path})
+        path->clear();
+    mail_store_paths.clear();
+
+    const QString root = virtual_source_path + application;
+    QDirIterator entries(root + QLatin1StringView("db/"), QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        if (bool_cancel_extraction)
+            return;
+        const QString path = entries.next();
+        const QString name = entries.fileName();
+        if (name.startsWith(QLatin1StringView("mailstore.")) && name.endsWith(QLatin1StringView(".db")))
+            mail_store_paths.append(path);
+    }
+
+    const std::pair<QString &, QLatin1StringView> fixed_paths[] = {
+        {provider_db_path, QLatin1StringView("db/EmailProvider.db")},
+        {warm_accounts_path, QLatin1StringView("sp/warm_accounts_preferences.xml")},
+        {unified_email_path, QLatin1StringView("sp/UnifiedEmail.xml")},
+        {body_dir_path, QLatin1StringView("f/body/0/")},
+        {cookie_store_path, QLatin1StringView("r/app_webview/Cookies")},
+        {attachment_cache_dir_path, QLatin1StringView("db/1.db_att/")},
+    };
+    for (const auto &[member, relative] : fixed_paths) {
+        if (QFile::exists(root + relative))
+            member = root + relative;
+    }
+    log_line("[find_source_file] Ends");
+}
+
+void gmail_androidos::extract_plugin_artifacts()
+{
+    using step = void (gmail_androidos::*)();
+    struct tab
+    {
+        QLatin1StringView name;
+        std::initializer_list<step> steps;
+    };
+    static const tab tabs[] = {
+        {QLatin1StringView("messages"),
+         {&gmail_androidos::extract_gm_mails, &gmail_androidos::extract_gm_other_account_mails}},
+        {QLatin1StringView("attachments"),
+         {&gmail_androidos::extract_gm_attachments, &gmail_androidos::extract_gm_other_account_attachments}},
+        {QLatin1StringView("mailbox"), {&gmail_androidos::extract_gm_mailboxes}},
+        {QLatin1StringView("accounts"), {&gmail_androidos::extract_gm_accounts}},
+        {QLatin1StringView("cookies"), {&gmail_androidos::extract_gm_cookies}},
+    };
+
+    const log_span span("[extract_plugin_artifacts] starts", "[extract_plugin_artifacts] ends");
+    if (engine_type_int != 0)
+        return;
+    for (const tab &selected_tab : tabs) {
+        if (!selected(selected_tab.name))
+            continue;
+        for (const step run_step : selected_tab.steps) // a cancel is seen by the steps, not here
+            (this->*run_step)();
+        report_records(record_count_qint64);
+        finish_tab();
+    }
+}
+
+/// The address of the provider database's first account: a null text when it is NULL, an empty one when there is no
+/// account.
+QString gmail_androidos::get_gmail_account_id()
+{
+    const log_origin origin;
+    const QString none = QStringLiteral("");
+    const QString copy = working_copy_of(provider_db_path);
+    if (copy.isEmpty())
+        return none;
+    const source_database source(origin, copy);
+    if (!source.is_open()) {
+        log_line(" Source Db opening ---FAILED----");
+        log_line("", source.connection().lastError().text());
+        log_line("", copy);
+        return none;
+    }
+    QSqlQuery query(source.connection());
+    query.setForwardOnly(true);
+    query.prepare(QStringLiteral("Select emailAddress from Account"));
+    if (!query.exec()) {
+        log_failed_query(query, {}, origin);
+        return none;
+    }
+    return query.next() ? query.value(0).toString() : none;
+}
+
+/// The accounts that the application warmed up last, as its preferences list them.
+QStringList gmail_androidos::extract_last_warmup_accounts() const
+{
+    QStringList accounts;
+    QFile file(warm_accounts_path);
+    if (warm_accounts_path.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return accounts;
+    QXmlStreamReader xml(&file);
+    while (!xml.atEnd() && !xml.hasError()) {
+        xml.readNext();
+        if (!xml.isStartElement() || xml.attributes().value(QLatin1StringView("name")) != u"lastly_warmed_up_accounts")
+            continue;
+        const QString text = xml.readElementText(QXmlStreamReader::IncludeChildElements);
+        for (const QString &line : text.split(u'\n')) {
+            if (!line.trimmed().isEmpty())
+                accounts.append(line.trimmed());
+        }
+    }
+    return accounts;
+}
