@@ -194,10 +194,13 @@ row_context gmail_androidos::context_of(const QVariant &source_file) const
 /// One copy of a source file per step. Empty for an empty path and when the run is cancelled.
 QString gmail_androidos::working_copy_of(const QString &source_path)
 {
-    QString &copy = working_copies[source_path];
-    if (copy.isEmpty())
-        copy = helper_obj->get_adhoc_path_for_database(source_path);
-    return copy;
+    if (!working_copies.contains(source_path)) {
+        const QString copy = helper_obj->get_adhoc_path_for_database(source_path);
+        if (copy.isEmpty())
+            return {};
+        working_copies.insert(source_path, copy);
+    }
+    return working_copies.value(source_path);
 }
 
 void gmail_androidos::remove_working_copies()

@@ -290,8 +290,9 @@ void test_mail::attachment_bodies()
         "x filename=\"a\"\r\n\r\nQQ==\r\nfilename=\"b\"; filename=c\r\n\r\nQg\r\nfilename=\"a\"\r\n\r\nQw==";
     const mail message(bytes);
     const std::vector<mail_attachments::parameter> entries = mail_attachments::parameters(message).entries;
-    QCOMPARE(texts_of(entries), QStringList({QStringLiteral("filename=\"a\""), QStringLiteral("filename=\"b\"; filename=c"),
-                                   QStringLiteral("filename=c"), QStringLiteral("filename=\"a\"")}));
+    QCOMPARE(texts_of(entries),
+             QStringList({QStringLiteral("filename=\"a\""), QStringLiteral("filename=\"b\"; filename=c"),
+                          QStringLiteral("filename=c"), QStringLiteral("filename=\"a\"")}));
     QStringList bodies;
     for (const QByteArrayView body : mail_attachments::bodies(message, entries))
         bodies.append(QString::fromLatin1(decoded_base64(body)));
