@@ -1,20 +1,35 @@
 /// The log cipher: compress if it helps, add an integrity field, chain-XOR with the key.
 #include "common/encryptor_string.h"
 
+#include "common/base64.h"
+
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QtEndian>
 
+#include <array>
 #include <cstdlib>
+#include <optional>
+#include <utility>
 
 namespace {
 
 constexpr quint64 library_key = 0x6d31b7f2a95ce048;
 constexpr char version = 3;
-constexpr int size_of_length_field = 4; // in front of qCompress data
-constexpr qint64 highest_ratio = 1040;  // deflate cannot expand further (1032) than this
+constexpr int size_of_length_field = 4;        // in front of qCompress data
+constexpr qint64 highest_ratio = 1040;         // deflate cannot expand further (1032) than this
+constexpr qsizetype longest_remembered = 1024; // bytes
 
 enum flag : char { flag_compressed = 0x01, flag_checksum = 0x02, flag_hash = 0x04 };
+
+// ---- Packing: payload and integrity field -------------------------------------------------------------------------
+
+/// What is enciphered behind the random byte.
+struct packed_text
+{
+    char flags = 0;
+    QByteArray body; ///< integrity field and payload
+};
 
 QByteArray checksum_of(const QByteArray &payload)
 {
@@ -28,6 +43,28 @@ QByteArray hash_of(const QByteArray &payload)
     return QCryptographicHash::hash(payload, QCryptographicHash::Sha1);
 }
 
+packed_text pack(const QByteArray &plain, encryptor_string::compression compression,
+                 encryptor_string::protection protection)
+{
+    packed_text packed;
+    packed.body = plain;
+    if (compression != encryptor_string::compression_never) {
+        const QByteArray compressed = qCompress(plain, 9);
+        if (compression == encryptor_string::compression_always || compressed.size() < plain.size()) {
+            packed.body = compressed;
+            packed.flags |= flag_compressed;
+        }
+    }
+    if (protection == encryptor_string::protection_checksum) {
+        packed.body.prepend(checksum_of(packed.body));
+        packed.flags |= flag_checksum;
+    } else if (protection == encryptor_string::protection_hash) {
+        packed.body.prepend(hash_of(packed.body));
+        packed.flags |= flag_hash;
+    }
+    return packed;
+}
+
 /// Uncompress, unless the announced size is one that no compressed data of this length can have: a forged size would
 /// otherwise allocate up to 4 GiB.
 QByteArray uncompressed(const QByteArray &payload)
@@ -38,13 +75,117 @@ QByteArray uncompressed(const QByteArray &payload)
     return announced <= payload.size() * highest_ratio ? qUncompress(payload) : QByteArray();
 }
 
+/// The plain bytes; none when they do not match their integrity field.
+std::optional<QByteArray> unpack(const packed_text &packed)
+{
+    using integrity_function = QByteArray (*)(const QByteArray &);
+    const bool has_checksum = packed.flags & flag_checksum;
+    const integrity_function integrity_of = has_checksum ? checksum_of : packed.flags & flag_hash ? hash_of : nullptr;
+    QByteArray payload = packed.body;
+    if (integrity_of) {
+        const qsizetype size = has_checksum ? 2 : 20;
+        payload = packed.body.mid(size);
+        if (packed.body.size() < size || packed.body.left(size) != integrity_of(payload))
+            return {};
+    }
+    return packed.flags & flag_compressed ? uncompressed(payload) : payload;
+}
+
+/// What was made last for some keys. A log repeats its lines, and packing or unpacking one costs many times what the
+/// cipher does; the result is the same each time.
+template <class Key, class Value>
+class recent_results
+{
+public:
+    template <class Make>
+    const Value &value_of(const Key &key, Make make)
+    {
+        auto &slot = slots[qHash(key) % slots.size()];
+        if (!slot || slot->first != key)
+            slot.emplace(key, make());
+        return slot->second;
+    }
+
+private:
+    std::array<std::optional<std::pair<Key, Value>>, 1024> slots;
+};
+
+// ---- Chain --------------------------------------------------------------------------------------------------------
+//
+// Each byte is XORed with its part of the key and with the enciphered byte before it; 8 bytes at a time, as the key has
+// 8 parts.
+
+void lay_chain(QByteArray &body, const QByteArray &key_parts)
+{
+    const auto key = qFromLittleEndian<quint64>(key_parts.constData());
+    char *at = body.data();
+    quint64 last = 0;
+    qsizetype left = body.size();
+    for (; left >= 8; left -= 8, at += 8) {
+        quint64 word = qFromLittleEndian<quint64>(at) ^ key;
+        word ^= word << 8; // each byte takes in all those before it
+        word ^= word << 16;
+        word ^= word << 32;
+        word ^= last * 0x0101010101010101;
+        qToLittleEndian(word, at);
+        last = word >> 56;
+    }
+    for (int i = 0; i < left; ++i) {
+        last = (static_cast<uchar>(at[i]) ^ last ^ (key >> (8 * i))) & 0xFF;
+        at[i] = static_cast<char>(last);
+    }
+}
+
+void undo_chain(QByteArray &body, const QByteArray &key_parts)
+{
+    const auto key = qFromLittleEndian<quint64>(key_parts.constData());
+    char *at = body.data();
+    quint64 before = 0;
+    qsizetype left = body.size();
+    for (; left >= 8; left -= 8, at += 8) {
+        const auto word = qFromLittleEndian<quint64>(at);
+        qToLittleEndian(word ^ (word << 8 | before) ^ key, at);
+        before = word >> 56;
+    }
+    for (int i = 0; i < left; ++i) {
+        const quint64 enciphered = static_cast<uchar>(at[i]);
+        at[i] = static_cast<char>(enciphered ^ before ^ (key >> (8 * i)));
+        before = enciphered;
+    }
+}
+
+/// The seed of the process's random generator, and the first number behind it. Many ciphers are made within one
+/// millisecond: seeding again with the same seed would only give the same number again.
+struct seeded_generator
+{
+    unsigned seed = 0;
+    int first_number = -1; ///< -1 until it was taken
+};
+
+thread_local seeded_generator generator;
+
 } // namespace
 
 encryptor_string::encryptor_string()
     : key_value(library_key)
 {
-    std::srand(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch() & 0xFFFF));
+    const auto seed = static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch() & 0xFFFF);
+    if (seed != generator.seed || generator.first_number < 0) {
+        std::srand(seed);
+        generator = {seed, -1};
+    }
     splitKey();
+}
+
+/// The first number behind the seed, then what the generator gives.
+char encryptor_string::random_byte()
+{
+    const bool is_first = std::exchange(at_first_number, false);
+    if (!is_first)
+        return static_cast<char>(std::rand() & 0xFF);
+    if (generator.first_number < 0)
+        generator.first_number = std::rand();
+    return static_cast<char>(generator.first_number & 0xFF);
 }
 
 void encryptor_string::splitKey()
@@ -55,7 +196,7 @@ void encryptor_string::splitKey()
 
 bool encryptor_string::refuse_without_key()
 {
-    if (!key_parts.isEmpty())
+    if (key_parts.size() == sizeof(key_value))
         return false;
     qWarning("No key set.");
     last_error = no_key_set;
@@ -66,30 +207,16 @@ QByteArray encryptor_string::encryptToByteArray(QByteArray plain)
 {
     if (refuse_without_key())
         return {};
-
-    char flags = 0;
-    if (compression_mode != compression_never) {
-        const QByteArray compressed = qCompress(plain, 9);
-        if (compression_mode == compression_always || compressed.size() < plain.size()) {
-            plain = compressed;
-            flags |= flag_compressed;
-        }
-    }
-    QByteArray integrity;
-    if (protection_mode == protection_checksum) {
-        integrity = checksum_of(plain);
-        flags |= flag_checksum;
-    } else if (protection_mode == protection_hash) {
-        integrity = hash_of(plain);
-        flags |= flag_hash;
-    }
-
-    QByteArray body = static_cast<char>(std::rand() & 0xFF) + integrity + plain;
-    char last = 0;
-    for (qsizetype i = 0; i < body.size(); ++i)
-        last = body[i] = static_cast<char>(body[i] ^ last ^ key_parts[i % key_parts.size()]);
+    using key = std::pair<QByteArray, std::pair<int, int>>;
+    static thread_local recent_results<key, packed_text> recent;
+    const auto make = [&] { return pack(plain, compression_mode, protection_mode); };
+    const packed_text packed = plain.size() > longest_remembered
+                                   ? make()
+                                   : recent.value_of({plain, {compression_mode, protection_mode}}, make);
+    QByteArray body = random_byte() + packed.body;
+    lay_chain(body, key_parts);
     last_error = no_error;
-    return version + QByteArray(1, flags) + body;
+    return version + QByteArray(1, packed.flags) + body;
 }
 
 QByteArray encryptor_string::encryptToByteArray(const QString &plain)
@@ -116,35 +243,24 @@ QByteArray encryptor_string::decryptToByteArray(QByteArray enciphered)
         last_error = unknown_version;
         return {};
     }
+    packed_text packed;
+    packed.flags = enciphered[1];
+    packed.body = enciphered.mid(2);
+    undo_chain(packed.body, key_parts);
+    packed.body.remove(0, 1); // the random byte
 
-    const char flags = enciphered[1];
-    QByteArray body = enciphered.mid(2);
-    char last = 0;
-    for (qsizetype i = 0; i < body.size(); ++i) {
-        const char before = body[i];
-        body[i] = static_cast<char>(before ^ last ^ key_parts[i % key_parts.size()]);
-        last = before;
-    }
-    body.remove(0, 1); // the random byte
-
-    using integrity_function = QByteArray (*)(const QByteArray &);
-    const integrity_function integrity_of = flags & flag_checksum ? checksum_of : flags & flag_hash ? hash_of : nullptr;
-    if (integrity_of) {
-        const qsizetype size = flags & flag_checksum ? 2 : 20;
-        const QByteArray claimed = body.left(size);
-        body.remove(0, size);
-        if (claimed.size() < size || claimed != integrity_of(body)) {
-            last_error = integrity_failed;
-            return {};
-        }
-    }
-    last_error = no_error;
-    return flags & flag_compressed ? uncompressed(body) : body;
+    using key = std::pair<QByteArray, char>;
+    static thread_local recent_results<key, std::optional<QByteArray>> recent;
+    const auto make = [&packed] { return unpack(packed); };
+    const std::optional<QByteArray> plain =
+        packed.body.size() > longest_remembered ? make() : recent.value_of({packed.body, packed.flags}, make);
+    last_error = plain ? no_error : integrity_failed;
+    return plain.value_or(QByteArray());
 }
 
 QByteArray encryptor_string::decryptToByteArray(const QString &enciphered)
 {
-    return decryptToByteArray(QByteArray::fromBase64(enciphered.toLatin1()));
+    return decryptToByteArray(decoded_base64(enciphered.toLatin1()));
 }
 
 QString encryptor_string::decryptToString(QByteArray enciphered)

@@ -40,11 +40,14 @@ public:
     QString decryptToString(const QString &enciphered);
 
     quint64 key_value;
-    QByteArray key_parts; ///< the key's 8 bytes, least significant first; empty means no key
+    QByteArray key_parts; ///< the key's 8 bytes, least significant first; none means no key
     compression compression_mode = compression_auto;
     protection protection_mode = protection_checksum;
     error last_error = no_error;
 
 private:
     bool refuse_without_key();
+    char random_byte();
+
+    bool at_first_number = true; ///< of the random generator, behind its seed
 };

@@ -27,6 +27,9 @@ public:
     /// The function's full signature text, such as "void gmail::create_db_tables()".
     [[nodiscard]] QString signature() const { return QString::fromLatin1(function); }
 
+    /// The same for all log lines of one place in the code.
+    [[nodiscard]] const void *identity() const { return function; }
+
 private:
     const char *function;
 };
@@ -47,7 +50,7 @@ public:
     log_origin from;
 };
 
-/// Join the pieces and hand the line to `plugin_static_function::app_debug`. The slow half of `log_line`.
+/// Write one line, joined from its pieces, as `plugin_static_function::app_debug` does. The slow half of `log_line`.
 void write_log_line(const log_head &head, std::initializer_list<QStringView> pieces);
 
 /// Write one line, if the debug log is on. Pieces are texts.

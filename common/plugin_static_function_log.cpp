@@ -1,72 +1,99 @@
-/// The debug log: its lines, its file, its encipherment.
+/// The debug log: its lines, its file, its encipherment. Lines are put together as bytes of the local 8-bit encoding,
+/// in memory that is used again and again.
 #include "common/encryptor_string.h"
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
 
 #include <QDateTime>
 #include <QDebug>
+#include <QHash>
 
 namespace {
 
 constexpr char end_of_enciphered_line[] = "<[{()}]>";
 
-/// The local time as the lines show it. Its text is made once a second: many lines share it.
-const QString &time_stamp()
+/// The edition; an engine type that is not set or unknown shows up in every line as a failure.
+QByteArray edition()
+{
+    switch (plugin_static_function::type_engine_int) {
+    case 0:
+        return "TALVO_BENCH";
+    case 1:
+        return "TALVO_SWEEP";
+    case 2:
+        return "TALVO_PROBE";
+    default:
+        return " -----FAILED----- to find Engine Type ][" + QByteArray::number(plugin_static_function::type_engine_int);
+    }
+}
+
+/// What a line begins with, up to the function's name: local time and edition. Made once a second.
+const QByteArray &beginning_of_line()
 {
     static qint64 second_of_text = -1;
-    static QString text;
+    static int engine_of_text = 0;
+    static QByteArray text;
     const qint64 now = QDateTime::currentSecsSinceEpoch();
-    if (now != second_of_text) {
-        text = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MMM-ddThh-mm-ss"));
+    if (now != second_of_text || engine_of_text != plugin_static_function::type_engine_int) {
+        const QString time = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MMM-ddThh-mm-ss"));
+        text = '[' + time.toLocal8Bit() + "][" + edition() + "][Artifacts Extraction][";
         second_of_text = now;
+        engine_of_text = plugin_static_function::type_engine_int;
     }
     return text;
 }
 
-/// "][" and the edition; an engine type that is not set or unknown shows up in every line as a failure.
-QString edition_part()
+/// "gmail::pub_extract_artifacts" from "virtual void gmail::pub_extract_artifacts()".
+QByteArray function_name(const QString &function_info)
 {
-    switch (plugin_static_function::type_engine_int) {
-    case 0:
-        return QStringLiteral("][TALVO_BENCH");
-    case 1:
-        return QStringLiteral("][TALVO_SWEEP");
-    case 2:
-        return QStringLiteral("][TALVO_PROBE");
-    default:
-        return QLatin1StringView("][ -----FAILED----- to find Engine Type ][") +
-               QString::number(plugin_static_function::type_engine_int);
-    }
+    const QStringView signature = QStringView(function_info).trimmed();
+    if (signature.isEmpty())
+        return "FUNCTION INFO IS EMPTY ---FAILED--- debug!!!";
+    const QStringView before_parameters = signature.left(signature.indexOf(u'(')).trimmed();
+    return before_parameters.mid(before_parameters.lastIndexOf(u' ') + 1).toLocal8Bit();
 }
 
-/// "gmail::pub_extract_artifacts" from "virtual void gmail::pub_extract_artifacts()".
-QStringView function_name(QStringView function_info)
+/// One line to the terminal and the file, as the settings say. One unbuffered write a line: a crash loses at most the
+/// line being written.
+void write_line(QByteArrayView function, QByteArrayView message)
 {
-    const QStringView signature = function_info.trimmed();
-    if (signature.isEmpty())
-        return u"FUNCTION INFO IS EMPTY ---FAILED--- debug!!!";
-    const QStringView before_parameters = signature.left(signature.indexOf(u'(')).trimmed();
-    return before_parameters.mid(before_parameters.lastIndexOf(u' ') + 1);
+    using log = plugin_static_function;
+    static QByteArray line;
+    line.resize(0);
+    line.append(beginning_of_line()).append(function).append("]:-- ").append(message);
+    if (log::debug_print_on_terminal_bool)
+        qDebug().noquote() << QString::fromLocal8Bit(line);
+    if (!log::debug_print_in_file_bool || !log::debug_file_regular_QFile.isOpen())
+        return;
+    if (log::debug_encryption_status_bool) {
+        encryptor_string cipher; // a fresh one for each line, so that each piece can be deciphered by itself
+        log::debug_file_regular_QFile.write(cipher.encryptToByteArray(line).toBase64() + end_of_enciphered_line);
+    } else {
+        log::debug_file_regular_QFile.write(line.append('\n'));
+    }
 }
 
 } // namespace
 
 void plugin_static_function::app_debug(QString message, QString function_info)
 {
-    if (!debug_mode_status_bool)
-        return;
-    const QString line = u'[' + time_stamp() + edition_part() + QLatin1StringView("][Artifacts Extraction][") +
-                         function_name(function_info) + QLatin1StringView("]:-- ") + message;
-    if (debug_print_on_terminal_bool)
-        qDebug().noquote() << line;
-    if (!debug_print_in_file_bool || !debug_file_regular_QFile.isOpen())
-        return;
-    if (debug_encryption_status_bool)
-        debug_file_regular_QFile.write(encrypt_string(line, QString::fromLatin1(Q_FUNC_INFO)).toLocal8Bit() +
-                                       end_of_enciphered_line);
-    else
-        debug_file_regular_QFile.write(line.toLocal8Bit() + '\n');
-    debug_file_regular_QFile.flush(); // a crash loses at most the line being written
+    if (debug_mode_status_bool)
+        write_line(function_name(function_info), message.toLocal8Bit());
+}
+
+/// The names of functions are cut out of their signatures once.
+void write_log_line(const log_head &head, std::initializer_list<QStringView> pieces)
+{
+    static QHash<const void *, QByteArray> names;
+    static QByteArray message;
+    QByteArray &name = names[head.from.identity()];
+    if (name.isEmpty())
+        name = function_name(head.from.signature());
+    message.resize(0);
+    message.append(head.text.data(), head.text.size());
+    for (const QStringView piece : pieces)
+        message.append(piece.toLocal8Bit());
+    write_line(name, message);
 }
 
 void plugin_static_function::open_debug_file()
@@ -75,7 +102,7 @@ void plugin_static_function::open_debug_file()
         return;
     close_debug_file();
     debug_file_regular_QFile.setFileName(debug_file_path_QString);
-    debug_file_regular_QFile.open(QIODevice::Append);
+    debug_file_regular_QFile.open(QIODevice::Append | QIODevice::Unbuffered);
 }
 
 void plugin_static_function::close_debug_file()
@@ -88,16 +115,5 @@ void plugin_static_function::close_debug_file()
 
 QString plugin_static_function::encrypt_string(QString text, QString)
 {
-    if (text.isEmpty())
-        return {};
-    encryptor_string cipher; // a fresh one for each line, so that each piece can be deciphered by itself
-    return cipher.encryptToString(text);
-}
-
-void write_log_line(const log_head &head, std::initializer_list<QStringView> pieces)
-{
-    QString message = head.text;
-    for (const QStringView piece : pieces)
-        message += piece;
-    plugin_static_function::app_debug(message, head.from.signature());
+    return text.isEmpty() ? QString() : encryptor_string().encryptToString(text);
 }

@@ -91,7 +91,7 @@ void extractor_frame::extract_artifacts()
 
 void extractor_frame::keep_source_info(const struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &) {}
 
-bool extractor_frame::insert_row(row_writer &rows, const QVariantList &values)
+bool extractor_frame::insert_row(row_writer &rows, const QStringList &values)
 {
     if (!rows.insert(values)) {
         record_count_qint64 -= rows.take_lost_rows();

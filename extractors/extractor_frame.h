@@ -5,7 +5,6 @@
 
 #include <QElapsedTimer>
 #include <QStringList>
-#include <QVariant>
 #include <QWidget>
 
 class plugin_helper_functions;
@@ -58,7 +57,7 @@ protected:
 
     /// Insert a row and count it; once more than a second has passed since the last time, report the total. The rows
     /// are committed before, so that a host may read the result from its slot. False when the insert failed.
-    bool insert_row(row_writer &rows, const QVariantList &values);
+    bool insert_row(row_writer &rows, const QStringList &values);
     void finish_rows(row_writer &rows); ///< commit
     void finish_tab();                  ///< count one tab and report it
 

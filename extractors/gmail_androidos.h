@@ -50,8 +50,8 @@ private:
     /// The mail of an attachment.
     struct struct_mail_detail
     {
-        QVariant subject;
-        QVariant snippet;
+        QString subject; ///< null for NULL
+        QString snippet;
     };
 
     /// What a step looks up for a row of the source; made once per step, on the open source.
@@ -82,7 +82,7 @@ private:
     [[nodiscard]] std::unique_ptr<row_writer> writer_into(const open_database &destination, const extract_step &step,
                                                           const log_origin &origin) const;
     static void log_failed_open(const extract_step &step, const open_database &source, const log_origin &origin);
-    [[nodiscard]] row_context context_of(const QVariant &source_file) const;
+    [[nodiscard]] row_context context_of(const QString &source_file) const;
 
     QString working_copy_of(const QString &source_path);
     void remove_working_copies();
@@ -97,7 +97,7 @@ private:
 
     [[nodiscard]] QString relative_path(const QString &path) const;
     [[nodiscard]] QString cached_attachment_path(const QString &attachment_id) const;
-    [[nodiscard]] QVariant source_file_value(const QString &relative) const;
+    [[nodiscard]] QString source_file_value(const QString &relative) const;
 
     QString unified_email_path; ///< located, read by no step
     QString provider_db_path;

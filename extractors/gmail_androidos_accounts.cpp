@@ -23,17 +23,17 @@ constexpr extract_step mailbox_step(
 consteval column own_text(const char *source_column)
 {
     return {[](const row_context &row, const QVariant &read) {
-                return row.pair_matches ? columns::text_of(read) : bound_text({});
+                return row.pair_matches ? columns::text_of(read) : never_null({});
             },
             source_column};
 }
 
-QVariant paired_name(const row_context &row, const QVariant &)
+QString paired_name(const row_context &row, const QVariant &)
 {
     return row.paired_name;
 }
 
-QVariant paired_source_file(const row_context &row, const QVariant &)
+QString paired_source_file(const row_context &row, const QVariant &)
 {
     return row.pair_matches ? row.source_file : row.pair_source_file;
 }
@@ -89,7 +89,7 @@ void gmail_androidos::extract_gm_accounts()
 {
     run_on_provider(account_step, {}, [this](const source_database &) -> row_look_up {
         const QStringList names = extract_last_warmup_accounts();
-        const QVariant names_file = source_file_value(relative_path(warm_accounts_path.trimmed()));
+        const QString names_file = source_file_value(relative_path(warm_accounts_path.trimmed()));
         return [names, names_file](const QSqlQuery &, row_context &context) {
             context.paired_names = names;
             context.pair_source_file = names_file;

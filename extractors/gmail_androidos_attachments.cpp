@@ -50,7 +50,8 @@ void gmail_androidos::extract_gm_attachments()
     run_on_provider(attachment_step, {}, [this](const source_database &source) -> row_look_up {
         const auto mails = std::make_shared<look_up>(source, mail_statement, "Message", "_id");
         return [this, mails](const QSqlQuery &row, row_context &context) {
-            context.cached_file = cached_attachment_path(row.value(attachment_step.position_of("_id")).toString());
+            context.cached_file =
+                never_null(cached_attachment_path(row.value(attachment_step.position_of("_id")).toString()));
             const QString mail_key = row.value(attachment_step.position_of("messageKey")).toString();
             const struct_mail_detail detail = get_msg_detail_for_attachment(*mails, mail_key);
             context.mail_subject = detail.subject;
@@ -69,6 +70,6 @@ gmail_androidos::struct_mail_detail gmail_androidos::get_msg_detail_for_attachme
                                                                                    const QString &key) const
 {
     if (!mails.ask(key, {}) || !mails.query().next())
-        return {bound_text({}), bound_text({})};
+        return {never_null({}), never_null({})};
     return {columns::text_of(mails.query().value(0)), columns::text_of(mails.query().value(1))};
 }

@@ -14,14 +14,14 @@ constexpr QLatin1StringView record_joiner(";++::++;"); // between several paths 
 // ---- What the rows are made of ------------------------------------------------------------------------------------
 
 /// Attachments' paths, then the body file's, with the joiner between them only.
-QVariant export_paths(const row_context &row, const QVariant &)
+QString export_paths(const row_context &row, const QVariant &)
 {
     QString paths = row.attachment_exports + row.body_file;
     if (paths.endsWith(record_joiner))
         paths.chop(record_joiner.size());
     if (paths.startsWith(record_joiner))
         paths.remove(0, record_joiner.size());
-    return bound_text(paths);
+    return never_null(paths);
 }
 
 constexpr column mail_columns[] = {
@@ -131,7 +131,7 @@ struct mail_look_ups
     look_up attachments;
     attachment_keys keys;
     body_files bodies;
-    QHash<QString, QVariant> mailbox_names;
+    QHash<QString, QString> mailbox_names;
 };
 
 } // namespace
@@ -151,12 +151,12 @@ void gmail_androidos::extract_gm_mails()
             if (mailbox == known->mailbox_names.constEnd())
                 mailbox = known->mailbox_names.insert(mailbox_key, get_mailbox_name(known->mailboxes, mailbox_key));
             context.mailbox = *mailbox;
-            context.body_file = relative_path(known->bodies.path_of(id.toString()).trimmed());
+            context.body_file = never_null(relative_path(known->bodies.path_of(id.toString()).trimmed()));
             const bool may_have = known->keys.may_hold(id);
             const auto detail =
                 may_have ? get_mail_attachments_detail(known->attachments, id.toString()) : struct_attachment_detail();
-            context.attachment_description = detail.description;
-            context.attachment_preview = detail.preview_path;
+            context.attachment_description = never_null(detail.description);
+            context.attachment_preview = never_null(detail.preview_path);
             context.attachment_exports = detail.export_paths;
         };
     });

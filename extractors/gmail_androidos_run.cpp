@@ -22,10 +22,10 @@ QList<int> positions_of(const extract_step &step, const QSqlQuery &query)
     return positions;
 }
 
-QVariantList values_of(const extract_step &step, const QSqlQuery &query, const QList<int> &positions,
-                       const row_context &context)
+QStringList values_of(const extract_step &step, const QSqlQuery &query, const QList<int> &positions,
+                      const row_context &context)
 {
-    QVariantList values;
+    QStringList values;
     values.reserve(positions.size());
     for (qsizetype i = 0; i < positions.size(); ++i) {
         const QVariant read = positions.at(i) < 0 ? QVariant() : query.value(positions.at(i));
@@ -127,7 +127,7 @@ gmail_androidos::outcome gmail_androidos::copy_rows(const extract_step &step, co
     while (query.next()) {
         if (bool_cancel_extraction)
             return outcome::cancelled;
-        if (step.uses_account && !context.account.isValid())
+        if (step.uses_account && !context.account)
             context.account = get_gmail_account_id();
         if (fill)
             fill(query, context);
@@ -182,12 +182,12 @@ void gmail_androidos::log_failed_open(const extract_step &step, const open_datab
     log_line({"", origin}, path);
 }
 
-row_context gmail_androidos::context_of(const QVariant &source_file) const
+row_context gmail_androidos::context_of(const QString &source_file) const
 {
     row_context context;
     context.source_file = source_file;
-    context.os_scheme_display = bound_text(text_field_3);
-    context.source_count_name = bound_text(plugin_static_function::get_source_count_name());
+    context.os_scheme_display = never_null(text_field_3);
+    context.source_count_name = plugin_static_function::get_source_count_name();
     return context;
 }
 
@@ -219,8 +219,8 @@ QString gmail_androidos::relative_path(const QString &path) const
     return relative.startsWith(u'/') || relative.trimmed().isEmpty() ? relative : u'/' + relative;
 }
 
-QVariant gmail_androidos::source_file_value(const QString &relative) const
+QString gmail_androidos::source_file_value(const QString &relative) const
 {
-    return bound_text(
+    return never_null(
         plugin_static_function::get_final_artifact_source_file(relative, QString(), source_type_internal).first);
 }

@@ -11,7 +11,6 @@
 #include "extractors/takeout/mail_attachments.h"
 
 #include <QSqlDatabase>
-#include <QVariant>
 
 #include <memory>
 
@@ -42,8 +41,8 @@ private:
     bool parse_every_mbox();
     void start_mbox_parsing_for_plugin(QString mbox_path);
     [[nodiscard]] QString source_file_of(const QString &mbox_path) const;
-    bool store_message(const QByteArray &message, const QString &source_file, row_writer &rows);
-    [[nodiscard]] QVariantList row_values(const QString &source_file) const;
+    bool store_message(const QByteArray &message, row_writer &rows);
+    [[nodiscard]] QStringList row_values() const;
     void mail_data_start_parsing_plugin(const QByteArray &message);
     void clear_fields();
 
@@ -91,5 +90,7 @@ private:
 
     // In use while mail is extracted.
     QSqlDatabase destination_db;
+    QString source_file; ///< of the file at hand
+    QString source_count_name;
     std::unique_ptr<free_file_names> attachment_names;
 };

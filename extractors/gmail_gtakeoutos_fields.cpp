@@ -2,7 +2,7 @@
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
 #include "extractors/gmail_gtakeoutos.h"
-#include "extractors/takeout/base64.h"
+#include "common/base64.h"
 #include "extractors/takeout/mail.h"
 #include "extractors/takeout/mail_attachments.h"
 #include "extractors/takeout/mail_body.h"

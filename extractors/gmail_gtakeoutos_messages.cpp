@@ -52,7 +52,8 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
                         log_line({"Query insert ----FAILED---", origin}, query.executedQuery());
                         log_line({"Error:", origin}, query.lastError().text());
                     });
-    const QString source_file = source_file_of(mbox_path);
+    source_file = never_null(source_file_of(mbox_path));
+    source_count_name = plugin_static_function::get_source_count_name();
     qint64 bytes_parsed_again = 0;
     progress state = progress::reading;
     while (!bool_cancel_extraction && (state == progress::reading || state == progress::message_complete)) {
@@ -60,7 +61,7 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
         rows.commit_if_due(splitter.message().size());
         if (state != progress::message_complete)
             continue;
-        if (store_message(splitter.message(), source_file, rows)) {
+        if (store_message(splitter.message(), rows)) {
             bytes_parsed_again = 0;
             splitter.drop_message();
             continue;
@@ -95,41 +96,41 @@ QString gmail_gtakeoutos::source_file_of(const QString &mbox_path) const
 }
 
 /// Parse a message and insert its row. False when the insert failed; the fields then keep what they hold.
-bool gmail_gtakeoutos::store_message(const QByteArray &message, const QString &source_file, row_writer &rows)
+bool gmail_gtakeoutos::store_message(const QByteArray &message, row_writer &rows)
 {
     mail_data_start_parsing_plugin(message);
-    const bool inserted = insert_row(rows, row_values(source_file));
+    const bool inserted = insert_row(rows, row_values());
     if (inserted)
         clear_fields();
     return inserted;
 }
 
 /// In the order of the statement's placeholders.
-QVariantList gmail_gtakeoutos::row_values(const QString &source_file) const
+QStringList gmail_gtakeoutos::row_values() const
 {
     const QStringList attachments = paths_beside_database(attachment_name_list);
     return {
-        bound_text(takeout_account_id),
-        bound_text(subject),
-        bound_text(to_list),
-        bound_text(from_list),
-        bound_text(timestamp),
-        bound_text(cc_list),
-        bound_text(snippet),
-        bound_text(attachment_name_list.join(u',')),
-        bound_text(source_file),
-        bound_text(text_field_3),
-        bound_text(plugin_static_function::get_source_count_name()),
-        bound_text(message_text),
-        bound_text(attachments.join(record_joiner)),
-        bound_text(attachments.value(0).trimmed()),
+        never_null(takeout_account_id),
+        never_null(subject),
+        never_null(to_list),
+        never_null(from_list),
+        never_null(timestamp),
+        never_null(cc_list),
+        never_null(snippet),
+        never_null(attachment_name_list.join(u',')),
+        source_file,
+        never_null(text_field_3),
+        source_count_name,
+        never_null(message_text),
+        never_null(attachments.join(record_joiner)),
+        never_null(attachments.value(0).trimmed()),
     };
 }
 
 void gmail_gtakeoutos::mail_data_start_parsing_plugin(const QByteArray &message)
 {
     const log_span span("[mail_data_start_parsing] -Start", "[mail_data_start_parsing] -End");
-    if (message.trimmed().isEmpty())
+    if (QByteArrayView(message).trimmed().isEmpty())
         return;
     const mail marked(message);
     emlx_to(marked);

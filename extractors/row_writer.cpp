@@ -2,34 +2,133 @@
 
 #include "common/log_line.h"
 
-#include <QSqlError>
+#include <QMetaType>
+#include <QVariant>
 
 #include <utility>
+
+/// A value whose text is read when it is needed. Qt's driver asks values of unknown kinds for their text.
+struct late_text
+{
+    const QString *text = nullptr;
+};
 
 namespace {
 
 constexpr qint64 longest_wait = 500; // milliseconds
-constexpr qint64 most_waiting_characters = 4 * 1024 * 1024;
+constexpr qsizetype most_waiting_characters = 4 * 1024 * 1024;
 constexpr qint64 most_bytes_ahead = 8 * 1024 * 1024; // work on so many may take longer than the wait
-constexpr int last_tries = 3; // to commit a locked file; each waits for the driver's busy timeout
+constexpr int last_tries = 3;                      // to commit a locked file; each waits for the driver's busy timeout
+constexpr qsizetype longest_late_text = 16 * 1024; // SQLite copies late texts; longer ones are handed over
 
-qint64 characters_in(const QVariantList &values)
+/// While it lives, `late_text` converts to QString. It goes with the library, which a host may unload.
+class late_text_conversion
 {
-    qint64 characters = 0;
-    for (const QVariant &value : values) {
-        if (value.userType() == QMetaType::QString)
-            characters += static_cast<const QString *>(value.constData())->size();
+public:
+    late_text_conversion()
+    {
+        QMetaType::registerConverter<late_text, QString>([](const late_text &value) { return *value.text; });
     }
+    ~late_text_conversion()
+    {
+        QMetaType::unregisterConverterFunction(QMetaType::fromType<late_text>(), QMetaType::fromType<QString>());
+        QMetaType::unregisterMetaType(QMetaType::fromType<late_text>());
+    }
+    Q_DISABLE_COPY_MOVE(late_text_conversion)
+};
+
+qsizetype characters_in(const QStringList &row)
+{
+    qsizetype characters = 0;
+    for (const QString &text : row)
+        characters += text.size();
     return characters;
 }
 
 } // namespace
 
-row_writer::row_writer(const QSqlDatabase &db, QString statement, failure_log log_failure)
+QString never_null(const QString &text)
+{
+    return text.isNull() ? QStringLiteral("") : text;
+}
+
+// ---- insert_statement ---------------------------------------------------------------------------------------------
+
+insert_statement::insert_statement(const QSqlDatabase &db, QString statement)
+    : text(std::move(statement))
+    , prepared_query(db)
+{
+    static const late_text_conversion conversion;
+}
+
+void insert_statement::prepare(qsizetype columns)
+{
+    prepared = prepared_query.prepare(text);
+    values.resize(static_cast<std::size_t>(columns));
+    bindings.assign(values.size(), binding::nothing);
+}
+
+bool insert_statement::execute(const QStringList &row)
+{
+    if (!prepared)
+        prepare(row.size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const QString &value = row.at(static_cast<qsizetype>(i));
+        const binding wanted = value.isNull()                     ? binding::null
+                               : value.size() > longest_late_text ? binding::direct
+                                                                  : binding::late;
+        if (wanted == binding::late)
+            values[i] = value;
+        if (wanted == bindings[i] && wanted != binding::direct)
+            continue;
+        prepared_query.bindValue(static_cast<int>(i), wanted == binding::late
+                                                          ? QVariant::fromValue(late_text{&values[i]})
+                                                          : QVariant(value));
+        bindings[i] = wanted;
+    }
+    const bool inserted = prepared_query.exec();
+    prepared = prepared && inserted;
+    return inserted;
+}
+
+// ---- waiting_rows -------------------------------------------------------------------------------------------------
+
+void waiting_rows::append(const QStringList &row)
+{
+    for (const QString &text : row) {
+        sizes.push_back(text.isNull() ? -1 : text.size());
+        characters_of_all.insert(characters_of_all.end(), text.utf16(), text.utf16() + text.size());
+    }
+    ends_of_rows.push_back(sizes.size());
+}
+
+void waiting_rows::clear()
+{
+    characters_of_all.clear();
+    sizes.clear();
+    ends_of_rows.clear();
+}
+
+void waiting_rows::for_each(const std::function<void(const QStringList &)> &take) const
+{
+    const auto *begin = reinterpret_cast<const QChar *>(characters_of_all.data());
+    std::size_t next = 0;
+    for (const std::size_t end : ends_of_rows) {
+        QStringList row;
+        for (; next < end; ++next) {
+            row.append(sizes[next] < 0 ? QString() : never_null(QString(begin, sizes[next])));
+            begin += qMax<qsizetype>(sizes[next], 0);
+        }
+        take(row);
+    }
+}
+
+// ---- row_writer ---------------------------------------------------------------------------------------------------
+
+row_writer::row_writer(const QSqlDatabase &db, const QString &statement_text, failure_log log_failure)
     : database(db)
-    , statement_text(std::move(statement))
+    , statement(db, statement_text)
     , on_failure(std::move(log_failure))
-    , query(db)
 {
 }
 
@@ -37,83 +136,78 @@ row_writer::~row_writer()
 {
     for (int tries = 0; in_transaction && tries < last_tries; ++tries)
         commit();
-    if (!waiting.isEmpty())
-        log_line("[commit] ----FAILED---- rows not kept: ", QString::number(waiting.size()), u" ",
-                 database.databaseName());
+    if (!waiting.is_empty())
+        log_line("[commit] ----FAILED---- the last rows are not kept: ", database.databaseName());
 }
 
-/// A statement that cannot be prepared is executed all the same: the error of the execution is the one that log lines
-/// are known for. It is prepared again for the next row, as a locked database may have been let go.
-bool row_writer::execute(const QVariantList &values)
+bool row_writer::insert(const QStringList &row)
 {
-    if (!prepared)
-        prepared = query.prepare(statement_text);
-    for (const QVariant &value : values)
-        query.addBindValue(value);
-    const bool inserted = query.exec();
-    prepared = prepared && inserted;
-    return inserted;
-}
-
-bool row_writer::insert(const QVariantList &values)
-{
+    const bool is_large = characters_in(row) > most_waiting_characters;
+    if (is_large)
+        commit(); // it is committed by itself, so that no copy of it has to be kept
     if (!in_transaction)
         in_transaction = database.transaction();
-    if (!execute(values)) {
-        on_failure(database, query);
+    if (!statement.execute(row)) {
+        on_failure(database, statement.query());
         commit();
         return false;
     }
-    if (waiting.isEmpty())
+    if (is_large) {
+        commit_or_insert_again(row);
+        return true;
+    }
+    if (waiting.is_empty())
         oldest_waiting.start();
-    waiting.append(values);
-    waiting_characters += characters_in(values);
+    waiting.append(row);
     return true;
 }
 
 void row_writer::commit_if_due(qint64 bytes_ahead)
 {
-    if (waiting.isEmpty())
+    if (waiting.is_empty())
         return;
-    if (bytes_ahead > most_bytes_ahead || waiting_characters > most_waiting_characters ||
+    if (bytes_ahead > most_bytes_ahead || waiting.characters() > most_waiting_characters ||
         oldest_waiting.elapsed() > longest_wait)
         commit();
 }
 
 void row_writer::commit()
 {
+    commit_or_insert_again({});
+}
+
+/// Commit; `large_row` is the row of the transaction that does not wait with the others, if there is one.
+void row_writer::commit_or_insert_again(const QStringList &large_row)
+{
     if (!in_transaction)
         return;
     if (!database.commit()) {
         // A new transaction can only begin when the failure has rolled the old one back. Otherwise another process
         // locks the file: the rows stay in the open transaction and the next commit takes them along.
-        if (!database.transaction())
+        if (!database.transaction()) {
+            if (!large_row.isEmpty())
+                waiting.append(large_row);
             return;
+        }
         database.rollback();
-        insert_lost_rows_again();
+        // Each in a transaction of its own, so that one that does not fit takes no other with it.
+        waiting.for_each([this](const QStringList &row) { insert_again(row); });
+        if (!large_row.isEmpty())
+            insert_again(large_row);
     }
     in_transaction = false;
     waiting.clear();
-    waiting_characters = 0;
 }
 
-/// Each in a transaction of its own, so that one that does not fit takes no other with it.
-void row_writer::insert_lost_rows_again()
+void row_writer::insert_again(const QStringList &row)
 {
-    for (const QVariantList &values : std::as_const(waiting)) {
-        if (execute(values))
-            continue;
-        ++lost_rows;
-        on_failure(database, query);
-    }
+    if (statement.execute(row))
+        return;
+    ++lost_rows;
+    on_failure(database, statement.query());
 }
 
 qint64 row_writer::take_lost_rows()
 {
     return std::exchange(lost_rows, 0);
-}
-
-QVariant bound_text(const QString &text)
-{
-    return text.isNull() ? QVariant(QLatin1StringView("")) : QVariant(text);
 }

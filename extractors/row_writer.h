@@ -1,13 +1,62 @@
 /// Inserts rows into a table of the result database: one prepared statement, rows committed in batches, none lost.
+///
+/// A row is a list of texts, in the order of the statement's placeholders; a null text is NULL, an empty one is not.
 #pragma once
 
 #include <QElapsedTimer>
-#include <QList>
 #include <QSqlDatabase>
 #include <QSqlQuery>
-#include <QVariant>
+#include <QStringList>
 
 #include <functional>
+#include <vector>
+
+/// What the program computes is never NULL: an empty text for a null one.
+[[nodiscard]] QString never_null(const QString &text);
+
+/// A prepared insert statement. Texts are not handed to Qt's binding row by row, which costs several times what the
+/// insert does: what is bound, once, is a value that is asked for its text when the statement is executed.
+class insert_statement
+{
+public:
+    insert_statement(const QSqlDatabase &db, QString statement);
+
+    /// Insert one row. A statement that cannot be prepared is executed all the same: the error of the execution is the
+    /// one that log lines are known for. It is prepared again for the next row, as a locked database may be let go.
+    [[nodiscard]] bool execute(const QStringList &row);
+
+    [[nodiscard]] const QSqlQuery &query() const { return prepared_query; }
+
+private:
+    enum class binding : char { nothing, null, late, direct };
+
+    void prepare(qsizetype columns);
+
+    QString text;
+    QSqlQuery prepared_query;
+    bool prepared = false;
+    std::vector<QString> values; ///< what late bindings read; keeps its place in memory
+    std::vector<binding> bindings;
+};
+
+/// Rows that were inserted but not committed, packed into one block of memory that is used again and again.
+class waiting_rows
+{
+public:
+    void append(const QStringList &row);
+    void clear();
+
+    [[nodiscard]] bool is_empty() const { return ends_of_rows.empty(); }
+    [[nodiscard]] qsizetype characters() const { return static_cast<qsizetype>(characters_of_all.size()); }
+
+    /// Every row, oldest first.
+    void for_each(const std::function<void(const QStringList &)> &take) const;
+
+private:
+    std::vector<char16_t> characters_of_all;
+    std::vector<qsizetype> sizes;          ///< of the texts, -1 for NULL
+    std::vector<std::size_t> ends_of_rows; ///< in `sizes`
+};
 
 /// Rows gather in a transaction that is committed after about half a second, or when much has gathered. They are kept
 /// until then: when SQLite has to roll the transaction back (a full disk), they are inserted again one by one, and
@@ -19,13 +68,12 @@ public:
     using failure_log = std::function<void(const QSqlDatabase &, const QSqlQuery &)>;
 
     /// `db` is open and stays the caller's; it is not closed while the writer lives.
-    row_writer(const QSqlDatabase &db, QString statement, failure_log log_failure);
+    row_writer(const QSqlDatabase &db, const QString &statement, failure_log log_failure);
     ~row_writer(); ///< commits
     Q_DISABLE_COPY_MOVE(row_writer)
 
-    /// Insert one row; `values` belong to the statement's placeholders, in order. False when it failed, which is
-    /// logged; every row before it is then committed.
-    bool insert(const QVariantList &values);
+    /// Insert one row. False when it failed, which is logged; every row before it is then committed.
+    bool insert(const QStringList &row);
 
     /// Commit what was inserted so far, waiting for a reader that locks the file as long as the driver waits.
     void commit();
@@ -38,21 +86,14 @@ public:
     [[nodiscard]] qint64 take_lost_rows();
 
 private:
-    bool execute(const QVariantList &values);
-    void insert_lost_rows_again();
+    void commit_or_insert_again(const QStringList &large_row);
+    void insert_again(const QStringList &row);
 
     QSqlDatabase database;
-    QString statement_text;
+    insert_statement statement;
     failure_log on_failure;
-    QSqlQuery query;
-    bool prepared = false;
     bool in_transaction = false;
-    QList<QVariantList> waiting; ///< inserted, not committed
-    qint64 waiting_characters = 0;
+    waiting_rows waiting;
     QElapsedTimer oldest_waiting;
     qint64 lost_rows = 0;
 };
-
-/// A text as it is bound. What the program computes is never NULL; a NULL of a source reaches its row as the null
-/// QVariant it was read as.
-[[nodiscard]] QVariant bound_text(const QString &text);

@@ -113,7 +113,7 @@ void count_failures(const QString &log_path, qint64 offset, run_summary &summary
             continue;
         ++summary.failures;
         if (summary.failure_lines.size() < most_failure_lines)
-            summary.failure_lines.append(piece.line);
+            summary.failure_lines.append(QString::fromUtf8(piece.line));
     }
 }
 

@@ -1,13 +1,15 @@
 #include "host/log_file.h"
 
-#include "common/encryptor_string.h"
+#include "common/base64.h"
 
 #include <QRegularExpression>
+
+#include <string_view>
 
 namespace {
 
 constexpr qint64 block_size = 1024 * 1024;
-constexpr QByteArrayView end_of_piece("<[{()}]>");
+constexpr QByteArrayView end_of_enciphered_piece("<[{()}]>");
 
 bool is_base64(QByteArrayView bytes)
 {
@@ -18,24 +20,6 @@ bool is_base64(QByteArrayView bytes)
             return false;
     }
     return true;
-}
-
-/// Where a piece ends, and how long its end mark is.
-struct piece_end
-{
-    qsizetype at = -1;
-    qsizetype mark_size = 0;
-};
-
-/// A line of the log begins with "[" and ends in a line feed, whatever its text holds. Anything else is an enciphered
-/// piece, or the rest of a message of several lines, and ends at whichever mark comes first.
-piece_end end_of_first_piece(QByteArrayView bytes)
-{
-    const qsizetype line_feed = bytes.indexOf('\n');
-    const qsizetype mark = bytes.startsWith('[') ? -1 : bytes.indexOf(end_of_piece);
-    if (mark >= 0 && (line_feed < 0 || mark < line_feed))
-        return {mark, end_of_piece.size()};
-    return {line_feed, 1};
 }
 
 } // namespace
@@ -61,33 +45,50 @@ bool log_file::more()
     return !bytes.isEmpty();
 }
 
+/// A line of the log begins with "[" and ends in a line feed, whatever its text holds. Anything else is an enciphered
+/// piece, or the rest of a message of several lines, and ends at whichever mark comes first.
+log_file::piece_end log_file::end_of_piece_at(qsizetype begin) const
+{
+    const QByteArrayView bytes = QByteArrayView(block).sliced(begin);
+    const qsizetype mark = bytes.startsWith('[') ? -1 : bytes.indexOf(end_of_enciphered_piece);
+    const qsizetype line_feed = (mark < 0 ? bytes : bytes.first(mark)).indexOf('\n');
+    if (line_feed >= 0)
+        return {begin + line_feed, 1};
+    return mark < 0 ? piece_end() : piece_end{begin + mark, end_of_enciphered_piece.size()};
+}
+
 bool log_file::next(piece &found)
 {
-    piece_end end = end_of_first_piece(QByteArrayView(block).sliced(at));
+    piece_end end = end_of_piece_at(at);
     while (end.at < 0 && more())
-        end = end_of_first_piece(block);
+        end = end_of_piece_at(at);
     const bool cut_off = end.at < 0;
     if (cut_off)
-        end = {block.size() - at, 0};
-    if (cut_off && end.at == 0)
+        end = {block.size(), 0};
+    if (cut_off && end.at == at)
         return false;
 
-    const QByteArray bytes = block.mid(at, end.at);
-    found = {.line = QString::fromLocal8Bit(bytes), .offset = block_offset + at, .size = end.at, .readable = true};
-    const bool enciphered = cut_off ? is_base64(bytes) : end.mark_size == end_of_piece.size();
-    if (enciphered) {
-        encryptor_string cipher;
-        found.line = is_base64(bytes) ? cipher.decryptToString(QString::fromLatin1(bytes)) : QString();
+    const QByteArrayView bytes = QByteArrayView(block).sliced(at, end.at - at);
+    found = {.line = {}, .offset = block_offset + at, .size = bytes.size(), .readable = true};
+    const bool enciphered = cut_off ? is_base64(bytes) : end.mark_size == end_of_enciphered_piece.size();
+    if (!enciphered) {
+        found.line = bytes.toByteArray();
+    } else {
+        if (is_base64(bytes))
+            found.line = cipher.decryptToByteArray(decoded_base64(bytes));
         found.readable = !found.line.isEmpty();
     }
-    at += end.at + end.mark_size;
+    at = end.at + end.mark_size;
     return true;
 }
 
-bool tells_failure(const QString &line)
+bool tells_failure(const QByteArray &line)
 {
+    const std::string_view text(line.constData(), static_cast<std::size_t>(line.size()));
+    if (text.find("FAILED") == std::string_view::npos && text.find("Failed") == std::string_view::npos)
+        return false;
     // The fixed text of a message stands in front of any path in it, and paths begin with "/".
     static const QRegularExpression mark(QStringLiteral("^[^/]*?(-{2,} ?FAILED ?-{2,}|File Open Failed:)"));
-    const qsizetype message = line.indexOf(QLatin1StringView("]:-- "));
-    return message >= 0 && mark.match(QStringView(line).sliced(message + 5)).hasMatch();
+    const qsizetype message = line.indexOf("]:-- ");
+    return message >= 0 && mark.match(QString::fromUtf8(line.sliced(message + 5))).hasMatch();
 }

@@ -1,6 +1,8 @@
 /// Reads a debug log: plain lines, enciphered pieces, or both in one file.
 #pragma once
 
+#include "common/encryptor_string.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QString>
@@ -18,9 +20,9 @@ public:
 
     struct piece
     {
-        QString line; ///< without its line end; empty when the piece could not be deciphered
-        qint64 offset = 0;
-        qint64 size = 0; ///< bytes, without the end mark
+        QByteArray line;   ///< UTF-8, without its line end; empty when the piece could not be deciphered
+        qint64 offset = 0; ///< bytes
+        qint64 size = 0;   ///< bytes, without the end mark
         bool readable = true;
     };
 
@@ -28,13 +30,20 @@ public:
     [[nodiscard]] bool next(piece &found);
 
 private:
+    struct piece_end
+    {
+        qsizetype at = -1;
+        qsizetype mark_size = 0;
+    };
+    [[nodiscard]] piece_end end_of_piece_at(qsizetype begin) const;
     [[nodiscard]] bool more();
 
     QFile file;
     QByteArray block; ///< bytes of the file ...
     qsizetype at = 0; ///< ... those before are given out
     qint64 block_offset = 0;
+    encryptor_string cipher;
 };
 
 /// True when the line tells a failure in its message (a path in it does not count).
-[[nodiscard]] bool tells_failure(const QString &line);
+[[nodiscard]] bool tells_failure(const QByteArray &line);

@@ -6,10 +6,14 @@
 #include <cstdio>
 
 /// One line on standard output.
+inline void print(const QByteArray &line)
+{
+    std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stdout);
+    std::fputc('\n', stdout);
+}
 inline void print(const QString &line)
 {
-    const QByteArray bytes = line.toLocal8Bit() + '\n';
-    std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stdout);
+    print(line.toLocal8Bit());
 }
 
 /// One line on standard error, in the program's name.

@@ -14,43 +14,32 @@ bool is_integer(const QVariant &value)
     return value.userType() == QMetaType::LongLong;
 }
 
-QVariant null_text()
-{
-    return QVariant(QMetaType::fromType<QString>());
-}
-
 } // namespace
 
-QVariant text_of(const QVariant &read)
+QString text_of(const QVariant &read)
 {
-    if (read.isNull())
-        return null_text();
-    return read.userType() == QMetaType::QString ? read : bound_text(read.toString());
+    return read.isNull() ? QString() : never_null(read.toString());
 }
 
-QVariant seconds_of(const QVariant &milliseconds)
+QString seconds_of(const QVariant &milliseconds)
 {
     if (is_integer(milliseconds))
         return QString::number(milliseconds.toLongLong() / milliseconds_per_second);
-    if (milliseconds.isNull())
-        return null_text();
-    const QString text = milliseconds.toString().trimmed();
-    return text.isEmpty() ? bound_text(text) : QString::number(text.toLongLong() / milliseconds_per_second);
+    const QString text = text_of(milliseconds).trimmed();
+    return text.isEmpty() ? text : QString::number(text.toLongLong() / milliseconds_per_second);
 }
 
-QVariant yes_no_of(const QVariant &flag)
+QString yes_no_of(const QVariant &flag)
 {
-    static const QVariant yes(QStringLiteral("YES"));
-    static const QVariant no(QStringLiteral("NO"));
-    const bool set = is_integer(flag) ? flag.toLongLong() == 1 : flag.toString() == u'1';
-    return set ? yes : no;
+    const bool is_set = is_integer(flag) ? flag.toLongLong() == 1 : flag.toString() == u'1';
+    return is_set ? QStringLiteral("YES") : QStringLiteral("NO");
 }
 
-QVariant google_time_of(const QVariant &microseconds)
+QString google_time_of(const QVariant &microseconds)
 {
-    return microseconds.isNull()
-               ? null_text()
-               : bound_text(plugin_static_function::convert_google_time_to_epoch(microseconds.toString()));
+    if (microseconds.isNull())
+        return {};
+    return never_null(plugin_static_function::convert_google_time_to_epoch(microseconds.toString()));
 }
 
 } // namespace columns

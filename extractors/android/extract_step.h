@@ -11,20 +11,21 @@
 #include <QVariant>
 
 #include <algorithm>
+#include <optional>
 #include <span>
 #include <string_view>
 
 /// What a value may be made from besides the source column: constants of the step, and what was looked up for the row.
-/// Every value is a text or NULL.
+/// A null text is NULL.
 struct row_context
 {
-    QVariant account; ///< not valid until it is needed
-    QVariant source_file;
-    QVariant os_scheme_display;
-    QVariant source_count_name;
+    std::optional<QString> account; ///< none until it is needed
+    QString source_file;
+    QString os_scheme_display;
+    QString source_count_name;
 
     // Mails
-    QVariant mailbox;
+    QString mailbox;
     QString body_file; ///< relative paths
     QString attachment_description;
     QString attachment_preview;
@@ -32,33 +33,33 @@ struct row_context
 
     // Attachments
     QString cached_file; ///< relative path
-    QVariant mail_subject;
-    QVariant mail_snippet;
+    QString mail_subject;
+    QString mail_snippet;
 
     // Accounts: the names that each row is paired with, and the one at hand
     QStringList paired_names;
-    QVariant pair_source_file; ///< where names come from that are not the row's own
+    QString pair_source_file; ///< where names come from that are not the row's own
     QString paired_name;
     bool pair_matches = false; ///< it is the row's own
 };
 
 struct column
 {
-    QVariant (*value)(const row_context &row, const QVariant &read);
+    QString (*value)(const row_context &row, const QVariant &read);
     const char *source_column = nullptr; ///< what `read` is; null when nothing is read
 };
 
 /// The kinds of columns. A NULL in the source stays NULL; what is computed is never NULL.
 namespace columns {
 
-[[nodiscard]] QVariant text_of(const QVariant &read);
+[[nodiscard]] QString text_of(const QVariant &read);
 
 consteval column text(const char *source_column)
 {
     return {[](const row_context &, const QVariant &read) { return text_of(read); }, source_column};
 }
 
-[[nodiscard]] QVariant seconds_of(const QVariant &milliseconds);
+[[nodiscard]] QString seconds_of(const QVariant &milliseconds);
 
 /// Milliseconds since the epoch, as seconds cut towards zero; blank stays empty, other text is 0.
 consteval column seconds(const char *source_column)
@@ -66,7 +67,7 @@ consteval column seconds(const char *source_column)
     return {[](const row_context &, const QVariant &read) { return seconds_of(read); }, source_column};
 }
 
-[[nodiscard]] QVariant yes_no_of(const QVariant &flag);
+[[nodiscard]] QString yes_no_of(const QVariant &flag);
 
 /// "YES" for exactly 1, "NO" for everything else.
 consteval column yes_no(const char *source_column)
@@ -74,7 +75,7 @@ consteval column yes_no(const char *source_column)
     return {[](const row_context &, const QVariant &read) { return yes_no_of(read); }, source_column};
 }
 
-[[nodiscard]] QVariant google_time_of(const QVariant &microseconds);
+[[nodiscard]] QString google_time_of(const QVariant &microseconds);
 
 /// Microseconds since 1601 as seconds since the epoch.
 consteval column google_time(const char *source_column)
@@ -86,15 +87,11 @@ consteval column google_time(const char *source_column)
 template <auto member>
 consteval column from_context()
 {
-    return {[](const row_context &row, const QVariant &) {
-        if constexpr (std::is_same_v<decltype(member), QString row_context::*>)
-            return bound_text(row.*member);
-        else
-            return row.*member;
-    }};
+    return {[](const row_context &row, const QVariant &) { return row.*member; }};
 }
 
-inline constexpr column account = from_context<&row_context::account>();
+inline constexpr column account = {
+    [](const row_context &row, const QVariant &) { return row.account.value_or(QString()); }};
 inline constexpr column source_file = from_context<&row_context::source_file>();
 inline constexpr column os_scheme_display = from_context<&row_context::os_scheme_display>();
 inline constexpr column source_count_name = from_context<&row_context::source_count_name>();

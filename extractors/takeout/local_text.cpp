@@ -6,11 +6,40 @@ namespace local_text {
 
 namespace {
 
-/// Length of the valid UTF-8 sequence that `bytes`, which begins with a non-ASCII byte, begins with; 0 when there is
-/// none. Ranges as in table 3-7 of the Unicode standard: no overlong forms, no surrogates, nothing above U+10FFFF.
-qsizetype sequence_length(QByteArrayView bytes)
+constexpr QByteArrayView byte_order_mark("\xEF\xBB\xBF");
+
+/// Position of the first byte that is not ASCII, or the size. Long stretches are tested 64 bytes at a time.
+qsizetype skip_ascii(QByteArrayView bytes, qsizetype position)
 {
-    const auto byte = [bytes](qsizetype i) { return i < bytes.size() ? static_cast<uchar>(bytes[i]) : uchar(0); };
+    constexpr quint64 high_bits = 0x8080808080808080;
+    const auto word_at = [bytes](qsizetype at) {
+        quint64 word;
+        std::memcpy(&word, bytes.data() + at, sizeof word);
+        return word;
+    };
+    for (; position + 64 <= bytes.size(); position += 64) {
+        quint64 all = 0;
+        for (qsizetype i = 0; i < 64; i += 8)
+            all |= word_at(position + i);
+        if (all & high_bits)
+            break;
+    }
+    for (; position + 8 <= bytes.size(); position += 8) {
+        if (word_at(position) & high_bits)
+            break;
+    }
+    while (position < bytes.size() && static_cast<uchar>(bytes[position]) < 0x80)
+        ++position;
+    return position;
+}
+
+/// Length of the valid UTF-8 sequence at `position`, whose byte is not ASCII; 0 when there is none. Ranges as in table
+/// 3-7 of the Unicode standard: no overlong forms, no surrogates, nothing above U+10FFFF.
+qsizetype sequence_length(QByteArrayView bytes, qsizetype position)
+{
+    const auto byte = [bytes, position](qsizetype i) {
+        return position + i < bytes.size() ? static_cast<uchar>(bytes[position + i]) : uchar(0);
+    };
     const auto trails = [byte](qsizetype i, uchar lowest = 0x80, uchar highest = 0xBF) {
         return byte(i) >= lowest && byte(i) <= highest;
     };
@@ -26,35 +55,17 @@ qsizetype sequence_length(QByteArrayView bytes)
 
 } // namespace
 
-qsizetype ascii_prefix(QByteArrayView bytes)
+qsizetype surviving_lines(QByteArrayView lines)
 {
-    constexpr quint64 high_bits = 0x8080808080808080;
-    const char *const begin = bytes.data();
-    qsizetype i = 0;
-    for (; i + 64 <= bytes.size(); i += 64) {
-        quint64 words[8];
-        std::memcpy(words, begin + i, sizeof words);
-        if ((words[0] | words[1] | words[2] | words[3] | words[4] | words[5] | words[6] | words[7]) & high_bits)
-            break;
+    qsizetype position = 0;
+    while ((position = skip_ascii(lines, position)) < lines.size()) {
+        const qsizetype length = sequence_length(lines, position);
+        const bool begins_line = position == 0 || lines[position - 1] == '\n';
+        if (length == 0 || (begins_line && lines.sliced(position).startsWith(byte_order_mark)))
+            return lines.first(position).lastIndexOf('\n') + 1;
+        position += length;
     }
-    while (i < bytes.size() && static_cast<uchar>(begin[i]) < 0x80)
-        ++i;
-    return i;
-}
-
-bool survives(QByteArrayView line)
-{
-    if (line.startsWith("\xEF\xBB\xBF"))
-        return false;
-    while (true) {
-        line = line.sliced(ascii_prefix(line));
-        if (line.isEmpty())
-            return true;
-        const qsizetype length = sequence_length(line);
-        if (length == 0)
-            return false;
-        line = line.sliced(length);
-    }
+    return position;
 }
 
 QByteArray converted(QByteArrayView line)

@@ -6,14 +6,12 @@
 
 namespace local_text {
 
-/// True when turning the line into text and back would give the same bytes: valid UTF-8 that does not begin with a
-/// byte order mark (the conversion drops one).
-[[nodiscard]] bool survives(QByteArrayView line);
+/// Length of the run of whole lines at the beginning of `lines` that the journey to text and back leaves as they are:
+/// lines of valid UTF-8 that do not begin with a byte order mark (the conversion drops one). `lines` begins with a line;
+/// a last one without a line feed counts as whole.
+[[nodiscard]] qsizetype surviving_lines(QByteArrayView lines);
 
 /// The bytes after a journey to text and back: invalid bytes are replaced, one leading byte order mark is gone.
 [[nodiscard]] QByteArray converted(QByteArrayView line);
-
-/// Length of the run of ASCII bytes that `bytes` begins with.
-[[nodiscard]] qsizetype ascii_prefix(QByteArrayView bytes);
 
 } // namespace local_text

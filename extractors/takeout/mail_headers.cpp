@@ -1,7 +1,6 @@
 #include "extractors/takeout/mail_headers.h"
 
 #include <QDateTime>
-#include <QStringList>
 
 #include <optional>
 
@@ -12,12 +11,86 @@ namespace {
 constexpr qint64 seconds_per_minute = 60;
 constexpr qint64 seconds_per_hour = 3600;
 
-/// The pieces at even positions: first, third, fifth ...
-template <class Append>
-void for_every_second(const QList<QStringView> &pieces, Append append)
+/// Calls `take` with every second piece of a text that is cut at `is_cut`: first, third, fifth ... Empty pieces do not
+/// count.
+template <class IsCut, class Take>
+void for_every_second_piece(QStringView text, IsCut is_cut, Take take)
 {
-    for (qsizetype i = 0; i < pieces.size(); i += 2)
-        append(pieces.at(i));
+    bool wanted = true;
+    for (qsizetype begin = 0, end = 0; end <= text.size(); ++end) {
+        if (end < text.size() && !is_cut(text[end]))
+            continue;
+        if (end > begin) {
+            if (wanted)
+                take(text.sliced(begin, end - begin));
+            wanted = !wanted;
+        }
+        begin = end + 1;
+    }
+}
+
+/// Reads a text of fixed pieces from left to right. Once a piece is missing, nothing fits any more.
+class piece_reader
+{
+public:
+    explicit piece_reader(QStringView all) : rest(all) {}
+
+    /// A number of up to `most` digits, at least `fewest`.
+    int number(qsizetype fewest, qsizetype most)
+    {
+        int value = 0;
+        qsizetype digits = 0;
+        for (; digits < most && digits < rest.size() && rest[digits] >= u'0' && rest[digits] <= u'9'; ++digits)
+            value = value * 10 + (rest[digits].unicode() - u'0');
+        take(digits, digits >= fewest);
+        return value;
+    }
+
+    /// One of the names in `three_letter_names`, counted from 1.
+    int name(QStringView three_letter_names)
+    {
+        const qsizetype at = rest.size() < 3 ? -1 : three_letter_names.indexOf(rest.first(3));
+        take(3, at >= 0 && at % 3 == 0);
+        return static_cast<int>(at / 3) + 1;
+    }
+
+    void expect(QStringView text) { take(text.size(), rest.startsWith(text)); }
+
+    [[nodiscard]] bool all_read() const { return fits && rest.isEmpty(); }
+
+private:
+    void take(qsizetype size, bool as_expected)
+    {
+        fits = fits && as_expected;
+        rest = fits ? rest.sliced(size) : QStringView();
+    }
+
+    QStringView rest;
+    bool fits = true;
+};
+
+/// The ordinary case of what Qt reads below, many times as fast: "Mon, 5 Jan 2015 10:11:12", names capitalised.
+std::optional<qint64> seconds_of_ordinary_date(QStringView wall_clock)
+{
+    piece_reader pieces(wall_clock);
+    const int weekday = pieces.name(u"MonTueWedThuFriSatSun");
+    pieces.expect(u", ");
+    const int day = pieces.number(1, 2);
+    pieces.expect(u" ");
+    const int month = pieces.name(u"JanFebMarAprMayJunJulAugSepOctNovDec");
+    pieces.expect(u" ");
+    const int year = pieces.number(4, 4);
+    pieces.expect(u" ");
+    const int hour = pieces.number(2, 2);
+    pieces.expect(u":");
+    const int minute = pieces.number(2, 2);
+    pieces.expect(u":");
+    const int second = pieces.number(2, 2);
+    const QDate date(year, month, day);
+    if (!pieces.all_read() || !date.isValid() || date.dayOfWeek() != weekday || !QTime::isValid(hour, minute, second))
+        return {};
+    constexpr qint64 julian_day_of_epoch = 2440588;
+    return ((date.toJulianDay() - julian_day_of_epoch) * 24 + hour) * seconds_per_hour + minute * seconds_per_minute + second;
 }
 
 /// The time as Qt reads it, names of days and months in English. Day and time are read by themselves: read as a local
@@ -30,6 +103,12 @@ std::optional<qint64> seconds_by_qt(QStringView wall_clock)
     if (!day.isValid() || !time.isValid())
         return {};
     return QDateTime(day, time, Qt::UTC).toSecsSinceEpoch();
+}
+
+std::optional<qint64> seconds_of(QStringView wall_clock)
+{
+    const std::optional<qint64> ordinary = seconds_of_ordinary_date(wall_clock);
+    return ordinary ? ordinary : seconds_by_qt(wall_clock);
 }
 
 int leading_number(QStringView digits)
@@ -54,20 +133,21 @@ QString without_name(const QString &text, QLatin1StringView name)
 
 QString recipient_names(const QString &recipients)
 {
-    QList<QStringView> pieces;
-    for (const QStringView entry : QStringView(recipients).split(u',', Qt::SkipEmptyParts))
-        pieces += entry.split(u'<', Qt::SkipEmptyParts);
     QString names;
-    for_every_second(pieces, [&names](QStringView piece) { names += piece + u','; });
+    names.reserve(recipients.size() + 1);
+    // Cut at commas first and at "<" then, the pieces are the same.
+    for_every_second_piece(
+        recipients, [](QChar letter) { return letter == u',' || letter == u'<'; },
+        [&names](QStringView piece) { names.append(piece).append(u','); });
     names.chop(1);
-    return names.trimmed();
+    return std::move(names).trimmed();
 }
 
 QString sender_name(const QString &sender)
 {
     QString name;
-    for_every_second(QStringView(sender).split(u'<', Qt::SkipEmptyParts),
-                     [&name](QStringView piece) { name += piece.trimmed(); });
+    for_every_second_piece(
+        sender, [](QChar letter) { return letter == u'<'; }, [&name](QStringView piece) { name += piece.trimmed(); });
     return name;
 }
 
@@ -76,7 +156,7 @@ qint64 epoch_of_date(const QString &date_text)
     const QStringView text(date_text);
     const QChar sign = text.contains(u'+') ? u'+' : u'-';
     const QList<QStringView> parts = text.split(sign);
-    const std::optional<qint64> wall_clock = seconds_by_qt(parts.first().trimmed());
+    const std::optional<qint64> wall_clock = seconds_of(parts.first().trimmed());
     if (!wall_clock)
         return 0;
     if (parts.size() < 2)

@@ -4,17 +4,12 @@
 
 #include <QIODevice>
 
+#include <cstring>
+
 namespace {
 
 /// Memory kept for the next message; what a larger one needed is given back.
 constexpr qsizetype kept_capacity = 8 * 1024 * 1024;
-
-/// A byte order mark is gone once the line is text, so a separator behind one counts.
-bool is_separator(QByteArrayView line)
-{
-    return line.startsWith("From ") || line.startsWith("\xEF\xBB\xBF"
-                                                       "From ");
-}
 
 /// The first line of `lines`, line feed included.
 QByteArrayView first_line(QByteArrayView lines)
@@ -23,15 +18,40 @@ QByteArrayView first_line(QByteArrayView lines)
     return line_feed < 0 ? lines : lines.first(line_feed + 1);
 }
 
+/// A byte order mark is gone once the line is text, so a separator behind one counts.
+bool is_separator(QByteArrayView line)
+{
+    switch (line.front()) { // tells nearly every line off
+    case 'F':
+        return line.startsWith("From ");
+    case '\xEF':
+        return line.startsWith("\xEF\xBB\xBF" "From ");
+    default:
+        return false;
+    }
+}
+
+/// Where the first separator line of `lines` begins; their end when there is none. `lines` begins with a line.
+qsizetype find_separator(QByteArrayView lines)
+{
+    const char *const end = lines.end();
+    for (const char *line = lines.begin(); line != end;) {
+        if (is_separator({line, end}))
+            return line - lines.begin();
+        const void *line_feed = std::memchr(line, '\n', static_cast<std::size_t>(end - line));
+        line = line_feed ? static_cast<const char *>(line_feed) + 1 : end;
+    }
+    return lines.size();
+}
+
 } // namespace
 
-mbox_splitter::mbox_splitter(QIODevice &mail_file)
-    : file(mail_file)
+mbox_splitter::mbox_splitter(QIODevice &mail_file) : file(mail_file)
 {
     block.resize(block_size);
 }
 
-/// Read behind the unread bytes, moved to the front; false when the device has nothing more.
+/// Read behind the bytes that are not taken in yet, moved to the front; false when the device has nothing more.
 bool mbox_splitter::fill()
 {
     std::copy(block.cbegin() + at, block.cbegin() + filled, block.begin());
@@ -46,55 +66,45 @@ bool mbox_splitter::fill()
     const qint64 count = file.read(block.data() + filled, block.size() - filled);
     device_failed = count < 0;
     device_ended = count <= 0;
-    filled += qMax<qint64>(count, 0);
+    const QByteArrayView new_bytes(block.constData() + filled, qMax<qint64>(count, 0));
+    // The last line of the file needs no line feed.
+    end_of_lines = device_ended ? filled : filled + new_bytes.lastIndexOf('\n') + 1;
+    if (!device_ended && end_of_lines == filled)
+        end_of_lines = 0; // no line ends in them
+    filled += new_bytes.size();
     return !device_ended;
 }
 
 mbox_splitter::progress mbox_splitter::read()
 {
-    // Only whole lines are looked at; the last line of the file needs no line feed.
-    qsizetype line_feed = unread().lastIndexOf('\n');
-    while (line_feed < 0 && !device_ended) {
-        const qsizetype searched = filled - at;
-        if (fill()) {
-            const qsizetype in_new_bytes = unread().sliced(searched).lastIndexOf('\n');
-            line_feed = in_new_bytes < 0 ? -1 : searched + in_new_bytes;
-        }
+    while (at >= end_of_lines && fill()) {
     }
-    QByteArrayView lines = device_ended ? unread() : unread().first(line_feed + 1);
+    const QByteArrayView lines(block.constData() + at, end_of_lines - at);
     if (lines.isEmpty())
         return device_failed ? progress::read_failed : progress::file_ended;
 
-    qsizetype line_begin = at_separator ? first_line(lines).size() : 0;
-    at_separator = false;
-    for (; line_begin < lines.size(); line_begin += first_line(lines.sliced(line_begin)).size()) {
-        if (!is_separator(lines.sliced(line_begin)))
-            continue;
-        at_separator = true;
-        break;
-    }
+    const qsizetype begin = at_separator ? first_line(lines).size() : 0;
+    const qsizetype separator = begin + find_separator(lines.sliced(begin));
     if (inside_message)
-        append(lines.first(line_begin));
-    at += line_begin;
+        append(lines.first(separator));
+    at += separator;
+    at_separator = separator < lines.size();
     const bool complete = inside_message && at_separator;
     inside_message = inside_message || at_separator;
     return complete ? progress::message_complete : progress::reading;
 }
 
-/// ASCII lines, nearly all, are taken as they are; of the others those that text would not give back are converted.
+/// Nearly all lines are taken as they are; those that text would not give back are converted.
 void mbox_splitter::append(QByteArrayView lines)
 {
-    while (!lines.isEmpty()) {
-        const qsizetype ascii = local_text::ascii_prefix(lines);
-        const qsizetype odd_line = ascii == lines.size() ? ascii : lines.first(ascii).lastIndexOf('\n') + 1;
-        message_buffer.append(lines.first(odd_line));
-        lines = lines.sliced(odd_line);
-        const QByteArrayView line = first_line(lines);
-        if (local_text::survives(line))
-            message_buffer.append(line);
-        else
-            message_buffer.append(local_text::converted(line));
-        lines = lines.sliced(line.size());
+    while (true) {
+        const qsizetype surviving = local_text::surviving_lines(lines);
+        message_buffer.append(lines.first(surviving));
+        if (surviving == lines.size())
+            return;
+        const QByteArrayView odd_line = first_line(lines.sliced(surviving));
+        message_buffer.append(local_text::converted(odd_line));
+        lines = lines.sliced(surviving + odd_line.size());
     }
 }
 

@@ -35,14 +35,14 @@ public:
     static constexpr qsizetype block_size = 256 * 1024;
 
 private:
-    [[nodiscard]] QByteArrayView unread() const { return QByteArrayView(block).sliced(at, filled - at); }
     bool fill();
     void append(QByteArrayView lines);
 
     QIODevice &file;
-    QByteArray block;     // raw bytes of the file ...
-    qsizetype at = 0;     // ... those before are taken in
-    qsizetype filled = 0; // ... those behind are not read yet
+    QByteArray block;            // raw bytes of the file ...
+    qsizetype at = 0;            // ... those before are taken in
+    qsizetype end_of_lines = 0;  // ... whole lines end here
+    qsizetype filled = 0;        // ... those behind are not read yet
     bool device_ended = false;
     bool device_failed = false;
     bool inside_message = false;

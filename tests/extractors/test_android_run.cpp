@@ -400,7 +400,7 @@ void test_android_run::failed_inserts()
     const QStringList lines = log.lines();
     const qsizetype at = lines.indexOf(me + u"Insertion Query -----FAILED-----" + session->database());
     QVERIFY(at > 0);
-    QCOMPARE(lines.at(at + 1), me + u"no Unable to fetch row");
+    QCOMPARE(lines.at(at + 1), QString(me + u"no Unable to fetch row"));
     QVERIFY(lines.at(at + 2).startsWith(
         me + u"insert into mailbox(bookmark, display_name, server_id, sync_time ,last_touched_time,"));
 }

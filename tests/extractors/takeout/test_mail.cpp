@@ -1,5 +1,5 @@
 /// The parsers of one message: marks, header fields, body, attachments, base64.
-#include "extractors/takeout/base64.h"
+#include "common/base64.h"
 #include "extractors/takeout/mail.h"
 #include "extractors/takeout/mail_attachments.h"
 #include "extractors/takeout/mail_body.h"

@@ -1,4 +1,4 @@
-#include "extractors/takeout/base64.h"
+#include "common/base64.h"
 
 #include <array>
 
