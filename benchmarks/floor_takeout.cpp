@@ -27,9 +27,10 @@ using std::string_view;
 
 namespace {
 
-constexpr const char *columns[] = {"account_id", "subject", "to_list", "from_list", "timestamp", "cc_list",
-                                   "snippet", "email_attachments", "source_file", "os_scheme_display", "source_count_name",
-                                   "message_text", "export_file_paths", "preview_file_path"};
+constexpr const char *columns[] = {"account_id",        "subject",           "to_list",           "from_list",
+                                   "timestamp",         "cc_list",           "snippet",           "email_attachments",
+                                   "source_file",       "os_scheme_display", "source_count_name", "message_text",
+                                   "export_file_paths", "preview_file_path"};
 
 string_view header(string_view headers, string_view mark)
 {
@@ -43,7 +44,8 @@ string_view header(string_view headers, string_view mark)
 string_view trimmed(string_view text)
 {
     const std::size_t begin = text.find_first_not_of(" \t\r\n");
-    return begin == string_view::npos ? string_view() : text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
+    return begin == string_view::npos ? string_view()
+                                      : text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
 /// The names of "Name <address>, Name <address>" and the line behind it, as the program takes it in.
@@ -101,7 +103,11 @@ string epoch(string_view date)
 class attachments
 {
 public:
-    explicit attachments(const fs::path &directory) : folder(directory.string() + "/") { fs::create_directories(directory); }
+    explicit attachments(const fs::path &directory)
+        : folder(directory.string() + "/")
+    {
+        fs::create_directories(directory);
+    }
 
     string write(string_view wanted, string_view encoded)
     {
@@ -109,7 +115,8 @@ public:
         string name = count == 0 ? string(wanted) : std::to_string(count) + "_" + string(wanted);
         ++count;
         decoded.resize(static_cast<std::size_t>(base64_decoder::room_for(static_cast<qsizetype>(encoded.size()))));
-        const qsizetype size = base64_decoder().decode({encoded.data(), static_cast<qsizetype>(encoded.size())}, decoded.data());
+        const qsizetype size =
+            base64_decoder().decode({encoded.data(), static_cast<qsizetype>(encoded.size())}, decoded.data());
         const int file = ::open((folder + name).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
         if (::write(file, decoded.data(), static_cast<std::size_t>(size)) != size)
             std::abort();
@@ -144,7 +151,8 @@ void store(string_view mail, const string &source_file, attachments &files, sink
             const std::size_t body = mail.find("\r\n\r\n", end_of_name);
             const auto *end = static_cast<const char *>(::memmem(mail.data() + body, mail.size() - body, "==", 2));
             const std::size_t end_of_body = static_cast<std::size_t>(end - mail.data());
-            const string written = files.write(mail.substr(name, end_of_name - name), mail.substr(body, end_of_body - body));
+            const string written =
+                files.write(mail.substr(name, end_of_name - name), mail.substr(body, end_of_body - body));
             const string path = "./Attachments/" + written;
             listed += (listed.empty() ? "" : ",") + written;
             exported += (exported.empty() ? "" : ";++::++;") + path;
@@ -159,9 +167,9 @@ void store(string_view mail, const string &source_file, attachments &files, sink
     const string cc = names(headers, "\nCc: ");
     const string date = epoch(header(headers, "\nDate: "));
     const field body = text_field(text);
-    rows.insert({text_field("account"), text_field(trimmed(header(headers, "\nSubject: "))), text_field(to), text_field(from),
-                 text_field(date), text_field(cc), body, text_field(listed), text_field(source_file), text_field("display"),
-                 text_field("Source1"), body, text_field(exported), text_field(preview)});
+    rows.insert({text_field("account"), text_field(trimmed(header(headers, "\nSubject: "))), text_field(to),
+                 text_field(from), text_field(date), text_field(cc), body, text_field(listed), text_field(source_file),
+                 text_field("display"), text_field("Source1"), body, text_field(exported), text_field(preview)});
 }
 
 } // namespace

@@ -40,9 +40,9 @@ private:
 
 random_source dice;
 
-const char *const words[] = {"contract", "meeting", "figures", "please", "the",   "and",     "with",    "from",
+const char *const words[] = {"contract", "meeting", "figures", "please", "the",   "and",      "with",    "from",
                              "tomorrow", "invoice", "draft",   "thank",  "you",   "attached", "version", "price",
-                             "of",       "for",     "to",      "in",     "sheet", "call",    "later",   "Müller"};
+                             "of",       "for",     "to",      "in",     "sheet", "call",     "later",   "Müller"};
 
 std::string sentence(std::size_t bytes)
 {
@@ -81,19 +81,20 @@ std::string separator_and_headers(std::size_t number, const std::string &more)
     char date[64];
     std::snprintf(date, sizeof date, "Date: %s, %02zu Jan 2024 %02zu:%02zu:%02zu +0100\r\n", days[number % 28 % 7],
                   number % 28 + 1, number % 24, number % 60, number % 59);
-    return "From " + std::to_string(1600000000000000000 + number) + "@xxx Mon Jan 01 10:11:12 +0000 2024\r\nX-GM-THRID: "
-           + std::to_string(1600000000000000000 + number)
-           + "\r\nX-Gmail-Labels: Inbox,Opened\r\nDelivered-To: me@example.org\r\nReceived: by 2002:a05:6512:3c8b with SMTP id "
-             "h11csp1234567lfv;\r\n        Mon, 1 Jan 2024 02:03:04 -0800 (PST)\r\nMessage-ID: <"
-           + std::to_string(number) + "@mail.example.org>\r\n" + date + "From: Anna Berg <anna" + std::to_string(number % 97)
-           + "@example.org>\r\nTo: Ben Cole <ben@example.org>, Carla Diaz <carla@example.org>\r\nSubject: Message "
-           + std::to_string(number) + " about " + words[number % 20] + "\r\nMIME-Version: 1.0\r\n" + more;
+    return "From " + std::to_string(1600000000000000000 + number) +
+           "@xxx Mon Jan 01 10:11:12 +0000 2024\r\nX-GM-THRID: " + std::to_string(1600000000000000000 + number) +
+           "\r\nX-Gmail-Labels: Inbox,Opened\r\nDelivered-To: me@example.org\r\nReceived: by 2002:a05:6512:3c8b with "
+           "SMTP id "
+           "h11csp1234567lfv;\r\n        Mon, 1 Jan 2024 02:03:04 -0800 (PST)\r\nMessage-ID: <" +
+           std::to_string(number) + "@mail.example.org>\r\n" + date + "From: Anna Berg <anna" +
+           std::to_string(number % 97) +
+           "@example.org>\r\nTo: Ben Cole <ben@example.org>, Carla Diaz <carla@example.org>\r\nSubject: Message " +
+           std::to_string(number) + " about " + words[number % 20] + "\r\nMIME-Version: 1.0\r\n" + more;
 }
 
 std::string text_message(std::size_t number, std::size_t bytes)
 {
-    std::string mail =
-        separator_and_headers(number, "Content-Type: text/plain; charset=\"UTF-8\"\r\n\r\n");
+    std::string mail = separator_and_headers(number, "Content-Type: text/plain; charset=\"UTF-8\"\r\n\r\n");
     while (bytes > 0) {
         const std::size_t paragraph = std::min<std::size_t>(bytes, 300 + dice.below(900));
         mail += sentence(paragraph) + "\r\n\r\n";
@@ -104,16 +105,16 @@ std::string text_message(std::size_t number, std::size_t bytes)
 
 std::string part_with_attachment(const std::string &name, std::size_t bytes)
 {
-    return "------=_Part_1\r\nContent-Type: image/png; name=\"" + name
-           + "\"\r\nContent-Transfer-Encoding: base64\r\nContent-Disposition: attachment; filename=\"" + name + "\"\r\n\r\n"
-           + base64(bytes) + "\r\n";
+    return "------=_Part_1\r\nContent-Type: image/png; name=\"" + name +
+           "\"\r\nContent-Transfer-Encoding: base64\r\nContent-Disposition: attachment; filename=\"" + name +
+           "\"\r\n\r\n" + base64(bytes) + "\r\n";
 }
 
 std::string message_with(std::size_t number, const std::string &parts)
 {
-    return separator_and_headers(number, "Content-Type: multipart/mixed; boundary=\"----=_Part_1\"\r\n\r\n")
-           + "------=_Part_1\r\nContent-Type: text/plain; charset=\"UTF-8\"\r\n\r\n" + sentence(200 + dice.below(800))
-           + "\r\n\r\n" + parts + "------=_Part_1--\r\n\r\n";
+    return separator_and_headers(number, "Content-Type: multipart/mixed; boundary=\"----=_Part_1\"\r\n\r\n") +
+           "------=_Part_1\r\nContent-Type: text/plain; charset=\"UTF-8\"\r\n\r\n" + sentence(200 + dice.below(800)) +
+           "\r\n\r\n" + parts + "------=_Part_1--\r\n\r\n";
 }
 
 class mbox
@@ -138,7 +139,8 @@ void takeout_mixed(std::size_t messages, const fs::path &directory)
         if (dice.below(10) < 3)
             file.add(text_message(i, 2000 + dice.below(6000)));
         else
-            file.add(message_with(i, part_with_attachment("scan " + std::to_string(i) + ".png", 6000 + dice.below(27000))));
+            file.add(
+                message_with(i, part_with_attachment("scan " + std::to_string(i) + ".png", 6000 + dice.below(27000))));
     }
 }
 
@@ -179,7 +181,8 @@ void takeout_long_header(std::size_t kibibytes, const fs::path &directory)
     std::string recipients = "Cc: ";
     while (recipients.size() < kibibytes * 1024)
         recipients += "Some Name <name@example.org>, ";
-    mbox(directory).add(separator_and_headers(0, recipients + "Z <z@example.org>\r\nContent-Type: text/plain\r\n\r\nx\r\n\r\n"));
+    mbox(directory).add(
+        separator_and_headers(0, recipients + "Z <z@example.org>\r\nContent-Type: text/plain\r\n\r\nx\r\n\r\n"));
 }
 
 void takeout_files(std::size_t files, const fs::path &directory)
@@ -214,7 +217,8 @@ public:
     /// Run a statement for n = 1 to `count`.
     void repeat(const std::string &statement, std::size_t count)
     {
-        run(("with recursive n(n) as (select 1 union all select n + 1 from n where n < " + std::to_string(count) + ") " + statement)
+        run(("with recursive n(n) as (select 1 union all select n + 1 from n where n < " + std::to_string(count) +
+             ") " + statement)
                 .c_str());
     }
 
@@ -230,26 +234,37 @@ fs::path application(const fs::path &directory)
 void provider(const fs::path &directory, std::size_t messages, std::size_t attachments)
 {
     database db(application(directory) / "db" / "EmailProvider.db");
-    db.run("create table Account(_id integer primary key autoincrement, displayName text, emailAddress text, senderName text, "
+    db.run("create table Account(_id integer primary key autoincrement, displayName text, emailAddress text, "
+           "senderName text, "
            "ringtoneUri text);"
-           "create table Mailbox(_id integer primary key autoincrement, displayName text, serverId text, syncTime integer, "
+           "create table Mailbox(_id integer primary key autoincrement, displayName text, serverId text, syncTime "
+           "integer, "
            "lastTouchedTime integer, messageCount integer, unreadCount integer, totalCount integer);"
-           "create table Message(_id integer primary key autoincrement, syncServerId text, displayName text, timeStamp integer, "
+           "create table Message(_id integer primary key autoincrement, syncServerId text, displayName text, timeStamp "
+           "integer, "
            "subject text, flagRead integer, flagAttachment integer, flags integer, messageId text, mailboxKey integer, "
            "accountKey integer, fromList text, toList text, ccList text, bccList text, replyToList text, snippet text, "
            "flagSeen integer);"
-           "create table Attachment(_id integer primary key autoincrement, fileName text, mimeType text, size integer, contentId "
+           "create table Attachment(_id integer primary key autoincrement, fileName text, mimeType text, size integer, "
+           "contentId "
            "text, contentUri text, messageKey integer, accountKey integer);" // no index on messageKey
            "insert into Account values(1, 'Work', 'dora@example.org', 'Dora', 'content://tone')");
-    db.repeat("insert into Mailbox select n, 'Mailbox ' || n, 'S' || n, 1700000000000 + n, 1700000000999, n, n, n from n", 12);
-    db.repeat("insert into Message select n, 'srv' || n, 'Sender ' || (n % 97), 1600000000000 + n * 997, 'Subject of the message with "
-              "number ' || n, 1, n % 3 = 0, 0, '<' || n || '@mail.example.org>', n % 12 + 1, 1, 'sender' || (n % 97) || '@example.org', "
-              "'dora@example.org', case n % 4 when 0 then 'carla@example.org' end, null, '', 'The beginning of the text of message ' || n "
+    db.repeat(
+        "insert into Mailbox select n, 'Mailbox ' || n, 'S' || n, 1700000000000 + n, 1700000000999, n, n, n from n",
+        12);
+    db.repeat("insert into Message select n, 'srv' || n, 'Sender ' || (n % 97), 1600000000000 + n * 997, 'Subject of "
+              "the message with "
+              "number ' || n, 1, n % 3 = 0, 0, '<' || n || '@mail.example.org>', n % 12 + 1, 1, 'sender' || (n % 97) "
+              "|| '@example.org', "
+              "'dora@example.org', case n % 4 when 0 then 'carla@example.org' end, null, '', 'The beginning of the "
+              "text of message ' || n "
               "|| ', as a list shows it to its reader, cut after some words', n % 2 from n",
               messages);
     if (attachments > 0)
-        db.repeat("insert into Attachment select n, 'file ' || n || '.pdf', 'application/pdf', n * 11, null, 'content://attachment/' || n, "
-                  "(n * 7919) % " + std::to_string(messages) + " + 1, 1 from n",
+        db.repeat("insert into Attachment select n, 'file ' || n || '.pdf', 'application/pdf', n * 11, null, "
+                  "'content://attachment/' || n, "
+                  "(n * 7919) % " +
+                      std::to_string(messages) + " + 1, 1 from n",
                   attachments);
 }
 
@@ -264,12 +279,17 @@ void bodies(const fs::path &directory, std::size_t count)
 void mail_store(const fs::path &directory, const std::string &account, std::size_t messages)
 {
     database db(application(directory) / "db" / ("mailstore." + account + ".db"));
-    db.run("create table messages(_id integer primary key, messageId integer, conversation integer, fromAddress text, toAddresses text, "
-           "ccAddresses text, bccAddresses text, replyToAddresses text, dateSentMs integer, dateReceivedMs integer, subject text, snippet "
+    db.run("create table messages(_id integer primary key, messageId integer, conversation integer, fromAddress text, "
+           "toAddresses text, "
+           "ccAddresses text, bccAddresses text, replyToAddresses text, dateSentMs integer, dateReceivedMs integer, "
+           "subject text, snippet "
            "text, permalink text, bodyCompressed blob);"
-           "create table attachments(_id integer primary key, messages_messageId integer, filename text, mimeType text, size integer)");
-    db.repeat("insert into messages select n, 1600000000000000000 + n, n, 'Sender ' || (n % 97) || ' <s@example.org>', 'me@example.org', "
-              "'', '', '', 1600000000000 + n, 1600000000999 + n, 'Stored subject ' || n, 'Stored snippet of message ' || n || ' with some "
+           "create table attachments(_id integer primary key, messages_messageId integer, filename text, mimeType "
+           "text, size integer)");
+    db.repeat("insert into messages select n, 1600000000000000000 + n, n, 'Sender ' || (n % 97) || ' <s@example.org>', "
+              "'me@example.org', "
+              "'', '', '', 1600000000000 + n, 1600000000999 + n, 'Stored subject ' || n, 'Stored snippet of message ' "
+              "|| n || ' with some "
               "words', 'https://mail.example.org/' || n, randomblob(0) from n",
               messages);
     db.repeat("insert into attachments select n, n, 'stored ' || n || '.jpg', 'image/jpeg', n from n", messages / 10);
@@ -278,10 +298,13 @@ void mail_store(const fs::path &directory, const std::string &account, std::size
 void cookies(const fs::path &directory, std::size_t count)
 {
     database db(application(directory) / "r" / "app_webview" / "Cookies");
-    db.run("create table cookies(creation_utc integer not null, host_key text not null, name text not null, value text not null, path text "
-           "not null, expires_utc integer not null, is_secure integer not null, is_httponly integer not null, last_access_utc integer not "
+    db.run("create table cookies(creation_utc integer not null, host_key text not null, name text not null, value text "
+           "not null, path text "
+           "not null, expires_utc integer not null, is_secure integer not null, is_httponly integer not null, "
+           "last_access_utc integer not "
            "null, has_expires integer not null, is_persistent integer not null)");
-    db.repeat("insert into cookies select 13349264400000000 + n, '.host' || (n % 50) || '.example.org', 'name' || n, 'value ' || n, '/', "
+    db.repeat("insert into cookies select 13349264400000000 + n, '.host' || (n % 50) || '.example.org', 'name' || n, "
+              "'value ' || n, '/', "
               "13380886800000000 + n, n % 2, n % 3 = 0, 13349350800000000, 1, 1 from n",
               count);
 }
@@ -333,7 +356,8 @@ const std::map<std::string, kind> kinds = {
     {"takeout-long-line", {takeout_long_line, "MiB of one line"}},
     {"takeout-long-header", {takeout_long_header, "KiB of one header"}},
     {"takeout-files", {takeout_files, "files in the mail folder"}},
-    {"android-mixed", {android_mixed, "messages of the provider; body files, attachments, stores and cookies in proportion"}},
+    {"android-mixed",
+     {android_mixed, "messages of the provider; body files, attachments, stores and cookies in proportion"}},
     {"android-bodies", {android_bodies, "body files"}},
     {"android-attachments", {android_attachments, "rows of Attachment, without an index"}},
     {"android-stores", {android_stores, "mail stores"}},

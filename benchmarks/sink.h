@@ -1,5 +1,5 @@
-/// How the yardstick programs read rows and where they put them: prepared statements, one transaction. With PLAIN_QT the
-/// way leads through QSqlDatabase and QSqlQuery with values bound as strings, otherwise through the SQLite C API.
+/// How the yardstick programs read rows and where they put them: prepared statements, one transaction. With PLAIN_QT
+/// the way leads through QSqlDatabase and QSqlQuery with values bound as strings, otherwise through the SQLite C API.
 #pragma once
 
 #include <filesystem>
@@ -72,7 +72,8 @@ public:
 class rows_of
 {
 public:
-    rows_of(database &source, const char *sql) : query(source.db)
+    rows_of(database &source, const char *sql)
+        : query(source.db)
     {
         query.setForwardOnly(true);
         query.prepare(QString::fromLatin1(sql));

@@ -66,7 +66,7 @@ QString plugin_static_function::convert_google_time_to_epoch(QString microsecond
 {
     constexpr qsizetype digits_of_epoch_seconds = 10;
     const QString &text = microseconds_since_1601;
-    if (text.isEmpty() || text == u"0")
+    if (text.trimmed().isEmpty() || text == u"0")
         return {};
     if (text.size() == digits_of_epoch_seconds)
         return text;
@@ -132,7 +132,9 @@ QString plugin_static_function::convert_T_Z_time_to_epoch(QString date)
 
 int plugin_static_function::convert_timezone_to_seconds(QString hours_and_minutes)
 {
-    return hours_and_minutes.left(2).toInt() * seconds_per_hour + hours_and_minutes.mid(2).toInt() * seconds_per_minute;
+    const qint64 hours = hours_and_minutes.left(2).toInt();
+    const qint64 minutes = hours_and_minutes.mid(2).toInt();
+    return static_cast<int>(hours * seconds_per_hour + minutes * seconds_per_minute);
 }
 
 QString plugin_static_function::convert_timestamp_to_human_readable_in_UTC(QString seconds_since_epoch)

@@ -83,9 +83,12 @@ QString plugin_static_function::convert_string_to_unicode(QString text)
         return {};
     log_line(" : running");
     QStringList codes;
-    for (qsizetype at = 0; (at = decoded.indexOf(escape, at)) >= 0; at += escape.size()) {
+    for (qsizetype at = 0;; at += escape.size()) {
         if (bool_cancel_extraction)
             return {};
+        at = decoded.indexOf(escape, at);
+        if (at < 0)
+            break;
         codes.append(decoded.mid(at + escape.size(), code_size));
     }
     log_line(" : infinite loop cross"); // said of every text that comes so far

@@ -37,6 +37,7 @@ void extractor_frame::set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_so
     virtual_source_path = source_info.virtual_source_path;
     source_type_internal = source_info.source_type_internal;
     text_field_3 = source_info.text_field_3;
+    source_root = evidence_root(virtual_source_path);
     keep_source_info(source_info);
 }
 

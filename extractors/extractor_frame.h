@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/common_records.h"
+#include "common/evidence_root.h"
 
 #include <QElapsedTimer>
 #include <QStringList>
@@ -77,6 +78,7 @@ protected:
     QString plugin_name;
     QString virtual_source_path;
     QString source_type_internal;
+    evidence_root source_root;
     QString text_field_3;
 };
 

@@ -1,6 +1,8 @@
 /// Android: discovery, run order, the two shared readers.
 #include "extractors/gmail_androidos.h"
 
+#include "extractors/android/extract_step.h"
+
 #include <QDirIterator>
 #include <QFile>
 #include <QSqlError>
@@ -10,6 +12,30 @@
 namespace {
 
 constexpr QLatin1StringView application("apps/com.google.android.gm/");
+
+/// The text of the element at hand, that of its children included; up to where the file breaks off. Qt's own reader
+/// calls itself for each child, and evidence may nest them as deep as it likes.
+QString text_of_element(QXmlStreamReader &xml)
+{
+    QString text;
+    for (qint64 depth = 1; depth > 0 && !xml.atEnd();) {
+        switch (xml.readNext()) {
+        case QXmlStreamReader::StartElement:
+            ++depth;
+            break;
+        case QXmlStreamReader::EndElement:
+            --depth;
+            break;
+        case QXmlStreamReader::Characters:
+        case QXmlStreamReader::EntityReference:
+            text += xml.text();
+            break;
+        default:
+            break;
+        }
+    }
+    return text;
+}
 
 } // namespace
 
@@ -33,7 +59,8 @@ void gmail_androidos::find_source_file()
             return;
         const QString path = entries.next();
         const QString name = entries.fileName();
-        if (name.startsWith(QLatin1StringView("mailstore.")) && name.endsWith(QLatin1StringView(".db")))
+        if (name.startsWith(QLatin1StringView("mailstore.")) && name.endsWith(QLatin1StringView(".db")) &&
+            source_root.holds(path, {}))
             mail_store_paths.append(path);
     }
 
@@ -46,7 +73,7 @@ void gmail_androidos::find_source_file()
         {attachment_cache_dir_path, QLatin1StringView("db/1.db_att/")},
     };
     for (const auto &[member, relative] : fixed_paths) {
-        if (QFile::exists(root + relative))
+        if (QFile::exists(root + relative) && source_root.holds(root + relative, {}))
             member = root + relative;
     }
     log_line("[find_source_file] Ends");
@@ -106,7 +133,7 @@ QString gmail_androidos::get_gmail_account_id()
         log_failed_query(query, {}, origin);
         return none;
     }
-    return query.next() ? query.value(0).toString() : none;
+    return query.next() ? columns::text_of(query.value(0)) : none;
 }
 
 /// The accounts that the application warmed up last, as its preferences list them.
@@ -114,14 +141,14 @@ QStringList gmail_androidos::extract_last_warmup_accounts() const
 {
     QStringList accounts;
     QFile file(warm_accounts_path);
-    if (warm_accounts_path.isEmpty() || !file.open(QIODevice::ReadOnly))
+    if (!is_regular_file(warm_accounts_path) || !file.open(QIODevice::ReadOnly))
         return accounts;
     QXmlStreamReader xml(&file);
     while (!xml.atEnd() && !xml.hasError()) {
         xml.readNext();
         if (!xml.isStartElement() || xml.attributes().value(QLatin1StringView("name")) != u"lastly_warmed_up_accounts")
             continue;
-        const QString text = xml.readElementText(QXmlStreamReader::IncludeChildElements);
+        const QString text = text_of_element(xml);
         for (const QString &line : text.split(u'\n')) {
             if (!line.trimmed().isEmpty())
                 accounts.append(line.trimmed());

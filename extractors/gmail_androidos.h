@@ -89,11 +89,12 @@ private:
 
     // Look-ups and readers.
     QString get_gmail_account_id();
+    void know_account(row_context &context); ///< look it up, once per step
     [[nodiscard]] QStringList extract_last_warmup_accounts() const;
     [[nodiscard]] QString get_mailbox_name(look_up &mailboxes, const QString &key) const;
     [[nodiscard]] struct_attachment_detail get_mail_attachments_detail(look_up &attachments,
-                                                                       const QString &mail_id) const;
-    [[nodiscard]] struct_mail_detail get_msg_detail_for_attachment(look_up &messages, const QString &key) const;
+                                                                       const QVariant &mail_id) const;
+    [[nodiscard]] struct_mail_detail get_msg_detail_for_attachment(look_up &mails, const QVariant &key) const;
 
     [[nodiscard]] QString relative_path(const QString &path) const;
     [[nodiscard]] QString cached_attachment_path(const QString &attachment_id) const;

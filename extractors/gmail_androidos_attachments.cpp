@@ -52,7 +52,8 @@ void gmail_androidos::extract_gm_attachments()
         return [this, mails](const QSqlQuery &row, row_context &context) {
             context.cached_file =
                 never_null(cached_attachment_path(row.value(attachment_step.position_of("_id")).toString()));
-            const QString mail_key = row.value(attachment_step.position_of("messageKey")).toString();
+            know_account(context);
+            const QVariant mail_key = row.value(attachment_step.position_of("messageKey"));
             const struct_mail_detail detail = get_msg_detail_for_attachment(*mails, mail_key);
             context.mail_subject = detail.subject;
             context.mail_snippet = detail.snippet;
@@ -67,9 +68,9 @@ void gmail_androidos::extract_gm_other_account_attachments()
 
 /// Empty texts when there is no such mail.
 gmail_androidos::struct_mail_detail gmail_androidos::get_msg_detail_for_attachment(look_up &mails,
-                                                                                   const QString &key) const
+                                                                                   const QVariant &key) const
 {
-    if (!mails.ask(key, {}) || !mails.query().next())
+    if (!mails.ask(key, {}) || !mails.next())
         return {never_null({}), never_null({})};
-    return {columns::text_of(mails.query().value(0)), columns::text_of(mails.query().value(1))};
+    return {columns::text_of(mails.value(0)), columns::text_of(mails.value(1))};
 }

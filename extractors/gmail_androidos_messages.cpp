@@ -4,7 +4,6 @@
 #include "extractors/gmail_androidos.h"
 
 #include <QHash>
-#include <QSet>
 #include <QSqlError>
 
 namespace {
@@ -87,49 +86,21 @@ constexpr char attachment_statement[] = "Select _id , fileName from Attachment w
 
 // ---- What is looked up for a row ----------------------------------------------------------------------------------
 
-/// The messages that may have attachments, by number. When every key of the table is an integer (or NULL), no other
-/// message can have one, however the key's column compares; most messages need no query then.
-class attachment_keys
-{
-public:
-    explicit attachment_keys(const QSqlDatabase &source)
-    {
-        QSqlQuery query(source);
-        query.setForwardOnly(true);
-        all_integers = query.exec(QStringLiteral("select distinct messageKey from Attachment"));
-        while (all_integers && query.next()) {
-            const QVariant key = query.value(0);
-            all_integers = key.isNull() || key.userType() == QMetaType::LongLong;
-            keys.insert(key.toLongLong());
-        }
-        all_integers = all_integers && !query.lastError().isValid();
-    }
-
-    [[nodiscard]] bool may_hold(const QVariant &mail_id) const
-    {
-        return !all_integers || mail_id.userType() != QMetaType::LongLong || keys.contains(mail_id.toLongLong());
-    }
-
-private:
-    bool all_integers = false;
-    QSet<qint64> keys;
-};
-
 constexpr qsizetype most_mailbox_names = 10000; // kept; there are hardly ever more than a few dozen
 
 struct mail_look_ups
 {
-    mail_look_ups(const source_database &source, const QString &body_dir, const bool &cancelled)
+    mail_look_ups(const source_database &source, const QString &body_dir, const evidence_root &root,
+                  const bool &cancelled)
         : mailboxes(source, mailbox_statement, "Mailbox", "_id")
         , attachments(source, attachment_statement, "Attachment", "messageKey")
-        , keys(source.connection())
-        , bodies(body_dir, cancelled)
+        , bodies(body_dir, root, cancelled)
     {
+        attachments.note_keys(source); // most mails have none
     }
 
     look_up mailboxes;
     look_up attachments;
-    attachment_keys keys;
     body_files bodies;
     QHash<QString, QString> mailbox_names;
 };
@@ -141,7 +112,7 @@ struct mail_look_ups
 void gmail_androidos::extract_gm_mails()
 {
     run_on_provider(mail_step, {}, [this](const source_database &source) -> row_look_up {
-        const auto known = std::make_shared<mail_look_ups>(source, body_dir_path, bool_cancel_extraction);
+        const auto known = std::make_shared<mail_look_ups>(source, body_dir_path, source_root, bool_cancel_extraction);
         return [this, known](const QSqlQuery &row, row_context &context) {
             const QVariant id = row.value(mail_step.position_of("_id"));
             const QString mailbox_key = row.value(mail_step.position_of("mailboxKey")).toString();
@@ -152,9 +123,8 @@ void gmail_androidos::extract_gm_mails()
                 mailbox = known->mailbox_names.insert(mailbox_key, get_mailbox_name(known->mailboxes, mailbox_key));
             context.mailbox = *mailbox;
             context.body_file = never_null(relative_path(known->bodies.path_of(id.toString()).trimmed()));
-            const bool may_have = known->keys.may_hold(id);
-            const auto detail =
-                may_have ? get_mail_attachments_detail(known->attachments, id.toString()) : struct_attachment_detail();
+            know_account(context);
+            const struct_attachment_detail detail = get_mail_attachments_detail(known->attachments, id);
             context.attachment_description = never_null(detail.description);
             context.attachment_preview = never_null(detail.preview_path);
             context.attachment_exports = detail.export_paths;
@@ -175,19 +145,18 @@ QString gmail_androidos::get_mailbox_name(look_up &mailboxes, const QString &key
     const QString none = QStringLiteral("");
     if (key.isEmpty() || !mailboxes.ask(key, {}))
         return none;
-    return mailboxes.query().next() ? mailboxes.query().value(0).toString() : none;
+    return mailboxes.next() ? columns::text_of(mailboxes.value(0)) : none;
 }
 
 gmail_androidos::struct_attachment_detail gmail_androidos::get_mail_attachments_detail(look_up &attachments,
-                                                                                       const QString &mail_id) const
+                                                                                       const QVariant &mail_id) const
 {
     struct_attachment_detail detail;
     if (!attachments.ask(mail_id, {}))
         return detail;
-    QSqlQuery &rows = attachments.query();
-    while (!bool_cancel_extraction && rows.next()) {
-        const QString path = cached_attachment_path(rows.value(0).toString());
-        detail.description += QLatin1StringView("File Name : ") + rows.value(1).toString() +
+    while (!bool_cancel_extraction && attachments.next()) {
+        const QString path = cached_attachment_path(attachments.value(0).toString());
+        detail.description += QLatin1StringView("File Name : ") + attachments.value(1).toString() +
                               QLatin1StringView(";File Path : ") + path + QLatin1StringView(";;");
         detail.export_paths += path + record_joiner;
     }

@@ -1,6 +1,7 @@
 /// Android: the frame of every extract step.
 #include "common/plugin_helper_functions.h"
 #include "common/plugin_static_function.h"
+#include "extractors/android/bounded_query.h"
 #include "extractors/android/extract_step.h"
 #include "extractors/gmail_androidos.h"
 #include "extractors/row_writer.h"
@@ -113,24 +114,31 @@ gmail_androidos::outcome gmail_androidos::copy_rows(const extract_step &step, co
         log_failed_open(step, source, origin);
         return outcome::failed;
     }
-    const row_look_up fill = look_up ? look_up(source) : row_look_up(); // may add an index: before the query runs
+    const QString statement = QLatin1StringView(step.select);
     QSqlQuery query(source.connection());
     query.setForwardOnly(true);
-    query.prepare(QLatin1StringView(step.select));
+    if (query.prepare(statement)) {
+        const QString refusal = why_refused(source.connection(), step.table(), statement);
+        if (!refusal.isEmpty()) {
+            log_failed_query(copy, refusal, statement, origin);
+            return outcome::failed;
+        }
+    }
     if (!query.exec()) {
         log_failed_query(query, copy, origin);
         return outcome::failed;
     }
 
+    const row_look_up fill = look_up ? look_up(source) : row_look_up();
     const QList<int> positions = positions_of(step, query);
     const int paired_position = step.paired_column ? query.record().indexOf(QLatin1StringView(step.paired_column)) : -1;
     while (query.next()) {
         if (bool_cancel_extraction)
             return outcome::cancelled;
-        if (step.uses_account && !context.account)
-            context.account = get_gmail_account_id();
         if (fill)
             fill(query, context);
+        if (step.uses_account)
+            know_account(context);
         if (!step.paired_column) {
             insert_row(rows, values_of(step, query, positions, context));
             continue;
@@ -182,6 +190,12 @@ void gmail_androidos::log_failed_open(const extract_step &step, const open_datab
     log_line({"", origin}, path);
 }
 
+void gmail_androidos::know_account(row_context &context)
+{
+    if (!context.account)
+        context.account = get_gmail_account_id();
+}
+
 row_context gmail_androidos::context_of(const QString &source_file) const
 {
     row_context context;
@@ -191,11 +205,16 @@ row_context gmail_androidos::context_of(const QString &source_file) const
     return context;
 }
 
-/// One copy of a source file per step. Empty for an empty path and when the run is cancelled.
+/// One copy of a source file per step. Empty for an empty path and when the run is cancelled. Companions that lead out
+/// of the source are left behind.
 QString gmail_androidos::working_copy_of(const QString &source_path)
 {
     if (!working_copies.contains(source_path)) {
-        const QString copy = helper_obj->get_adhoc_path_for_database(source_path);
+        const log_origin origin;
+        const bool with_companions = source_root.holds(source_path + QLatin1StringView("-shm"), origin) &&
+                                     source_root.holds(source_path + QLatin1StringView("-wal"), origin);
+        const QString copy = with_companions ? helper_obj->get_adhoc_path_for_database(source_path)
+                                             : helper_obj->get_adhoc_path_for_regular_file(source_path);
         if (copy.isEmpty())
             return {};
         working_copies.insert(source_path, copy);

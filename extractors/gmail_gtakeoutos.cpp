@@ -53,7 +53,7 @@ void gmail_gtakeoutos::find_source_file()
     const log_span span("[find_source_file] starts", "[find_source_file] end");
     mail_dir_path.clear();
     const QString candidate = virtual_source_path + QLatin1StringView("Mail");
-    if (!QFile::exists(candidate))
+    if (!QFile::exists(candidate) || !source_root.holds(candidate, {}))
         return;
     mail_dir_path = candidate;
     log_line("[find_source_file] Source file found at path-->>", mail_dir_path);
@@ -96,12 +96,13 @@ bool gmail_gtakeoutos::parse_every_mbox()
 {
     if (mail_dir_path.isEmpty())
         return true; // an empty path would be walked as the current directory
+    const log_origin origin;
     QDirIterator entries(mail_dir_path, QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         if (bool_cancel_extraction)
             return false;
         const QString path = entries.next().trimmed();
-        if (path.endsWith(QLatin1StringView(".mbox")))
+        if (path.endsWith(QLatin1StringView(".mbox")) && source_root.holds_entry(entries.fileInfo(), origin))
             start_mbox_parsing_for_plugin(path);
     }
     return true;

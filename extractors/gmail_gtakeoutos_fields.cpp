@@ -1,8 +1,8 @@
 /// Takeout: the operations on one message. Each logs that it ran, lets a parser work and keeps the result.
+#include "common/base64.h"
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
 #include "extractors/gmail_gtakeoutos.h"
-#include "common/base64.h"
 #include "extractors/takeout/mail.h"
 #include "extractors/takeout/mail_attachments.h"
 #include "extractors/takeout/mail_body.h"

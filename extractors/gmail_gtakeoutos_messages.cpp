@@ -7,6 +7,7 @@
 #include "extractors/takeout/mbox_splitter.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QSqlError>
 
 namespace {
@@ -39,9 +40,11 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
     const log_origin origin;
     log_line("[start_mbox_parsing] -Start");
     QFile mail_file(mbox_path);
-    if (!mail_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    const bool endless = QFileInfo::exists(mbox_path) && !QFileInfo(mbox_path).isDir() && !is_regular_file(mbox_path);
+    if (endless || !mail_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
         log_line("[start_mbox_parsing] File Open Failed:", mail_file.fileName());
-        log_line("[start_mbox_parsing] Error:", mail_file.errorString());
+        log_line("[start_mbox_parsing] Error:",
+                 endless ? QStringLiteral("Not a regular file") : mail_file.errorString());
         return;
     }
 

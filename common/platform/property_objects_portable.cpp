@@ -15,20 +15,29 @@ namespace property_objects {
 
 namespace {
 
-constexpr qint64 apple_epoch = 978307200; // 2001-01-01 in seconds since the epoch; libplist counts from there
-
 /// libplist takes its nodes without const.
 plist_t node_of(object value)
 {
     return const_cast<plist_t>(value);
 }
 
+/// A date or an integer as libplist writes it into XML. Its functions for their values have 32 bits for a date, and
+/// none that tells a negative integer from one of 2^63 and more.
+QString text_in_xml(object value)
+{
+    char *xml = nullptr;
+    uint32_t size = 0;
+    plist_to_xml(node_of(value), &xml, &size);
+    const QString text = QString::fromUtf8(xml, static_cast<qsizetype>(size));
+    plist_to_xml_free(xml);
+    const qsizetype end_of_list = text.lastIndexOf(QLatin1StringView("</"));
+    const qsizetype end = end_of_list < 1 ? -1 : text.lastIndexOf(QLatin1StringView("</"), end_of_list - 1);
+    return end < 0 ? QString() : text.left(end).section(u'>', -1);
+}
+
 QDateTime date_of(object date)
 {
-    int32_t seconds = 0;
-    int32_t microseconds = 0;
-    plist_get_date_val(node_of(date), &seconds, &microseconds);
-    return QDateTime::fromMSecsSinceEpoch((apple_epoch + seconds) * 1000 + microseconds / 1000, Qt::UTC);
+    return QDateTime::fromString(text_in_xml(date), Qt::ISODate).toUTC();
 }
 
 /// As the platform's own descriptions of texts, dates and lists of them read.
@@ -137,15 +146,13 @@ double number_of(object number)
         return 0;
     const plist_t node = node_of(number);
     double real = 0;
-    uint64_t integer = 0;
     uint8_t boolean = 0;
     switch (plist_get_node_type(node)) {
     case PLIST_REAL:
         plist_get_real_val(node, &real);
         return real;
     case PLIST_UINT:
-        plist_get_uint_val(node, &integer);
-        return static_cast<double>(static_cast<qint64>(integer)); // negative integers come as their complement
+        return text_in_xml(number).toDouble();
     case PLIST_BOOLEAN:
         plist_get_bool_val(node, &boolean);
         return boolean != 0 ? 1 : 0;

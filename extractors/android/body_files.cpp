@@ -1,11 +1,14 @@
 #include "extractors/android/body_files.h"
 
+#include "common/evidence_root.h"
+#include "common/log_line.h"
+
 #include <QDirIterator>
 #include <QFileInfo>
 
 #include <algorithm>
 
-body_files::body_files(const QString &directory, const bool &cancelled)
+body_files::body_files(const QString &directory, const evidence_root &root, const bool &cancelled)
 {
     if (directory.isEmpty())
         return;
@@ -17,7 +20,7 @@ body_files::body_files(const QString &directory, const bool &cancelled)
         }
         entries.next();
         const QFileInfo info = entries.fileInfo();
-        if (!info.isDir()) // nor "." and ".."
+        if (!info.isDir() && root.holds_entry(info, {})) // nor "." and ".."
             add(info.path(), info.fileName());
     }
     std::reverse(files.begin(), files.end());
@@ -48,7 +51,8 @@ QString body_files::path_of(const QString &message_id) const
     const QByteArray key = message_id.toUtf8();
     const auto file = std::lower_bound(files.begin(), files.end(), QByteArrayView(key),
                                        [this](const entry &a, QByteArrayView sought) { return key_of(a) < sought; });
-    if (file == files.end() || key_of(*file) != QByteArrayView(key))
+    const bool found = file != files.end() && key_of(*file) == QByteArrayView(key);
+    if (!found || QString::fromUtf8(key) != message_id) // an id that UTF-8 cannot hold names no file
         return {};
     const QByteArrayView name = QByteArrayView(names).sliced(file->name_begin, file->name_size);
     return directories.at(file->directory) + u'/' + QString::fromUtf8(name);

@@ -6,13 +6,16 @@
 
 #include <vector>
 
+class evidence_root;
+
 /// An index of a directory tree: for each message the last file, in the order of the walk, whose name is the message's
 /// id, a ".", and anything. Made by one walk; about 30 bytes a file.
 class body_files
 {
 public:
-    /// Walks `directory`, unless it is empty. Nothing is found in it when `cancelled` becomes true meanwhile.
-    body_files(const QString &directory, const bool &cancelled);
+    /// Walks `directory`, unless it is empty. Links that lead out of `root` are logged and left out. Nothing is found
+    /// when `cancelled` becomes true meanwhile.
+    body_files(const QString &directory, const evidence_root &root, const bool &cancelled);
 
     /// Full path; empty when there is no such file.
     [[nodiscard]] QString path_of(const QString &message_id) const;

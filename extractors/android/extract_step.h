@@ -137,6 +137,9 @@ public:
         return static_cast<int>(std::count(query.begin(), found.begin(), ','));
     }
 
+    /// The table of the query.
+    [[nodiscard]] QString table() const { return QString::fromLatin1(select).section(u' ', -1); }
+
     const char *select;
     const char *insert;
     std::span<const column> columns;
