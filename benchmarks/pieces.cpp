@@ -1,6 +1,7 @@
 /// The hot pieces by themselves. Where a figure stands beside Qt's own way, the name says so.
 #include "common/base64.h"
 #include "common/encryptor_string.h"
+#include "common/evidence_root.h"
 #include "common/free_file_names.h"
 #include "common/log_line.h"
 #include "extractors/android/body_files.h"
@@ -24,7 +25,7 @@ namespace {
 
 QByteArray base64_lines(qsizetype size)
 {
-    return (QByteArray(76, 'Q') + "\r\n").repeated(size / 78);
+    return QByteArray(QByteArray(76, 'Q') + "\r\n").repeated(size / 78);
 }
 
 /// A message with an attachment of about `size` bytes.
@@ -181,7 +182,7 @@ void body_file_index(benchmark::State &state)
         QFile(directory.filePath(QString::number(i) + u".html")).open(QIODevice::WriteOnly);
     const bool cancelled = false;
     for (auto _ : state) {
-        const body_files files(directory.path(), cancelled);
+        const body_files files(directory.path(), evidence_root(directory.path()), cancelled);
         benchmark::DoNotOptimize(files.path_of(QStringLiteral("77")));
     }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * 5000);

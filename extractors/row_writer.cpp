@@ -20,6 +20,10 @@ constexpr qsizetype most_waiting_characters = 4 * 1024 * 1024;
 constexpr qint64 most_bytes_ahead = 8 * 1024 * 1024; // work on so many may take longer than the wait
 constexpr int last_tries = 3;                      // to commit a locked file; each waits for the driver's busy timeout
 constexpr qsizetype longest_late_text = 16 * 1024; // SQLite copies late texts; longer ones are handed over
+constexpr qsizetype shortest_shared_text = 64;
+
+// Room for the pages of a full transaction: pages that do not fit are written, and waited for, before their time.
+constexpr char page_cache[] = "PRAGMA cache_size = -8192"; // KiB
 
 /// While it lives, `late_text` converts to QString. It goes with the library, which a host may unload.
 class late_text_conversion
@@ -93,33 +97,39 @@ bool insert_statement::execute(const QStringList &row)
 
 // ---- waiting_rows -------------------------------------------------------------------------------------------------
 
+/// A text that stands in two columns of the row (a body is snippet and text) is packed once.
 void waiting_rows::append(const QStringList &row)
 {
-    for (const QString &text : row) {
-        sizes.push_back(text.isNull() ? -1 : text.size());
-        characters_of_all.insert(characters_of_all.end(), text.utf16(), text.utf16() + text.size());
+    for (qsizetype i = 0; i < row.size(); ++i) {
+        const QString &text = row.at(i);
+        qsizetype begin = characters();
+        for (qsizetype j = 0; j < i && text.size() >= shortest_shared_text; ++j) {
+            if (row.at(j).constData() == text.constData())
+                begin = texts[texts.size() - static_cast<std::size_t>(i - j)].begin;
+        }
+        texts.push_back({begin, text.isNull() ? -1 : text.size()});
+        if (begin == characters())
+            characters_of_all.insert(characters_of_all.end(), text.utf16(), text.utf16() + text.size());
     }
-    ends_of_rows.push_back(sizes.size());
+    columns = row.size();
 }
 
 void waiting_rows::clear()
 {
     characters_of_all.clear();
-    sizes.clear();
-    ends_of_rows.clear();
+    texts.clear();
 }
 
 void waiting_rows::for_each(const std::function<void(const QStringList &)> &take) const
 {
-    const auto *begin = reinterpret_cast<const QChar *>(characters_of_all.data());
-    std::size_t next = 0;
-    for (const std::size_t end : ends_of_rows) {
-        QStringList row;
-        for (; next < end; ++next) {
-            row.append(sizes[next] < 0 ? QString() : never_null(QString(begin, sizes[next])));
-            begin += qMax<qsizetype>(sizes[next], 0);
+    const auto *all = reinterpret_cast<const QChar *>(characters_of_all.data());
+    QStringList row;
+    for (const packed_text &text : texts) {
+        row.append(text.size < 0 ? QString() : never_null(QString(all + text.begin, text.size)));
+        if (row.size() == columns) {
+            take(row);
+            row.clear();
         }
-        take(row);
     }
 }
 
@@ -130,6 +140,7 @@ row_writer::row_writer(const QSqlDatabase &db, const QString &statement_text, fa
     , statement(db, statement_text)
     , on_failure(std::move(log_failure))
 {
+    QSqlQuery(database).exec(QLatin1StringView(page_cache));
 }
 
 row_writer::~row_writer()

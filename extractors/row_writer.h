@@ -46,16 +46,22 @@ public:
     void append(const QStringList &row);
     void clear();
 
-    [[nodiscard]] bool is_empty() const { return ends_of_rows.empty(); }
+    [[nodiscard]] bool is_empty() const { return texts.empty(); }
     [[nodiscard]] qsizetype characters() const { return static_cast<qsizetype>(characters_of_all.size()); }
 
     /// Every row, oldest first.
     void for_each(const std::function<void(const QStringList &)> &take) const;
 
 private:
+    struct packed_text
+    {
+        qsizetype begin;
+        qsizetype size; ///< -1 for NULL
+    };
+
     std::vector<char16_t> characters_of_all;
-    std::vector<qsizetype> sizes;          ///< of the texts, -1 for NULL
-    std::vector<std::size_t> ends_of_rows; ///< in `sizes`
+    std::vector<packed_text> texts; ///< of all rows, one behind the other
+    qsizetype columns = 0;
 };
 
 /// Rows gather in a transaction that is committed after about half a second, or when much has gathered. They are kept

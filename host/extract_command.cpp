@@ -24,7 +24,7 @@ constexpr qsizetype most_failure_lines = 10;
 /// What a run left, as far as this run did.
 struct run_summary
 {
-    table_counts rows;
+    QMap<QString, qint64> rows; ///< written, per table
     qint64 attachment_files = 0;
     qint64 failures = -1; ///< -1 when there is no log to count them in
     QStringList failure_lines;
@@ -75,10 +75,10 @@ maybe_refusal make_places(const extract_options &options)
 }
 
 /// A second run would double the rows of the first.
-maybe_refusal check_result(const extract_options &options, table_counts &before)
+maybe_refusal check_result(const extract_options &options, last_rows &before)
 {
     const QString database = result_paths(options.result_dir).database;
-    if (maybe_refusal unreadable = count_rows(database, before))
+    if (maybe_refusal unreadable = find_last_rows(database, before))
         return unreadable;
     if (options.append || options.clear)
         return {};
@@ -178,7 +178,7 @@ void make_paths_absolute(extract_options &options)
 }
 
 run_summary run_and_count(plugin_run &plugin, const extract_options &options, const evidence &source,
-                          const table_counts &before, signal_watch &signals_watched)
+                          const last_rows &before, signal_watch &signals_watched)
 {
     const result_paths paths(options.result_dir);
     const qint64 files_before = count_files(paths.attachments);
@@ -194,8 +194,8 @@ run_summary run_and_count(plugin_run &plugin, const extract_options &options, co
     summary.cancelled = signals_watched.received() != 0;
     if (options.log)
         count_failures(options.log_file, log_begin, summary);
-    table_counts after;
-    maybe_refusal unreadable = count_rows(paths.database, after);
+    last_rows after;
+    maybe_refusal unreadable = find_last_rows(paths.database, after);
     if (!QFileInfo::exists(paths.database))
         unreadable = refusal{exit_status::bad_result, paths.database + QLatin1StringView(": was not made")};
     if (unreadable) {
@@ -226,7 +226,7 @@ exit_status run_extract_command(extract_options options, signal_watch &signals_w
     plugin_run plugin([&progress](qint64 records, int tabs) { progress.show(records, tabs); });
     if (const maybe_refusal refused = plugin.load(options.library))
         return refuse(*refused);
-    table_counts before;
+    last_rows before;
     if (const maybe_refusal refused = check_result(options, before))
         return refuse(*refused);
     if (const maybe_refusal refused = make_places(options))

@@ -19,26 +19,26 @@ result_paths::result_paths(const QString &result_dir)
 
 namespace {
 
-bool count_tables(const QSqlDatabase &db, table_counts &counts)
+bool ask_tables(const QSqlDatabase &db, last_rows &rows)
 {
     const QStringList existing = db.tables();
     QSqlQuery query(db);
     for (const QString &table : artifact_tables()) {
         if (!existing.contains(table))
             continue;
-        if (!query.exec(QLatin1StringView("select count(*) from ") + table) || !query.next())
+        if (!query.exec(QLatin1StringView("select max(INT) from ") + table) || !query.next())
             return false;
-        counts[table] = query.value(0).toLongLong();
+        rows[table] = query.value(0).toLongLong();
     }
     return query.exec(QStringLiteral("select count(*) from sqlite_master")); // fails when it is no database at all
 }
 
 } // namespace
 
-maybe_refusal count_rows(const QString &database, table_counts &counts)
+maybe_refusal find_last_rows(const QString &database, last_rows &rows)
 {
     for (const QString &table : artifact_tables())
-        counts[table] = 0;
+        rows[table] = 0;
     if (!QFileInfo::exists(database))
         return {};
     const QString connection_name = QStringLiteral("gmail_host");
@@ -47,7 +47,7 @@ maybe_refusal count_rows(const QString &database, table_counts &counts)
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection_name);
         db.setDatabaseName(database);
         db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
-        if (!db.open() || !count_tables(db, counts))
+        if (!db.open() || !ask_tables(db, rows))
             result = refusal{exit_status::bad_result,
                              database + QLatin1StringView(": cannot be read as a result database; choose another "
                                                           "RESULT_DIR or move the file away")};

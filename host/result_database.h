@@ -5,8 +5,9 @@
 
 #include <QMap>
 
-/// Rows per artifact table.
-using table_counts = QMap<QString, qint64>;
+/// Per artifact table the number of its last row. Rows are numbered as they are written, from 1 on, so the difference
+/// between two looks is what was written in between; counting rows would read the whole file.
+using last_rows = QMap<QString, qint64>;
 
 /// Where a run with this result directory puts things.
 struct result_paths
@@ -19,8 +20,8 @@ struct result_paths
     QString default_log;
 };
 
-/// Rows per artifact table of the database; 0 for a table or a database that does not exist.
-[[nodiscard]] maybe_refusal count_rows(const QString &database, table_counts &counts);
+/// The last rows of the database; 0 for a table that is empty, and for a table or a database that does not exist.
+[[nodiscard]] maybe_refusal find_last_rows(const QString &database, last_rows &rows);
 
 /// How many files the directory holds.
 [[nodiscard]] qint64 count_files(const QString &directory);

@@ -21,10 +21,12 @@ QList<plan_step> plan_steps(const QSqlDatabase &source, const QString &statement
 {
     QList<plan_step> steps;
     QSqlQuery query(source);
-    if (query.prepare(QLatin1StringView("explain query plan ") + statement) && query.exec()) {
-        while (query.next())
-            steps.append({query.value(1).toInt(), query.value(3).toString()});
-    }
+    query.prepare(QLatin1StringView("explain query plan ") + statement);
+    for (qsizetype i = 0; i < statement.count(u'?'); ++i)
+        query.addBindValue(QString());
+    query.exec();
+    while (query.next())
+        steps.append({query.value(1).toInt(), query.value(3).toString()});
     return steps;
 }
 

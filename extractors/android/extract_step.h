@@ -47,6 +47,7 @@ struct column
 {
     QString (*value)(const row_context &row, const QVariant &read);
     const char *source_column = nullptr; ///< what `read` is; null when nothing is read
+    bool is_account = false;             ///< the row needs `row_context::account`
 };
 
 /// The kinds of columns. A NULL in the source stays NULL; what is computed is never NULL.
@@ -91,7 +92,7 @@ consteval column from_context()
 }
 
 inline constexpr column account = {
-    [](const row_context &row, const QVariant &) { return row.account.value_or(QString()); }};
+    [](const row_context &row, const QVariant &) { return row.account.value_or(QString()); }, nullptr, true};
 inline constexpr column source_file = from_context<&row_context::source_file>();
 inline constexpr column os_scheme_display = from_context<&row_context::os_scheme_display>();
 inline constexpr column source_count_name = from_context<&row_context::source_count_name>();
@@ -113,7 +114,7 @@ public:
         , columns(values)
         , paired_column(paired_column_name)
         , open_failure_wording(wording)
-        , uses_account(std::ranges::any_of(values, [](const column &c) { return c.value == columns::account.value; }))
+        , uses_account(std::ranges::any_of(values, &column::is_account))
     {
         if (std::ranges::count(std::string_view(insert), '?') != count)
             throw "placeholders and columns of a step differ";

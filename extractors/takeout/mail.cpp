@@ -7,6 +7,8 @@ namespace {
 /// The next `byte` in [from, end), or null.
 const char *next_byte(const char *from, const char *end, char byte)
 {
+    if (from == end) // also an empty text's null, which memchr may not be given
+        return nullptr;
     return static_cast<const char *>(std::memchr(from, byte, static_cast<std::size_t>(end - from)));
 }
 
