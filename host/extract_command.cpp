@@ -13,6 +13,7 @@
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSet>
 
 #include <csignal>
@@ -270,6 +271,12 @@ exit_status run_extract_command(extract_options options, signal_watch &signals_w
         return signals_watched.received() == 0;
     };
     signals_watched.on_signal([&plugin] { plugin.cancel(); });
+    const auto handlers_end = qScopeGuard([&] { signals_watched.forget_handler(); });
+    signals_watched.before_exit([&] {
+        complain(QStringLiteral("ended at once; rows since the last commit, and the summary, are missing"));
+        staging.remove();
+        QDir(result_paths(options.result_dir).directory + QLatin1StringView("tmp")).removeRecursively();
+    });
     QList<ready_source> sources;
     if (const maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources)) {
         progress.finish();
@@ -283,7 +290,5 @@ exit_status run_extract_command(extract_options options, signal_watch &signals_w
         return refuse(*refused);
     places.keep();
     progress.expect(sources, options.tables);
-    const exit_status status = extraction(options, plugin, progress, signals_watched).run(sources, before);
-    signals_watched.forget_handler();
-    return status;
+    return extraction(options, plugin, progress, signals_watched).run(sources, before);
 }

@@ -227,5 +227,7 @@ qint64 android_backup::read_inflated(std::span<char> buffer)
 
 qint64 android_backup::read(std::span<char> buffer)
 {
+    if (!why_failed.isEmpty())
+        return -1;
     return inflate ? read_inflated(buffer) : read_payload(buffer);
 }

@@ -141,12 +141,20 @@ QString archive_reader::format() const
     }
 }
 
+/// A tar archive ends before its stream does, and a stream that is cut off shows at its very end.
+bool archive_reader::backup_ends_well()
+{
+    qint64 count = 0;
+    while ((count = backup->read({block.data(), block_size})) > 0) {}
+    return count == 0;
+}
+
 bool archive_reader::next(member &found)
 {
     archive_entry *entry = nullptr;
     const int state = archive_read_next_header(handle, &entry);
     if (state == ARCHIVE_EOF)
-        return false;
+        return backup && !backup_ends_well() && fail(backup->error());
     if (state != ARCHIVE_OK && state != ARCHIVE_WARN)
         return fail_as_archive();
     found = {.path = path_of(entry),

@@ -28,6 +28,7 @@ public:
 
 private:
     bool fail_as_archive();
+    bool backup_ends_well();
 
     QString path;
     archive *handle = nullptr;

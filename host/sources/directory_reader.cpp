@@ -61,5 +61,7 @@ bool mbox_reader::next(member &found)
     const QFileInfo info(file.fileName());
     found = member_of(info, info.fileName());
     found.type = member::kind::file; // given by name: a link to it was meant
+    if (!found.path.endsWith(u".mbox"))
+        found.path += QLatin1StringView(".mbox"); // the plug-in goes by the name
     return true;
 }
