@@ -51,6 +51,28 @@
     return end < 0 ? QByteArrayView() : QByteArrayView(bytes).sliced(blank_line, end - blank_line);
 }
 
+/// The bodies of the text/plain parts of a multipart message, each search from where the last header ended; null where
+/// a part has no end.
+[[nodiscard]] inline std::vector<QByteArrayView> plain_parts_by_plain_search(const QByteArray &bytes)
+{
+    std::vector<QByteArrayView> bodies;
+    qsizetype at = 0;
+    while (true) {
+        const qsizetype begin = bytes.indexOf("Content-Type: ", at);
+        at = begin < 1 ? -1 : bytes.indexOf(';', begin);
+        if (at < 0)
+            return bodies;
+        const QString type = QString::fromLocal8Bit(bytes.mid(begin, at - begin)).trimmed();
+        if (type != QLatin1StringView("Content-Type: text/plain") &&
+            type != QLatin1StringView("Content-Type: TEXT/PLAIN"))
+            continue;
+        const qsizetype blank_line = bytes.indexOf("\n\r\n", at);
+        const qsizetype end = blank_line < 0 ? -1 : bytes.indexOf("\n\r\n------=", blank_line + 3);
+        bodies.push_back(end < 0 ? QByteArrayView()
+                                 : QByteArrayView(bytes).sliced(blank_line + 3, end - blank_line - 3));
+    }
+}
+
 /// What Qt reads in the text of a wall-clock time.
 [[nodiscard]] inline QDateTime wall_clock_by_qt(const QString &text)
 {
