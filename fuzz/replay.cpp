@@ -9,12 +9,13 @@
 
 namespace {
 
+/// Absolute: a target may change the current directory.
 QStringList files_of(const QString &argument)
 {
     if (!QFileInfo(argument).isDir())
-        return {argument};
+        return {QFileInfo(argument).absoluteFilePath()};
     QStringList files;
-    QDirIterator entries(argument, QDir::Files);
+    QDirIterator entries(QFileInfo(argument).absoluteFilePath(), QDir::Files);
     while (entries.hasNext())
         files.append(entries.next());
     files.sort();
@@ -40,15 +41,14 @@ bool replay(const QString &path)
 int main(int argc, char *argv[])
 {
     LLVMFuzzerInitialize(&argc, &argv);
-    int replayed = 0;
-    for (int i = 1; i < argc; ++i) {
-        for (const QString &path : files_of(QString::fromLocal8Bit(argv[i]))) {
-            std::printf("%s\n", qPrintable(path));
-            std::fflush(stdout); // the last line names the input that ends the program
-            if (!replay(path))
-                return 1;
-            ++replayed;
-        }
+    QStringList files;
+    for (int i = 1; i < argc; ++i)
+        files += files_of(QString::fromLocal8Bit(argv[i]));
+    for (const QString &path : files) {
+        std::printf("%s\n", qPrintable(path));
+        std::fflush(stdout); // the last line names the input that ends the program
+        if (!replay(path))
+            return 1;
     }
-    return replayed > 0 ? 0 : 1;
+    return files.isEmpty() ? 1 : 0;
 }
