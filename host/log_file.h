@@ -48,7 +48,7 @@ private:
     private:
         QByteArrayView needle;
         qsizetype hit = -1;
-        qsizetype searched = 0; ///< behind `hit`; none but that begins before it
+        qsizetype searched = 0; ///< no occurrence but `hit` begins in front of it
     };
 
     struct piece_end

@@ -41,9 +41,9 @@ private:
 /// The value of a dictionary; null when there is none or it is no dictionary.
 [[nodiscard]] object value_for_key(object key, object dictionary);
 
-[[nodiscard]] QString text_of(object text);                 ///< empty for other kinds
-[[nodiscard]] double number_of(object number);              ///< 1 or 0 for a boolean; 0 for other kinds
-[[nodiscard]] QList<object> items_of(object list);          ///< none for other kinds
+[[nodiscard]] QString text_of(object text);        ///< empty for other kinds
+[[nodiscard]] double number_of(object number);     ///< 1 or 0 for a boolean; 0 for other kinds
+[[nodiscard]] QList<object> items_of(object list); ///< none for other kinds
 
 /// The date as text in this machine's local time; `format` consists of the letters that Foundation and Qt share (dd,
 /// MMM, yyyy, HH, mm, ss, a). Empty for other kinds.
