@@ -55,6 +55,8 @@ private Q_SLOTS:
     void mailboxes_and_cookies();
     void accounts_data();
     void accounts();
+    void costly_preferences_data();
+    void costly_preferences();
     void source_files_are_found_where_they_are();
     void write_ahead_rows_and_untouched_evidence();
     void failures_data();
@@ -269,6 +271,43 @@ void test_android_run::accounts()
     write_file(source("sp/warm_accounts_preferences.xml"), xml);
     extract("accounts");
     QTEST(rows("select display_name, email_address, sender_name, ringtone_uri, source_file from accounts"), "expected");
+}
+
+/// What an XML reader works on far longer than its size makes expect.
+void test_android_run::costly_preferences_data()
+{
+    QTest::addColumn<QByteArray>("in_front");
+    QTest::addColumn<bool>("refused");
+    const auto element_of = [](int attributes) {
+        QByteArray element = "<map";
+        for (int i = 0; i < attributes; ++i)
+            element += " a" + QByteArray::number(i) + " = '>'";
+        return QByteArray(element + '>');
+    };
+    QTest::newRow("one attribute more than is read") << element_of(4097) << true;
+    QTest::newRow("as many as are read, twice")
+        << QByteArray("<map>" + element_of(4096) + "</map>" + element_of(4096)) << false;
+    QTest::newRow("prefixes in many elements")
+        << QByteArray("<map>" + QByteArray("<p xmlns:a='v'/>").repeated(4097)) << true;
+    QTest::newRow("attribute by default") << QByteArray("<!DOCTYPE map [<!ATTLIST map a CDATA 'v'>]><map>") << true;
+    QTest::newRow("a text of equals signs and quotes")
+        << QByteArray("<map>" + QByteArray("=x'").repeated(10000)) << false;
+}
+
+void test_android_run::costly_preferences()
+{
+    QFETCH(QByteArray, in_front);
+    QFETCH(bool, refused);
+    QVERIFY(provider(sql({"insert into Account values(1, 'N', 'a@x', 'S', null)"})));
+    const QByteArray xml = in_front + "<s name='lastly_warmed_up_accounts'>a@x</s></map>";
+    for (const QByteArray &file : {xml, QByteArray(reinterpret_cast<const char *>(QString::fromUtf8(xml).utf16()),
+                                                   2 * QString::fromUtf8(xml).size())}) {
+        write_file(source("sp/warm_accounts_preferences.xml"), file);
+        const log_capture log;
+        extract("accounts");
+        QCOMPARE(log.lines_with(QStringLiteral("::extract_last_warmup_accounts: ")).size(), refused ? 1 : 0);
+    }
+    QCOMPARE(rows("select count(*) from accounts"), QStringList(QString::number(refused ? 0 : 2)));
 }
 
 void test_android_run::source_files_are_found_where_they_are()
