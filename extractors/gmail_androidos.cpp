@@ -1,6 +1,7 @@
 /// Android: discovery, run order, the two shared readers.
 #include "extractors/gmail_androidos.h"
 
+#include "extractors/android/bounded_query.h"
 #include "extractors/android/extract_step.h"
 
 #include <QDirIterator>
@@ -15,10 +16,10 @@ constexpr QLatin1StringView application("apps/com.google.android.gm/");
 
 /// The text of the element at hand, that of its children included; up to where the file breaks off. Qt's own reader
 /// calls itself for each child, and evidence may nest them as deep as it likes.
-QString text_of_element(QXmlStreamReader &xml)
+QString text_of_element(QXmlStreamReader &xml, const std::atomic_bool &cancelled)
 {
     QString text;
-    for (qint64 depth = 1; depth > 0 && !xml.atEnd();) {
+    for (qint64 depth = 1; depth > 0 && !cancelled && !xml.atEnd();) {
         switch (xml.readNext()) {
         case QXmlStreamReader::StartElement:
             ++depth;
@@ -53,12 +54,16 @@ void gmail_androidos::find_source_file()
     mail_store_paths.clear();
 
     const QString root = virtual_source_path + application;
+    const log_origin origin;
+    for (const char *folder : {"", "sp/", "f/", "f/body/", "r/", "r/app_webview/", "db/"}) // f/body/0/ is walked later
+        evidence_root::tell_unreadable(QFileInfo(root + QLatin1StringView(folder)), origin);
     QDirIterator entries(root + QLatin1StringView("db/"), QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         if (bool_cancel_extraction)
             return;
         const QString path = entries.next();
         const QString name = entries.fileName();
+        evidence_root::tell_unreadable(entries.fileInfo(), origin);
         if (name.startsWith(QLatin1StringView("mailstore.")) && name.endsWith(QLatin1StringView(".db")) &&
             source_root.holds(path, {}))
             mail_store_paths.append(path);
@@ -128,7 +133,14 @@ QString gmail_androidos::get_gmail_account_id()
     }
     QSqlQuery query(source.connection());
     query.setForwardOnly(true);
-    query.prepare(QStringLiteral("Select emailAddress from Account"));
+    const QString statement = QStringLiteral("Select emailAddress from Account");
+    QString refusal = why_not_prepared(source.connection(), QStringLiteral("Account"));
+    if (refusal.isEmpty() && query.prepare(statement))
+        refusal = why_refused(source.connection(), QStringLiteral("Account"), statement);
+    if (!refusal.isEmpty()) {
+        log_failed_query({}, refusal, statement, origin);
+        return none;
+    }
     if (!query.exec()) {
         log_failed_query(query, {}, origin);
         return none;
@@ -140,15 +152,20 @@ QString gmail_androidos::get_gmail_account_id()
 QStringList gmail_androidos::extract_last_warmup_accounts() const
 {
     QStringList accounts;
-    QFile file(warm_accounts_path);
-    if (!is_regular_file(warm_accounts_path) || !file.open(QIODevice::ReadOnly))
+    if (warm_accounts_path.isEmpty())
         return accounts;
+    QFile file(warm_accounts_path);
+    if (!is_regular_file(warm_accounts_path) || !file.open(QIODevice::ReadOnly)) {
+        log_line(" File Open Failed:", warm_accounts_path);
+        log_line("", file.errorString());
+        return accounts;
+    }
     QXmlStreamReader xml(&file);
-    while (!xml.atEnd() && !xml.hasError()) {
+    while (!bool_cancel_extraction && !xml.atEnd() && !xml.hasError()) {
         xml.readNext();
         if (!xml.isStartElement() || xml.attributes().value(QLatin1StringView("name")) != u"lastly_warmed_up_accounts")
             continue;
-        const QString text = text_of_element(xml);
+        const QString text = text_of_element(xml, bool_cancel_extraction);
         for (const QString &line : text.split(u'\n')) {
             if (!line.trimmed().isEmpty())
                 accounts.append(line.trimmed());

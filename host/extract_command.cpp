@@ -105,16 +105,25 @@ void remove_attachments_of_cleared_rows(const extract_options &options)
 void count_failures(const QString &log_path, qint64 offset, run_summary &summary)
 {
     log_file log(log_path);
-    if (!log.open(offset))
-        return;
     summary.failures = 0;
+    bool is_whole = false;
+    if (!log.open(offset)) {
+        summary.failures = 1;
+        summary.failure_lines.append(log_path + QLatin1StringView(": cannot be read; failures cannot be counted"));
+        return;
+    }
     for (log_file::piece piece; log.next(piece);) {
+        is_whole = piece.readable && piece.line.endsWith("[pub_extract_artifacts] - END");
         if (piece.readable && !tells_failure(piece.line))
             continue;
         ++summary.failures;
         if (summary.failure_lines.size() < most_failure_lines)
             summary.failure_lines.append(QString::fromUtf8(piece.line));
     }
+    if (is_whole || summary.cancelled)
+        return;
+    ++summary.failures; // a full disk
+    summary.failure_lines.append(log_path + QLatin1StringView(": breaks off; failures may be missing in it"));
 }
 
 void print_as_json(const run_summary &summary, const QString &database)

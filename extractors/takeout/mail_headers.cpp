@@ -126,9 +126,11 @@ line line_at(QByteArrayView message, qsizetype begin)
     return end < 0 ? line() : line{QString::fromLocal8Bit(message.sliced(begin, end - begin)), end};
 }
 
-QString without_name(const QString &text, QLatin1StringView name)
+QString without_name(QString text, QLatin1StringView name)
 {
-    return text.startsWith(name) ? text.sliced(name.size()) : text;
+    if (text.startsWith(name))
+        text.remove(0, name.size());
+    return text;
 }
 
 QString recipient_names(const QString &recipients)
