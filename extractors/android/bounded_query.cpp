@@ -114,7 +114,7 @@ QString why_not_prepared(const QSqlDatabase &source, const QString &table)
         for (const QString &definition : std::as_const(definitions))
             named += definition.count(name, Qt::CaseInsensitive);
     }
-    const bool has_common_tables = definitions.indexOf(common_table) >= 0;
+    const bool has_common_tables = definitions.join(u' ').contains(common_table);
     return has_common_tables || names.size() > most_views || named > most_views_named ? refusal : QString();
 }
 
