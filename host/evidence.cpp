@@ -69,19 +69,22 @@ QString looked_for(const QString &scheme)
     return {};
 }
 
-maybe_refusal recognise(const QString &source, const QString &scheme, evidence &found)
+maybe_refusal check_given(const QString &source)
 {
     const QFileInfo info(source);
     if (!info.exists())
-        return refusal{exit_status::bad_source,
-                       source + QLatin1StringView(": does not exist; name the source's root directory")};
-    if (!info.isDir())
-        return refusal{exit_status::bad_source,
-                       source + QLatin1StringView(": is not a directory; name the source's root directory")};
-    if (!info.isReadable() || !info.isExecutable())
+        return refusal{exit_status::bad_source, source + QLatin1StringView(": does not exist; name a directory, an "
+                                                                           "archive or an mbox file")};
+    if (!info.isReadable() || (info.isDir() && !info.isExecutable()))
         return refusal{exit_status::bad_source, source + QLatin1StringView(": is not readable; check its permissions")};
+    if (!info.isDir() && !info.isFile())
+        return refusal{exit_status::bad_source, source + QLatin1StringView(": is neither a directory nor a file")};
+    return {};
+}
 
-    const QString directory = with_slash(QDir::cleanPath(info.absoluteFilePath()));
+maybe_refusal recognise(const QString &source, const QString &scheme, evidence &found)
+{
+    const QString directory = with_slash(QDir::cleanPath(QFileInfo(source).absoluteFilePath()));
     for (const scheme_mark &mark : scheme_marks) {
         if (!scheme.isEmpty() && mark.scheme != scheme)
             continue;

@@ -17,8 +17,11 @@ struct evidence
 /// What a scheme's extractor looks for below the root; empty for a scheme that extracts nothing.
 [[nodiscard]] QString looked_for(const QString &scheme);
 
-/// Recognise `source`. With a `scheme` given, nothing needs to be found in it; a source that holds "Takeout/Mail" is
-/// read from its "Takeout" folder.
+/// Refused: a source that does not exist or cannot be read.
+[[nodiscard]] maybe_refusal check_given(const QString &source);
+
+/// Recognise the directory `source`. With a `scheme` given, nothing needs to be found in it; a source that holds
+/// "Takeout/Mail" is read from its "Takeout" folder.
 [[nodiscard]] maybe_refusal recognise(const QString &source, const QString &scheme, evidence &found);
 
 /// True when `path` is `directory` or lies inside it, links resolved; neither needs to exist yet.

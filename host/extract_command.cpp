@@ -1,94 +1,49 @@
 #include "host/extract_command.h"
 
-#include "host/evidence.h"
 #include "host/log_file.h"
 #include "host/plugin_run.h"
 #include "host/progress.h"
-#include "host/result_database.h"
+#include "host/run_places.h"
 #include "host/signal_watch.h"
+#include "host/sources/prepare.h"
+#include "host/summary.h"
 #include "host/terminal.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <QScopeGuard>
+#include <QSet>
 
 #include <csignal>
 
 namespace {
-
-constexpr qsizetype most_failure_lines = 10;
-
-/// What a run left, as far as this run did.
-struct run_summary
-{
-    QMap<QString, qint64> rows; ///< written, per table
-    qint64 attachment_files = 0;
-    qint64 failures = -1; ///< -1 when there is no log to count them in
-    QStringList failure_lines;
-    double seconds = 0;
-    bool cancelled = false;
-};
 
 QString absolute(const QString &path)
 {
     return path.isEmpty() ? path : QDir::cleanPath(QFileInfo(path).absoluteFilePath());
 }
 
-bool can_be_appended_to(const QString &path)
+/// Paths no longer depend on the current directory, which the run changes.
+void make_paths_absolute(extract_options &options)
 {
-    return QFile(path).open(QIODevice::Append);
+    for (QString &source : options.sources)
+        source = absolute(source);
+    for (QString *path : {&options.result_dir, &options.log_file, &options.library})
+        *path = absolute(*path);
+    if (options.log_file.isEmpty())
+        options.log_file = result_paths(options.result_dir).default_log;
 }
 
-/// Everything that would change evidence or spoil a result is refused before anything is made.
-maybe_refusal check_places(const extract_options &options, const evidence &source)
+QSet<QString> files_in(const QString &directory)
 {
-    const QString artifact_dir = result_paths(options.result_dir).directory;
-    if (lies_inside(options.result_dir, options.source))
-        return refusal{exit_status::bad_result,
-                       options.result_dir + QLatin1StringView(": lies inside the source, which is never "
-                                                              "written; choose another RESULT_DIR")};
-    if (lies_inside(source.root, artifact_dir))
-        return refusal{exit_status::bad_result,
-                       options.result_dir + QLatin1StringView(": its result directory holds the source; "
-                                                              "choose another RESULT_DIR")};
-    if (options.log && lies_inside(options.log_file, options.source))
-        return refusal{exit_status::bad_result,
-                       options.log_file + QLatin1StringView(": lies inside the source, which is never "
-                                                            "written; choose another --log file")};
-    return {};
-}
-
-maybe_refusal make_places(const extract_options &options)
-{
-    const QString directory = result_paths(options.result_dir).directory;
-    if (!QDir().mkpath(directory) || !QFileInfo(directory).isWritable())
-        return refusal{exit_status::bad_result,
-                       options.result_dir + QLatin1StringView(": cannot be written; choose another RESULT_DIR")};
-    if (options.log && !can_be_appended_to(options.log_file))
-        return refusal{exit_status::bad_result,
-                       options.log_file + QLatin1StringView(": cannot be opened for the log; name another --log file "
-                                                            "or use --no-log")};
-    return {};
-}
-
-/// A second run would double the rows of the first.
-maybe_refusal check_result(const extract_options &options, last_rows &before)
-{
-    const QString database = result_paths(options.result_dir).database;
-    if (maybe_refusal unreadable = find_last_rows(database, before))
-        return unreadable;
-    if (options.append || options.clear)
-        return {};
-    for (auto table = before.cbegin(); table != before.cend(); ++table) {
-        if (table.value() > 0)
-            return refusal{exit_status::bad_result,
-                           database + QLatin1StringView(": holds rows already; --clear empties the chosen tables "
-                                                        "first, --append adds to them")};
+    QSet<QString> names;
+    for (QDirIterator files(directory, QDir::Files | QDir::Hidden | QDir::System); files.hasNext();) {
+        files.next();
+        names.insert(files.fileName());
     }
-    return {};
+    return names;
 }
 
 /// The files in "Attachments" belong to rows of `messages`: they go with them.
@@ -101,122 +56,192 @@ void remove_attachments_of_cleared_rows(const extract_options &options)
         attachments.remove(name);
 }
 
-/// The failures of this run: what its log tells behind `offset`.
-void count_failures(const QString &log_path, qint64 offset, run_summary &summary)
+/// One run over all sources, once every place is made and every source is ready.
+class extraction
 {
-    log_file log(log_path);
-    summary.failures = 0;
-    bool is_whole = false;
+public:
+    extraction(const extract_options &run_options, plugin_run &loaded, progress_display &shown, signal_watch &watch)
+        : options(run_options)
+        , paths(run_options.result_dir)
+        , plugin(loaded)
+        , progress(shown)
+        , signals_watched(watch)
+    {
+    }
+
+    exit_status run(const QList<ready_source> &sources, const last_rows &before);
+
+private:
+    void extract(const ready_source &source, last_rows &before);
+    void count_failures(qint64 offset);
+    void add_failure(const QString &line);
+    void check_evidence();
+    void record_results(const QSet<QString> &attachments_before);
+    [[nodiscard]] bool is_cancelled() const { return signals_watched.received() != 0; }
+
+    const extract_options &options;
+    result_paths paths;
+    plugin_run &plugin;
+    progress_display &progress;
+    signal_watch &signals_watched;
+    run_record record;
+    run_summary summary;
+    bool result_lost = false; ///< there is no result database that can be read
+};
+
+/// The failures of this run: what its log tells behind `offset`.
+void extraction::count_failures(qint64 offset)
+{
+    log_file log(options.log_file);
     if (!log.open(offset)) {
-        summary.failures = 1;
-        summary.failure_lines.append(log_path + QLatin1StringView(": cannot be read; failures cannot be counted"));
+        add_failure(options.log_file + QLatin1StringView(": the log cannot be read (") + log.error() + u')');
         return;
     }
+    bool is_whole = false;
     for (log_file::piece piece; log.next(piece);) {
         is_whole = piece.readable && piece.line.endsWith("[pub_extract_artifacts] - END");
-        if (piece.readable && !tells_failure(piece.line))
-            continue;
-        ++summary.failures;
-        if (summary.failure_lines.size() < most_failure_lines)
-            summary.failure_lines.append(QString::fromUtf8(piece.line));
+        if (!piece.readable || tells_failure(piece.line))
+            add_failure(QString::fromUtf8(piece.line));
     }
-    if (is_whole || summary.cancelled)
-        return;
-    ++summary.failures; // a full disk
-    summary.failure_lines.append(log_path + QLatin1StringView(": breaks off; failures may be missing in it"));
+    if (!is_whole && !is_cancelled())
+        add_failure(options.log_file + QLatin1StringView(": breaks off; failures may be missing in it")); // a full disk
 }
 
-void print_as_json(const run_summary &summary, const QString &database)
+void extraction::add_failure(const QString &line)
 {
-    QJsonObject tables;
-    for (auto table = summary.rows.cbegin(); table != summary.rows.cend(); ++table)
-        tables[table.key()] = table.value();
-    const QJsonObject object = {
-        {QStringLiteral("result_db"), database},
-        {QStringLiteral("tables"), tables},
-        {QStringLiteral("attachments"), summary.attachment_files},
-        {QStringLiteral("failures"), summary.failures < 0 ? QJsonValue() : QJsonValue(summary.failures)},
-        {QStringLiteral("failure_lines"), QJsonArray::fromStringList(summary.failure_lines)},
-        {QStringLiteral("seconds"), summary.seconds},
-        {QStringLiteral("cancelled"), summary.cancelled},
-    };
-    print(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented).trimmed()));
+    summary.failures = qMax<qint64>(summary.failures, 0) + 1;
+    if (summary.failure_lines.size() < 1000)
+        summary.failure_lines.append(line);
 }
 
-void print_as_text(const run_summary &summary, const extract_options &options, const evidence &source)
+void extraction::extract(const ready_source &source, last_rows &before)
 {
-    if (!source.has_artifacts) {
-        const QString sought = looked_for(source.scheme);
-        print(sought.isEmpty() ? QStringLiteral("%1 sources yield no rows.").arg(source.scheme)
-                               : QStringLiteral("Nothing found: looked for %1 in %2").arg(sought, source.root));
-    }
-    print(QStringLiteral("%1 source %2, %3 in %4 s")
-              .arg(source.scheme, source.root,
-                   summary.cancelled ? QStringLiteral("cancelled") : QStringLiteral("extracted"))
-              .arg(summary.seconds, 0, 'f', 2));
-    for (const QString &table : artifact_tables())
-        print(QStringLiteral("  %1 %2 rows").arg(table, -16).arg(summary.rows.value(table), 10));
-    print(QStringLiteral("  %1 %2").arg(QStringLiteral("attachment files"), -16).arg(summary.attachment_files, 10));
-    if (summary.failures < 0)
-        print(QStringLiteral("  failures         not counted: there is no log (--no-log)"));
-    else
-        print(QStringLiteral("  %1 %2").arg(QStringLiteral("failures"), -16).arg(summary.failures, 10));
-    for (const QString &line : summary.failure_lines)
-        print(QLatin1StringView("    ") + line);
-    if (summary.failures > most_failure_lines)
-        print(QStringLiteral("    and %1 more").arg(summary.failures - most_failure_lines));
-    print(QLatin1StringView("  result           ") + result_paths(options.result_dir).database);
-    if (options.log)
-        print(QLatin1StringView("  log              ") + options.log_file);
-}
-
-exit_status status_of(const run_summary &summary, int signal_received)
-{
-    if (signal_received != 0)
-        return signal_received == SIGINT ? exit_status::interrupted : exit_status::terminated;
-    return summary.failures > 0 ? exit_status::done_with_failures : exit_status::done;
-}
-
-/// Paths no longer depend on the current directory, which the run changes.
-void make_paths_absolute(extract_options &options)
-{
-    for (QString *path : {&options.source, &options.result_dir, &options.log_file, &options.library})
-        *path = absolute(*path);
-    if (options.log_file.isEmpty())
-        options.log_file = result_paths(options.result_dir).default_log;
-}
-
-run_summary run_and_count(plugin_run &plugin, const extract_options &options, const evidence &source,
-                          const last_rows &before, signal_watch &signals_watched)
-{
-    const result_paths paths(options.result_dir);
-    const qint64 files_before = count_files(paths.attachments);
+    const bool first = record.sources.isEmpty();
+    extract_options of_source = options;
+    of_source.source_count += static_cast<int>(record.sources.size());
+    of_source.clear = options.clear && first;
+    const qint64 failures_before = summary.failures;
     const qint64 log_begin = options.log ? QFileInfo(options.log_file).size() : 0;
-    QElapsedTimer clock;
-    clock.start();
-    signals_watched.on_signal([&plugin] { plugin.cancel(); });
-    plugin.run(options, source);
-    signals_watched.forget_handler();
+    plugin.run(of_source, source.found);
 
-    run_summary summary;
-    summary.seconds = static_cast<double>(clock.elapsed()) / 1000.0;
-    summary.cancelled = signals_watched.received() != 0;
-    if (options.log)
-        count_failures(options.log_file, log_begin, summary);
+    if (options.log) {
+        summary.failures = qMax<qint64>(summary.failures, 0);
+        count_failures(log_begin);
+    }
     last_rows after;
     maybe_refusal unreadable = find_last_rows(paths.database, after);
     if (!QFileInfo::exists(paths.database))
         unreadable = refusal{exit_status::bad_result, paths.database + QLatin1StringView(": was not made")};
     if (unreadable) {
-        summary.failures = qMax<qint64>(summary.failures, 0) + 1;
-        summary.failure_lines.append(unreadable->text);
+        add_failure(unreadable->text);
+        result_lost = true;
     }
-    for (const QString &table : artifact_tables()) {
-        const bool cleared = options.clear && options.engine == 0 && options.tables.contains(table);
-        summary.rows[table] = after.value(table) - (cleared ? 0 : before.value(table));
+    if (of_source.clear && options.engine == 0) {
+        for (const QString &table : options.tables)
+            before[table] = 0;
     }
-    summary.attachment_files = count_files(paths.attachments) - files_before;
-    return summary;
+    for (const QString &table : artifact_tables())
+        summary.rows[table] += after.value(table) - before.value(table);
+
+    const run_circumstances run = {options.tables, is_cancelled(), options.engine == 0,
+                                   summary.failures > qMax<qint64>(failures_before, 0)};
+    const source_balance balance = reconcile(source, paths.database, before, after, run);
+    if (balance.unexplained)
+        add_failure(source.given.first().path +
+                    QLatin1StringView(": rows written differ from rows expected, and no failure "
+                                      "was logged; see run.json"));
+    for (const QString &failure : source.failures)
+        add_failure(failure);
+    record.sources.append({source, of_source.source_count, balance});
+    before = after;
+}
+
+/// Evidence has to be the same after the run.
+void extraction::check_evidence()
+{
+    if (!options.hash || is_cancelled())
+        return;
+    QList<ready_source> sources;
+    for (const source_record &each : std::as_const(record.sources))
+        sources.append(each.source);
+    hash_again(sources, [this](qint64) { return !is_cancelled(); });
+    for (qsizetype i = 0; i < sources.size() && !is_cancelled(); ++i) {
+        for (const source_file &file : std::as_const(sources.at(i).files)) {
+            if (file.sha256_before != file.sha256_after)
+                add_failure(sources.at(i).found.root + file.place + QLatin1StringView(": changed during the run"));
+        }
+        for (const given_source &given : std::as_const(sources.at(i).given)) {
+            if (given.sha256_before != given.sha256_after)
+                add_failure(given.path + QLatin1StringView(": changed during the run"));
+        }
+        record.sources[i].source = sources.at(i);
+    }
+}
+
+void extraction::record_results(const QSet<QString> &attachments_before)
+{
+    QStringList names = (files_in(paths.attachments) - attachments_before).values();
+    names.sort();
+    summary.attachment_files = names.size();
+    QStringList files;
+    for (const QString &name : std::as_const(names))
+        files.append(paths.attachments + name);
+    files.append(paths.database);
+    const bool hash = options.hash && !is_cancelled();
+    const QStringList hashes = hash ? sha256_of_files(files, [this](qint64) { return !is_cancelled(); })
+                                    : QStringList(files.size(), QString());
+    for (qsizetype i = 0; i < names.size(); ++i)
+        record.attachments.append(
+            {QLatin1StringView("Attachments/") + names.at(i), QFileInfo(files.at(i)).size(), hashes.at(i)});
+    record.database = {QFileInfo(paths.database).fileName(), QFileInfo(paths.database).size(), hashes.last()};
+}
+
+exit_status extraction::run(const QList<ready_source> &sources, const last_rows &before)
+{
+    record.library = plugin.library_path();
+    for (const ready_source &source : sources)
+        record.sources.append({source, 0, {}});
+    keep_earlier_record(paths.run_record);
+    if (const maybe_refusal unwritable = write_run_record(paths.run_record, record, options))
+        return refuse(*unwritable);
+    record.sources.clear();
+
+    // The plug-in makes a folder for attachments in the current directory: let that be the one it makes anyway.
+    QDir::setCurrent(paths.directory);
+    remove_attachments_of_cleared_rows(options);
+    const QSet<QString> attachments_before = files_in(paths.attachments);
+    QElapsedTimer clock;
+    clock.start();
+    last_rows rows = before;
+    for (const ready_source &source : sources)
+        extract(source, rows);
+    summary.seconds = static_cast<double>(clock.elapsed()) / 1000.0;
+    check_evidence();
+    record_results(attachments_before);
+    summary.cancelled = is_cancelled();
+    progress.finish();
+
+    const exit_status status =
+        is_cancelled() ? (signals_watched.received() == SIGINT ? exit_status::interrupted : exit_status::terminated)
+        : summary.failures > 0 ? exit_status::done_with_failures
+                               : exit_status::done;
+    record.ended = QDateTime::currentDateTimeUtc();
+    record.failures = summary.failures;
+    record.failure_lines = summary.failure_lines;
+    record.state = result_lost      ? QStringLiteral("failed")
+                   : is_cancelled() ? QStringLiteral("cancelled")
+                                    : QStringLiteral("complete");
+    if (const maybe_refusal unwritable = write_run_record(paths.run_record, record, options))
+        complain(unwritable->text);
+    else
+        summary.record_sha256 = sha256_of_file(paths.run_record, [](qint64) { return true; });
+    print_summary(summary, options, record.sources);
+    return summary.record_sha256.isEmpty() && status == exit_status::done ? exit_status::done_with_failures : status;
+}
+
+exit_status status_of_signal(int signal)
+{
+    return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
 }
 
 } // namespace
@@ -224,31 +249,50 @@ run_summary run_and_count(plugin_run &plugin, const extract_options &options, co
 exit_status run_extract_command(extract_options options, signal_watch &signals_watched)
 {
     make_paths_absolute(options);
-    evidence source;
-    if (const maybe_refusal refused = recognise(options.source, options.scheme, source))
-        return refuse(*refused);
-    if (const maybe_refusal refused = check_places(options, source))
-        return refuse(*refused);
-
-    progress_display progress(source.scheme == QLatin1StringView("gTakeoutOS") ? 1 : int(options.tables.size()),
-                              options.quiet);
-    plugin_run plugin([&progress](qint64 records, int tabs) { progress.show(records, tabs); });
+    for (const QString &source : std::as_const(options.sources)) {
+        if (const maybe_refusal missing = check_given(source))
+            return refuse(*missing);
+    }
+    progress_display progress(options.quiet);
+    plugin_run plugin([&progress](qint64 records, int tabs) { progress.show_records(records, tabs); });
     if (const maybe_refusal refused = plugin.load(options.library))
         return refuse(*refused);
+    run_places places(options);
     last_rows before;
-    if (const maybe_refusal refused = check_result(options, before))
+    if (const maybe_refusal refused = places.check(before))
         return refuse(*refused);
-    if (const maybe_refusal refused = make_places(options))
+    if (const maybe_refusal refused = places.make())
         return refuse(*refused);
-    // The plug-in makes a folder for attachments in the current directory: let that be the one it makes anyway.
-    QDir::setCurrent(result_paths(options.result_dir).directory);
-    remove_attachments_of_cleared_rows(options);
 
-    const run_summary summary = run_and_count(plugin, options, source, before, signals_watched);
-    progress.finish();
-    if (options.json)
-        print_as_json(summary, result_paths(options.result_dir).database);
-    else
-        print_as_text(summary, options, source);
-    return status_of(summary, signals_watched.received());
+    staging_area staging(result_paths(options.result_dir).staging, options.limits);
+    staging.remove_leftovers();
+    const prepare_options preparing = {.scheme = options.scheme,
+                                       .accept_missing_parts = options.accept_missing_parts,
+                                       .hash = options.hash,
+                                       .keep_mail = true};
+    const auto show_bytes = [&](const QString &phase, qint64 done, qint64 in_all) {
+        progress.show_bytes(phase, done, in_all);
+        return signals_watched.received() == 0;
+    };
+    signals_watched.on_signal([&plugin] { plugin.cancel(); });
+    const auto handlers_end = qScopeGuard([&] { signals_watched.forget_handler(); });
+    signals_watched.before_exit([&] {
+        complain(QStringLiteral("ended at once; rows since the last commit, and the summary, are missing"));
+        staging.remove();
+        QDir(result_paths(options.result_dir).directory + QLatin1StringView("tmp")).removeRecursively();
+    });
+    QList<ready_source> sources;
+    if (const maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources)) {
+        progress.finish();
+        if (const int signal = signals_watched.received(); signal != 0 && refused->text.isEmpty()) {
+            complain(QStringLiteral("cancelled before the extraction began; nothing was written"));
+            return status_of_signal(signal);
+        }
+        return refuse(*refused);
+    }
+    if (const maybe_refusal refused = places.make_log())
+        return refuse(*refused);
+    places.keep();
+    progress.expect(sources, options.tables);
+    return extraction(options, plugin, progress, signals_watched).run(sources, before);
 }

@@ -1,12 +1,14 @@
 /// What `gmail_host extract` was asked for.
 #pragma once
 
+#include "host/sources/staging.h"
+
 #include <QString>
 #include <QStringList>
 
 struct extract_options
 {
-    QString source;
+    QStringList sources;
     QString result_dir;
     QString scheme; ///< found from the source when empty
     QStringList tables;
@@ -26,6 +28,12 @@ struct extract_options
     QString library; ///< looked for beside the program when empty
     bool json = false;
     bool quiet = false;
+    bool hash = true;
+    bool accept_missing_parts = false;
+    QString examiner;
+    QString case_name;
+    staging_limits limits;
+    QStringList arguments; ///< as given
 };
 
 /// The tables a run can fill, in the order of the result.

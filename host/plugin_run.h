@@ -29,6 +29,9 @@ public:
     /// Load the library at `path`, or the one beside the program when it is empty.
     [[nodiscard]] maybe_refusal load(const QString &path);
 
+    /// The library in use.
+    [[nodiscard]] QString library_path() const { return library.fileName(); }
+
     /// Essentials, records, engine, result directory, tables, emptying, finding, extracting, removing temporaries.
     void run(const extract_options &options, const evidence &source);
 

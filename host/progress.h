@@ -1,6 +1,8 @@
 /// Shows on standard error how far a run is.
 #pragma once
 
+#include "host/sources/ready_source.h"
+
 #include <QElapsedTimer>
 #include <QString>
 
@@ -9,23 +11,32 @@
 class progress_display
 {
 public:
-    progress_display(int expected_tabs, bool quiet);
+    explicit progress_display(bool quiet);
     ~progress_display() { finish(); }
     Q_DISABLE_COPY_MOVE(progress_display)
 
-    /// The running totals.
-    void show(qint64 records, int tabs);
+    /// What the extraction should come to. Without an expectation there is no percentage.
+    void expect(const QList<ready_source> &sources, const QStringList &tables);
+
+    /// Before the extraction: bytes of a phase.
+    void show_bytes(const QString &phase, qint64 done, qint64 in_all);
+
+    /// While it goes on: the running totals.
+    void show_records(qint64 records, int tabs);
 
     /// Wipe the line.
     void finish();
 
 private:
-    [[nodiscard]] QString text(qint64 records, int tabs) const;
+    void show(const QString &line);
+    [[nodiscard]] QString share(qint64 done, qint64 in_all) const;
 
-    int tabs_in_all;
+    qint64 rows_expected = -1;
+    int tabs_in_all = 0;
     bool silent;
     bool in_place;
     bool line_drawn = false;
-    QElapsedTimer since_start;
-    qint64 next_line_at = 0; // milliseconds since the start
+    QString phase_shown;
+    QElapsedTimer since_start; ///< of the phase
+    qint64 next_line_at = 0;   ///< milliseconds since the start
 };

@@ -14,6 +14,9 @@ result_paths::result_paths(const QString &result_dir)
     , database(directory + QLatin1StringView("Gmail.sqlite"))
     , attachments(directory + QLatin1StringView("Attachments/"))
     , default_log(directory + QLatin1StringView("gmail.log"))
+    , run_record(directory + QLatin1StringView("run.json"))
+    , lock(directory + QLatin1StringView("gmail_host.lock"))
+    , staging(QDir::cleanPath(result_dir) + QLatin1StringView("/tmp"))
 {
 }
 

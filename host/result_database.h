@@ -18,6 +18,9 @@ struct result_paths
     QString database;
     QString attachments; ///< ends in "/"
     QString default_log;
+    QString run_record;
+    QString lock;    ///< held while a run goes on
+    QString staging; ///< parent of the folders for unpacked sources
 };
 
 /// The last rows of the database; 0 for a table that is empty, and for a table or a database that does not exist.

@@ -1,12 +1,14 @@
 #include "host/signal_watch.h"
 
+#include <cerrno>
 #include <csignal>
 #include <pthread.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int wake_up_signal = SIGUSR1; // ends the thread
+constexpr int wake_up_signal = SIGUSR1;         // ends the thread
+constexpr timespec patience = {0, 900'000'000}; // for a run to end in good order
 
 sigset_t watched_signals()
 {
@@ -44,14 +46,35 @@ void signal_watch::forget_handler()
 {
     const std::lock_guard lock(handler_mutex);
     handler = nullptr;
+    last_act = nullptr;
+}
+
+void signal_watch::before_exit(std::function<void()> act)
+{
+    const std::lock_guard lock(handler_mutex);
+    last_act = std::move(act);
+}
+
+void signal_watch::end_process(int signal)
+{
+    const std::lock_guard lock(handler_mutex);
+    if (last_act)
+        last_act();
+    _exit(128 + signal);
 }
 
 void signal_watch::watch()
 {
     const sigset_t signals = watched_signals();
-    for (int number = 0; sigwait(&signals, &number) == 0 && number != wake_up_signal;) {
+    while (true) {
+        const int number =
+            first_signal == 0 ? sigwaitinfo(&signals, nullptr) : sigtimedwait(&signals, nullptr, &patience);
+        if (number == wake_up_signal)
+            return;
+        if (number < 0 && errno == EINTR)
+            continue;
         if (first_signal != 0)
-            _exit(128 + number);
+            end_process(number < 0 ? first_signal.load() : number);
         first_signal = number;
         const std::lock_guard lock(handler_mutex);
         if (handler)

@@ -7,7 +7,8 @@
 #include <thread>
 
 /// Waits for the signals in a thread of its own. Make one before any other thread exists: it blocks the signals for the
-/// whole process. The first signal calls the handler, a second one ends the process at once.
+/// whole process. The first signal calls the handler. A run that has not ended shortly after, and a second signal, end
+/// the process at once: rows since the last commit are lost then, and no summary is written.
 class signal_watch
 {
 public:
@@ -19,7 +20,10 @@ public:
     /// Called in the watching thread, at once when a signal has come already.
     void on_signal(std::function<void()> handler);
 
-    /// The handler is not called any more when this returns.
+    /// Called in the watching thread before it ends the process.
+    void before_exit(std::function<void()> last_act);
+
+    /// The handlers are not called any more when this returns.
     void forget_handler();
 
     /// SIGINT, SIGTERM, or 0 when none has come.
@@ -27,9 +31,11 @@ public:
 
 private:
     void watch();
+    [[noreturn]] void end_process(int signal);
 
     std::atomic_int first_signal = 0;
     std::mutex handler_mutex;
     std::function<void()> handler;
+    std::function<void()> last_act;
     std::thread thread;
 };

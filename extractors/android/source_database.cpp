@@ -75,8 +75,8 @@ look_up::look_up(const source_database &source, const char *statement, const cha
     note_keys(source);
     QString by_row = QLatin1StringView(statement);
     by_row.replace(by_row.lastIndexOf(key), key.size(), QLatin1StringView("rowid"));
-    asks_by_row_number =
-        all_keys_noted && db.record(table).indexOf(QLatin1StringView("rowid")) < 0 && by_row_number.prepare(by_row);
+    asks_by_row_number = all_keys_noted && has_row_numbers &&
+                         db.record(table).indexOf(QLatin1StringView("rowid")) < 0 && by_row_number.prepare(by_row);
 }
 
 /// When the keys do not compare with a text of their digits (a column without a type), integers have no rows at all.
@@ -93,6 +93,7 @@ void look_up::note_keys(const source_database &source)
             break;
         }
         const QVariant noted_key = keys.value(0);
+        has_row_numbers = has_row_numbers && !keys.value(1).isNull(); // a view's are NULL
         if (is_integer(noted_key))
             noted.push_back({noted_key.toLongLong(), keys.value(1).toLongLong()});
         else

@@ -64,6 +64,7 @@ private:
     bool prepared = false;
     bool told = false;
     bool all_keys_noted = false; ///< all are integers or NULL: other integers have no rows
+    bool has_row_numbers = true;
     bool asks_by_row_number = false;
     std::vector<noted_row> noted;                      ///< sorted
     std::vector<noted_row>::const_iterator next_noted; ///< of the key that was asked for ...

@@ -1,0 +1,110 @@
+#include "host/inspect_command.h"
+
+#include "host/progress.h"
+#include "host/signal_watch.h"
+#include "host/sources/expectation.h"
+#include "host/sources/prepare.h"
+#include "host/terminal.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include <csignal>
+
+namespace {
+
+QJsonObject json_of(const ready_source &source)
+{
+    QJsonArray given, files;
+    for (const given_source &each : source.given)
+        given.append(QJsonObject{{QStringLiteral("path"), each.path}, {QStringLiteral("type"), each.type}});
+    for (const source_file &each : source.files)
+        files.append(QJsonObject{
+            {QStringLiteral("member"), each.member},
+            {QStringLiteral("source_file"), QString(u'/' + each.place)},
+            {QStringLiteral("size"), each.size},
+            {QStringLiteral("separators"), each.separators < 0 ? QJsonValue() : QJsonValue(each.separators)}});
+    QJsonObject rows;
+    for (auto table = source.expected.tables.cbegin(); table != source.expected.tables.cend(); ++table)
+        rows[table.key()] = table.value();
+    QJsonObject skipped;
+    for (auto each = source.skipped.cbegin(); each != source.skipped.cend(); ++each)
+        skipped[each.key()] = each.value();
+    return {{QStringLiteral("scheme"), source.found.scheme},
+            {QStringLiteral("user"), source.user},
+            {QStringLiteral("given"), given},
+            {QStringLiteral("files"), files},
+            {QStringLiteral("rows_expected"), rows},
+            {QStringLiteral("skipped_members"), skipped},
+            {QStringLiteral("remarks"), QJsonArray::fromStringList(source.expected.remarks + source.failures)}};
+}
+
+void print_as_text(const ready_source &source)
+{
+    for (const given_source &each : source.given)
+        print(QStringLiteral("%1: %2").arg(each.path, each.type));
+    print(QStringLiteral("  scheme %1%2")
+              .arg(source.found.scheme, source.user.isEmpty() ? QString() : QString(u", " + source.user)));
+    for (const source_file &each : source.files) {
+        const QString counted =
+            each.separators < 0
+                ? QString()
+                : QStringLiteral(", %1 separators, %2 rows expected (the last message of the file has none)")
+                      .arg(each.separators)
+                      .arg(rows_of_mbox(each.separators));
+        print(QStringLiteral("  %1, %2 bytes%3").arg(each.member).arg(each.size).arg(counted));
+    }
+    for (const QString &table : artifact_tables()) {
+        if (source.expected.tables.contains(table))
+            print(QStringLiteral("  %1 %2 rows expected").arg(table, -16).arg(source.expected.tables.value(table), 10));
+        else
+            print(QStringLiteral("  %1 %2").arg(table, -16).arg(QStringLiteral("cannot be told")));
+    }
+    for (const QString &remark : source.expected.remarks + source.failures)
+        print(QLatin1StringView("  ") + remark);
+    for (auto skipped = source.skipped.cbegin(); skipped != source.skipped.cend(); ++skipped)
+        print(QStringLiteral("  %1 members skipped: %2").arg(skipped.value()).arg(skipped.key()));
+}
+
+} // namespace
+
+exit_status run_inspect_command(const extract_options &options, signal_watch &signals_watched)
+{
+    for (const QString &source : options.sources) {
+        if (const maybe_refusal missing = check_given(source))
+            return refuse(*missing);
+    }
+    const QTemporaryDir directory;
+    if (!directory.isValid())
+        return refuse({exit_status::bad_result, directory.errorString()});
+    staging_area staging(directory.path() + QLatin1StringView("/staging"), options.limits);
+    progress_display progress(options.quiet);
+    const auto show_bytes = [&](const QString &phase, qint64 done, qint64 in_all) {
+        progress.show_bytes(phase, done, in_all);
+        return signals_watched.received() == 0;
+    };
+    const prepare_options preparing = {.scheme = options.scheme,
+                                       .accept_missing_parts = options.accept_missing_parts,
+                                       .hash = true,
+                                       .keep_mail = false};
+    QList<ready_source> sources;
+    const maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
+    progress.finish();
+    if (const int signal = signals_watched.received(); signal != 0)
+        return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
+    if (refused)
+        return refuse(*refused);
+
+    QJsonArray array;
+    for (const ready_source &source : std::as_const(sources)) {
+        if (options.json)
+            array.append(json_of(source));
+        else
+            print_as_text(source);
+    }
+    if (options.json)
+        print(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented).trimmed()));
+    return exit_status::done;
+}

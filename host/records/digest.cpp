@@ -1,0 +1,118 @@
+#include "host/records/digest.h"
+
+#include <QFile>
+
+#include <openssl/evp.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr qint64 block_size = 1024 * 1024;
+
+// A separator line begins with "From ", also behind a byte order mark.
+constexpr QByteArrayView separator("From ");
+constexpr QByteArrayView marked_separator("\xEF\xBB\xBF"
+                                          "From ");
+
+bool begins_separator(QByteArrayView line)
+{
+    return line.startsWith(separator) || line.startsWith(marked_separator);
+}
+
+} // namespace
+
+struct file_digest::hash_state
+{
+    EVP_MD_CTX *context = EVP_MD_CTX_new();
+
+    hash_state() { EVP_DigestInit_ex(context, EVP_sha256(), nullptr); }
+    ~hash_state() { EVP_MD_CTX_free(context); }
+    Q_DISABLE_COPY_MOVE(hash_state)
+};
+
+file_digest::file_digest(bool hashing, bool counting)
+    : hash(hashing ? std::make_unique<hash_state>() : nullptr)
+    , counts(counting)
+{
+}
+
+file_digest::~file_digest() = default;
+file_digest::file_digest(file_digest &&) noexcept = default;
+
+void file_digest::add(QByteArrayView bytes)
+{
+    bytes_in_all += bytes.size();
+    if (hash)
+        EVP_DigestUpdate(hash->context, bytes.data(), static_cast<std::size_t>(bytes.size()));
+    if (counts)
+        count_separators(bytes);
+}
+
+void file_digest::count_separators(QByteArrayView bytes)
+{
+    while (!bytes.isEmpty()) {
+        if (!inside_line) {
+            const qsizetype taken = qMin(marked_separator.size() - line_begin.size(), bytes.size());
+            const qsizetype line_feed = bytes.first(taken).indexOf('\n');
+            line_begin.append(bytes.first(line_feed < 0 ? taken : line_feed + 1));
+            const bool enough = line_feed >= 0 || line_begin.size() == marked_separator.size();
+            if (!enough && !begins_separator(line_begin))
+                return; // the block ends here
+            separator_lines += begins_separator(line_begin) ? 1 : 0;
+            bytes = bytes.sliced(line_feed < 0 ? taken : line_feed + 1);
+            inside_line = line_feed < 0;
+            line_begin.clear();
+            continue;
+        }
+        const void *line_feed = std::memchr(bytes.data(), '\n', static_cast<std::size_t>(bytes.size()));
+        if (!line_feed)
+            return;
+        bytes = bytes.sliced(static_cast<const char *>(line_feed) + 1 - bytes.data());
+        inside_line = false;
+    }
+}
+
+QString file_digest::sha256()
+{
+    if (!hash)
+        return {};
+    QByteArray result(EVP_MAX_MD_SIZE, '\0');
+    unsigned int size = 0;
+    EVP_DigestFinal_ex(hash->context, reinterpret_cast<unsigned char *>(result.data()), &size);
+    return QString::fromLatin1(result.first(size).toHex());
+}
+
+QString sha256_of_file(const QString &path, const on_block &go_on)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return {};
+    file_digest digest(true, false);
+    QByteArray block(block_size, Qt::Uninitialized);
+    for (qint64 count = 0; (count = file.read(block.data(), block.size())) != 0;) {
+        if (count < 0 || !go_on(count))
+            return {};
+        digest.add(QByteArrayView(block).first(count));
+    }
+    return digest.sha256();
+}
+
+QStringList sha256_of_files(const QStringList &paths, const on_block &go_on)
+{
+    std::vector<QString> hashes(static_cast<std::size_t>(paths.size()));
+    std::atomic<qsizetype> next = 0;
+    const auto work = [&] {
+        for (qsizetype i = 0; (i = next++) < paths.size();)
+            hashes[static_cast<std::size_t>(i)] = sha256_of_file(paths.at(i), go_on);
+    };
+    std::vector<std::thread> threads(qMin<std::size_t>(std::thread::hardware_concurrency(), hashes.size()));
+    for (std::thread &thread : threads)
+        thread = std::thread(work);
+    for (std::thread &thread : threads)
+        thread.join();
+    return {hashes.begin(), hashes.end()};
+}

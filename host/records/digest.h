@@ -1,0 +1,48 @@
+/// What one pass over a file's bytes tells: its size, SHA-256 and, of an mbox, the separator lines.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+
+class file_digest
+{
+public:
+    /// With `counting`, separator lines are counted; without `hashing`, `sha256` stays empty.
+    file_digest(bool hashing, bool counting);
+    ~file_digest();
+    file_digest(file_digest &&) noexcept;
+    file_digest &operator=(file_digest &&) = delete;
+
+    void add(QByteArrayView bytes);
+
+    [[nodiscard]] qint64 size() const { return bytes_in_all; }
+    [[nodiscard]] qint64 separators() const { return separator_lines; }
+
+    /// Hexadecimal, lower case. Call it once, at the end.
+    [[nodiscard]] QString sha256();
+
+private:
+    struct hash_state;
+
+    void count_separators(QByteArrayView bytes);
+
+    std::unique_ptr<hash_state> hash;
+    bool counts;
+    QByteArray line_begin;    ///< of a line that may be a separator, from the block before
+    bool inside_line = false; ///< of which enough is known
+    qint64 bytes_in_all = 0;
+    qint64 separator_lines = 0;
+};
+
+/// Told the bytes of each block; false ends the pass.
+using on_block = std::function<bool(qint64 bytes)>;
+
+/// The SHA-256 of a file, empty when it cannot be read or `go_on` said so.
+[[nodiscard]] QString sha256_of_file(const QString &path, const on_block &go_on);
+
+/// The same of many files, in their order, on all processors; `go_on` is asked from several threads.
+[[nodiscard]] QStringList sha256_of_files(const QStringList &paths, const on_block &go_on);

@@ -1,0 +1,193 @@
+#include "host/records/run_record.h"
+
+#include "host/result_database.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLibraryInfo>
+#include <QSaveFile>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTimeZone>
+#include <QVariant>
+
+#include <archive.h>
+#include <openssl/crypto.h>
+#include <zlib.h>
+
+namespace {
+
+constexpr qsizetype most_failure_lines = 1000;
+
+/// Null for what is not known.
+QJsonValue text_or_null(const QString &text)
+{
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+QJsonValue count_or_null(qint64 count)
+{
+    return count < 0 ? QJsonValue() : QJsonValue(count);
+}
+
+QString sqlite_version()
+{
+    const QString connection = QStringLiteral("gmail_host version");
+    QString version;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
+        db.setDatabaseName(QStringLiteral(":memory:"));
+        db.open();
+        QSqlQuery query(QStringLiteral("select sqlite_version()"), db);
+        if (query.next())
+            version = query.value(0).toString();
+    }
+    QSqlDatabase::removeDatabase(connection);
+    return version;
+}
+
+QJsonObject programs(const run_record &record)
+{
+    return {
+        {QStringLiteral("gmail_host"), QStringLiteral(GMAIL_VERSION)},
+        {QStringLiteral("build"), QStringLiteral(GMAIL_BUILD)},
+        {QStringLiteral("plugin"), record.library},
+        {QStringLiteral("plugin_sha256"), text_or_null(sha256_of_file(record.library, [](qint64) { return true; }))},
+        {QStringLiteral("Qt"), QString::fromLatin1(qVersion())},
+        {QStringLiteral("SQLite"), sqlite_version()},
+        {QStringLiteral("libarchive"), QString::fromLatin1(archive_version_string())},
+        {QStringLiteral("OpenSSL"), QString::fromLatin1(OpenSSL_version(OPENSSL_VERSION))},
+        {QStringLiteral("zlib"), QString::fromLatin1(zlibVersion())},
+    };
+}
+
+QJsonArray differences_of(const QList<difference> &differences)
+{
+    QJsonArray array;
+    for (const difference &each : differences)
+        array.append(QJsonObject{{QStringLiteral("reason"), each.reason}, {QStringLiteral("rows"), each.rows}});
+    return array;
+}
+
+QJsonObject json_of(const given_source &given)
+{
+    return {{QStringLiteral("path"), given.path},
+            {QStringLiteral("type"), given.type},
+            {QStringLiteral("size"), count_or_null(given.size)},
+            {QStringLiteral("sha256_before"), text_or_null(given.sha256_before)},
+            {QStringLiteral("sha256_after"), text_or_null(given.sha256_after)}};
+}
+
+QJsonObject json_of(const source_file &file)
+{
+    return {{QStringLiteral("source_file"), QString(u'/' + file.place)},
+            {QStringLiteral("given_in"), file.given_in},
+            {QStringLiteral("member"), file.member},
+            {QStringLiteral("size"), file.size},
+            {QStringLiteral("modified"),
+             file.modified < 0 ? QJsonValue()
+                               : QJsonValue(utc_text(QDateTime::fromSecsSinceEpoch(file.modified, Qt::UTC)))},
+            {QStringLiteral("sha256_before"), text_or_null(file.sha256_before)},
+            {QStringLiteral("sha256_after"), text_or_null(file.sha256_after)}};
+}
+
+QJsonObject json_of(const source_record &record)
+{
+    const ready_source &source = record.source;
+    QJsonArray given, files, tables, mailboxes;
+    for (const given_source &each : source.given)
+        given.append(json_of(each));
+    for (const source_file &each : source.files)
+        files.append(json_of(each));
+    for (const table_balance &each : record.balance.tables)
+        tables.append(QJsonObject{{QStringLiteral("table"), each.table},
+                                  {QStringLiteral("rows_expected"), count_or_null(each.expected)},
+                                  {QStringLiteral("rows_written"), each.written},
+                                  {QStringLiteral("differences"), differences_of(each.differences)}});
+    for (const mbox_balance &each : record.balance.mailboxes)
+        mailboxes.append(QJsonObject{{QStringLiteral("source_file"), QString(u'/' + each.place)},
+                                     {QStringLiteral("separators"), each.separators},
+                                     {QStringLiteral("rows_written"), each.written},
+                                     {QStringLiteral("differences"), differences_of(each.differences)}});
+    QJsonObject skipped;
+    for (auto each = source.skipped.cbegin(); each != source.skipped.cend(); ++each)
+        skipped[each.key()] = each.value();
+    return {{QStringLiteral("scheme"), source.found.scheme},
+            {QStringLiteral("user"), text_or_null(source.user)},
+            {QStringLiteral("source_count"), record.source_count},
+            {QStringLiteral("staged"), source.staged},
+            {QStringLiteral("root"), source.staged ? QJsonValue() : QJsonValue(source.found.root)},
+            {QStringLiteral("given"), given},
+            {QStringLiteral("files"), files},
+            {QStringLiteral("tables"), tables},
+            {QStringLiteral("mbox_files"), mailboxes},
+            {QStringLiteral("skipped_members"), skipped},
+            {QStringLiteral("skipped_paths"), QJsonArray::fromStringList(source.skipped_paths)},
+            {QStringLiteral("remarks"), QJsonArray::fromStringList(source.expected.remarks + source.failures)}};
+}
+
+QJsonObject json_of(const written_file &file)
+{
+    return {{QStringLiteral("name"), file.name},
+            {QStringLiteral("size"), file.size},
+            {QStringLiteral("sha256"), text_or_null(file.sha256)}};
+}
+
+QJsonObject json_of(const run_record &record, const extract_options &options)
+{
+    QJsonArray sources, attachments;
+    for (const source_record &each : record.sources)
+        sources.append(json_of(each));
+    for (const written_file &each : record.attachments)
+        attachments.append(json_of(each));
+    return {
+        {QStringLiteral("state"), record.state},
+        {QStringLiteral("examiner"), text_or_null(options.examiner)},
+        {QStringLiteral("case"), text_or_null(options.case_name)},
+        {QStringLiteral("arguments"), QJsonArray::fromStringList(options.arguments)},
+        {QStringLiteral("programs"), programs(record)},
+        {QStringLiteral("host_time_zone"), QString::fromLatin1(QTimeZone::systemTimeZoneId())},
+        {QStringLiteral("started"), utc_text(record.started)},
+        {QStringLiteral("ended"), record.ended.isValid() ? QJsonValue(utc_text(record.ended)) : QJsonValue()},
+        {QStringLiteral("sources"), sources},
+        {QStringLiteral("failures"), count_or_null(record.failures)},
+        {QStringLiteral("failure_lines"),
+         QJsonArray::fromStringList(record.failure_lines.first(qMin(record.failure_lines.size(), most_failure_lines)))},
+        {QStringLiteral("attachments"), attachments},
+        {QStringLiteral("result_database"), json_of(record.database)},
+    };
+}
+
+} // namespace
+
+QString utc_text(const QDateTime &time)
+{
+    return time.toUTC().toString(QStringLiteral("yyyy-MM-ddThh:mm:ssZ"));
+}
+
+maybe_refusal write_run_record(const QString &path, const run_record &record, const extract_options &options)
+{
+    QSaveFile file(path);
+    const bool written = file.open(QIODevice::WriteOnly) &&
+                         file.write(QJsonDocument(json_of(record, options)).toJson(QJsonDocument::Indented)) > 0 &&
+                         file.commit();
+    if (written)
+        return {};
+    return refusal{exit_status::bad_result,
+                   path + QLatin1StringView(": cannot be written (") + file.errorString() + u')'};
+}
+
+void keep_earlier_record(const QString &path)
+{
+    if (!QFile::exists(path))
+        return;
+    const QString begin = path.chopped(QLatin1StringView(".json").size()) + u'-';
+    for (int number = 1;; ++number) {
+        const QString kept = begin + QString::number(number) + QLatin1StringView(".json");
+        if (!QFile::exists(kept)) {
+            QFile::rename(path, kept);
+            return;
+        }
+    }
+}

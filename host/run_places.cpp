@@ -1,0 +1,85 @@
+#include "host/run_places.h"
+
+#include "host/evidence.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+run_places::run_places(const extract_options &run_options)
+    : options(run_options)
+    , paths(run_options.result_dir)
+{
+}
+
+run_places::~run_places()
+{
+    lock.reset();
+    if (kept)
+        return;
+    if (made_log)
+        QFile::remove(options.log_file);
+    for (const QString &directory : std::as_const(made_directories))
+        QDir().rmdir(directory);
+}
+
+maybe_refusal run_places::check(last_rows &before) const
+{
+    for (const QString &source : options.sources) {
+        if (lies_inside(options.result_dir, source))
+            return refusal{exit_status::bad_result,
+                           options.result_dir + QLatin1StringView(": lies inside the source, which is never "
+                                                                  "written; choose another RESULT_DIR")};
+        if (lies_inside(source, paths.directory) || lies_inside(source, paths.staging))
+            return refusal{exit_status::bad_result,
+                           options.result_dir + QLatin1StringView(": its result directory holds the source; "
+                                                                  "choose another RESULT_DIR")};
+        if (options.log && lies_inside(options.log_file, source))
+            return refusal{exit_status::bad_result,
+                           options.log_file + QLatin1StringView(": lies inside the source, which is never "
+                                                                "written; choose another --log file")};
+    }
+    if (maybe_refusal unreadable = find_last_rows(paths.database, before))
+        return unreadable;
+    if (options.append || options.clear)
+        return {};
+    // A second run would double the rows of the first.
+    for (auto table = before.cbegin(); table != before.cend(); ++table) {
+        if (table.value() > 0)
+            return refusal{exit_status::bad_result,
+                           paths.database + QLatin1StringView(": holds rows already; --clear empties the chosen tables "
+                                                              "first, --append adds to them")};
+    }
+    return {};
+}
+
+maybe_refusal run_places::make()
+{
+    for (QString directory = QDir::cleanPath(paths.directory); !QFileInfo::exists(directory);
+         directory = QFileInfo(directory).path())
+        made_directories.append(directory);
+    if (!QDir().mkpath(paths.directory) || !QFileInfo(paths.directory).isWritable())
+        return refusal{exit_status::bad_result,
+                       options.result_dir + QLatin1StringView(": cannot be written; choose another RESULT_DIR")};
+    lock.emplace(paths.lock);
+    lock->setStaleLockTime(0); // a long run is not a dead one
+    if (!lock->tryLock()) {
+        lock.reset();
+        return refusal{exit_status::bad_result,
+                       options.result_dir + QLatin1StringView(": another run is using it; wait for its end or choose "
+                                                              "another RESULT_DIR")};
+    }
+    return {};
+}
+
+maybe_refusal run_places::make_log()
+{
+    if (!options.log)
+        return {};
+    made_log = !QFileInfo::exists(options.log_file);
+    if (QFile(options.log_file).open(QIODevice::Append))
+        return {};
+    made_log = false;
+    return refusal{exit_status::bad_result,
+                   options.log_file + QLatin1StringView(": cannot be opened for the log; name another --log file "
+                                                        "or use --no-log")};
+}

@@ -1,0 +1,38 @@
+/// The directories and files a run writes: checked before anything is made, unmade when the run is refused.
+#pragma once
+
+#include "host/extract_options.h"
+#include "host/refusal.h"
+#include "host/result_database.h"
+
+#include <QLockFile>
+
+#include <optional>
+
+class run_places
+{
+public:
+    explicit run_places(const extract_options &options);
+    ~run_places();
+    Q_DISABLE_COPY_MOVE(run_places)
+
+    /// Everything that would change evidence or spoil a result is refused.
+    [[nodiscard]] maybe_refusal check(last_rows &before) const;
+
+    /// Make the result directory and keep other runs out of it.
+    [[nodiscard]] maybe_refusal make();
+
+    /// See that the log can be written.
+    [[nodiscard]] maybe_refusal make_log();
+
+    /// From here on what was made stays.
+    void keep() { kept = true; }
+
+private:
+    const extract_options &options;
+    result_paths paths;
+    QStringList made_directories; ///< innermost first
+    std::optional<QLockFile> lock;
+    bool made_log = false;
+    bool kept = false;
+};

@@ -1,0 +1,43 @@
+/// Archives: zip, tar (plain or compressed), 7z, and Android backups. Their kind is told from their content.
+#pragma once
+
+#include "host/sources/member.h"
+
+#include <QByteArray>
+
+#include <memory>
+
+class android_backup;
+struct archive;
+
+class archive_reader : public member_reader
+{
+public:
+    explicit archive_reader(const QString &path);
+    ~archive_reader() override;
+
+    /// False, with `failure` set, when the file is no archive, or one that cannot be opened.
+    [[nodiscard]] bool open();
+
+    /// "zip", "tar", "7z" or "Android backup"; known after the first member was asked for.
+    [[nodiscard]] QString format() const;
+
+    [[nodiscard]] bool next(member &found) override;
+    [[nodiscard]] qint64 read(std::span<char> buffer) override;
+    [[nodiscard]] QString doubt() const override;
+
+private:
+    bool fail_as_archive();
+    bool backup_ends_well();
+
+    QString path;
+    archive *handle = nullptr;
+    std::unique_ptr<android_backup> backup;
+    QByteArray block;      ///< what the backup gives the archive reader
+    QByteArray last_bytes; ///< of the tar stream of a backup
+    QByteArray password; ///< null until it is asked for
+    bool at_encrypted = false;
+};
+
+/// True when the file begins like an archive or a backup. A file that begins so and cannot be read is a damaged one.
+[[nodiscard]] bool begins_like_archive(const QString &path);

@@ -1,0 +1,165 @@
+#include "host/sources/expectation.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QVariant>
+#include <QXmlStreamReader>
+
+#include <span>
+
+namespace {
+
+constexpr QLatin1StringView android_root("apps/com.google.android.gm/");
+
+/// A table of a source whose rows become rows of a table of the result.
+struct counted_table
+{
+    QLatin1StringView source_table;
+    QLatin1StringView result_table;
+};
+
+constexpr counted_table provider_tables[] = {{QLatin1StringView("Message"), QLatin1StringView("messages")},
+                                             {QLatin1StringView("Attachment"), QLatin1StringView("attachments")},
+                                             {QLatin1StringView("Mailbox"), QLatin1StringView("mailbox")},
+                                             {QLatin1StringView("Account"), QLatin1StringView("accounts")}};
+constexpr counted_table store_tables[] = {{QLatin1StringView("messages"), QLatin1StringView("messages")},
+                                          {QLatin1StringView("attachments"), QLatin1StringView("attachments")}};
+constexpr counted_table cookie_tables[] = {{QLatin1StringView("cookies"), QLatin1StringView("cookies")}};
+
+std::span<const counted_table> tables_of(const QString &place)
+{
+    const QString name = place.section(u'/', -1);
+    if (place == android_root + QLatin1StringView("db/EmailProvider.db"))
+        return provider_tables;
+    if (place == android_root + QLatin1StringView("r/app_webview/Cookies"))
+        return cookie_tables;
+    if (name.startsWith(u"mailstore.") && name.endsWith(u".db"))
+        return store_tables;
+    return {};
+}
+
+/// Rows of a table; negative when they cannot be counted. A view, which may have no end, is not counted; a damaged
+/// file, which may lead in circles, not beyond what it has room for.
+qint64 rows_of(const QSqlDatabase &db, QLatin1StringView table, qint64 file_size)
+{
+    QSqlQuery query(db);
+    query.setForwardOnly(true);
+    query.prepare(
+        QStringLiteral("select count(*) from sqlite_master where type = 'table' and name = ? collate nocase and "
+                       "sql not like 'create virtual%'"));
+    query.addBindValue(QString(table));
+    if (!query.exec() || !query.next() || query.value(0).toInt() != 1)
+        return -1;
+    query.finish();
+    if (!query.exec(QStringLiteral("select count(*) from (select 1 from \"%1\" limit %2)").arg(table).arg(file_size)) ||
+        !query.next())
+        return -1;
+    const qint64 rows = query.value(0).toLongLong();
+    return rows < file_size ? rows : -1;
+}
+
+/// The accounts warmed up lastly, which each account is paired with.
+qint64 warm_accounts(const QString &path)
+{
+    QFile file(path);
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+        return 0;
+    qint64 count = 0;
+    int depth = 0; // inside the list
+    QString text;
+    for (QXmlStreamReader xml(&file); !xml.atEnd();) {
+        const QXmlStreamReader::TokenType token = xml.readNext();
+        if (token == QXmlStreamReader::StartElement)
+            depth += depth > 0 || xml.attributes().value(QLatin1StringView("name")) == u"lastly_warmed_up_accounts";
+        else if (depth > 0 && (token == QXmlStreamReader::Characters || token == QXmlStreamReader::EntityReference))
+            text += xml.text();
+        const bool ends = depth > 0 && (token == QXmlStreamReader::EndElement || xml.atEnd());
+        if (!ends || (--depth > 0 && !xml.atEnd()))
+            continue;
+        for (const QString &line : text.split(u'\n'))
+            count += line.trimmed().isEmpty() ? 0 : 1;
+        text.clear();
+    }
+    return count;
+}
+
+class database_count
+{
+public:
+    database_count(const ready_source &of, QString scratch_folder, expected_rows &result)
+        : source(of)
+        , scratch(std::move(scratch_folder))
+        , expected(result)
+    {
+    }
+
+    void add(const source_file &file)
+    {
+        const std::span<const counted_table> tables = tables_of(file.place);
+        const QString copy = scratch + QLatin1StringView("copy.db");
+        if (tables.empty())
+            return;
+        QDir().mkpath(scratch);
+        for (const QLatin1StringView suffix :
+             {QLatin1StringView(""), QLatin1StringView("-wal"), QLatin1StringView("-shm")})
+            QFile::copy(source.found.root + file.place + suffix, copy + suffix);
+        {
+            QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
+            db.setDatabaseName(copy);
+            if (db.open() && QSqlQuery(db).exec(QStringLiteral("PRAGMA trusted_schema = off")))
+                count(db, file, tables);
+        }
+        QSqlDatabase::removeDatabase(connection);
+        QDir(scratch).removeRecursively();
+    }
+
+private:
+    void count(const QSqlDatabase &db, const source_file &file, std::span<const counted_table> tables)
+    {
+        for (const counted_table &table : tables) {
+            qint64 rows = rows_of(db, table.source_table, file.size);
+            if (rows < 0) {
+                expected.remarks.append(
+                    QStringLiteral("%1: rows of %2 cannot be counted").arg(file.place, table.source_table));
+                unknown.append(table.result_table);
+            }
+            if (table.result_table == QLatin1StringView("accounts"))
+                rows *= warm_accounts(source.found.root + android_root +
+                                      QLatin1StringView("sp/warm_accounts_preferences.xml"));
+            expected.tables[table.result_table] += rows;
+        }
+        for (const QString &table : std::as_const(unknown))
+            expected.tables.remove(table);
+    }
+
+    const ready_source &source;
+    QString scratch;
+    expected_rows &expected;
+    QStringList unknown;
+    QString connection = QStringLiteral("gmail_host counting");
+};
+
+} // namespace
+
+expected_rows rows_expected_of(const ready_source &source, const QString &scratch)
+{
+    expected_rows expected;
+    for (const char *table : {"messages", "attachments", "accounts", "mailbox", "cookies"})
+        expected.tables[QLatin1StringView(table)] = 0;
+    database_count databases(source, scratch, expected);
+    for (const source_file &file : source.files) {
+        if (file.separators >= 0)
+            expected.tables[QStringLiteral("messages")] += rows_of_mbox(file.separators);
+        else if (file.place.startsWith(u"Mail/")) {
+            expected.tables.remove(QStringLiteral("messages"));
+            expected.remarks.append(file.place + QLatin1StringView(": cannot be read"));
+            break;
+        }
+        databases.add(file);
+    }
+    return expected;
+}

@@ -1,0 +1,471 @@
+#include "host/sources/prepare.h"
+
+#include "host/sources/archive_reader.h"
+#include "host/sources/directory_reader.h"
+#include "host/sources/expectation.h"
+#include "host/sources/layout.h"
+#include "host/sources/parts.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QHash>
+#include <QSet>
+
+#include <memory>
+#include <vector>
+
+namespace {
+
+constexpr qsizetype most_skipped_paths = 100;
+constexpr qsizetype longest_name = 255; // bytes
+constexpr QLatin1StringView staging_phase("staging");
+constexpr QLatin1StringView reading_phase("reading");
+
+const refusal cancelled = {exit_status::interrupted, {}};
+
+// ---- Members --------------------------------------------------------------------------------------------------------
+
+/// A regular file of one of the readers of a source.
+struct found_member
+{
+    std::size_t reader;
+    qint64 number; ///< among all members of the reader
+    member entry;
+};
+
+QString type_of(const QString &path)
+{
+    const QFileInfo info(path);
+    if (info.isDir())
+        return QStringLiteral("directory");
+    return begins_like_archive(path) ? QStringLiteral("archive") : QStringLiteral("mbox file");
+}
+
+maybe_refusal open_reader(const QString &path, std::unique_ptr<member_reader> &reader)
+{
+    if (maybe_refusal unreadable = check_given(path))
+        return unreadable;
+    const QFileInfo info(path);
+    if (info.isDir()) {
+        reader = std::make_unique<directory_reader>(path);
+        return {};
+    }
+    if (info.size() == 0)
+        return refusal{exit_status::bad_source, path + QLatin1StringView(": is empty")};
+    if (begins_like_archive(path)) {
+        auto archive = std::make_unique<archive_reader>(path);
+        if (!archive->open())
+            return archive->failure();
+        reader = std::move(archive);
+        return {};
+    }
+    QFile file(path);
+    const bool is_mbox = path.endsWith(u".mbox") || (file.open(QIODevice::ReadOnly) && file.read(5) == "From ");
+    if (!is_mbox)
+        return refusal{exit_status::bad_source,
+                       path +
+                           QLatin1StringView(": no known kind of source; it is neither a directory nor an archive nor "
+                                             "an mbox file")};
+    reader = std::make_unique<mbox_reader>(path);
+    return {};
+}
+
+/// Why a member is left out whatever it holds; empty when it is an ordinary file with an ordinary path.
+QString why_dropped(const member &entry)
+{
+    if (entry.type == member::kind::link)
+        return QStringLiteral("link");
+    if (entry.type == member::kind::special)
+        return QStringLiteral("device or pipe");
+    if (entry.path.isEmpty())
+        return QStringLiteral("name that cannot be read");
+    if (entry.path.startsWith(u'/'))
+        return QStringLiteral("absolute path");
+    if (entry.path.split(u'/').contains(QStringLiteral("..")))
+        return QStringLiteral("path with ..");
+    return {};
+}
+
+/// Without "./" in front and doubled slashes.
+QString plain_path(const QString &path)
+{
+    const QString clean = QDir::cleanPath(path);
+    return clean == u"." ? QString() : clean;
+}
+
+void note_skipped(ready_source &source, const QString &reason, const QString &path)
+{
+    ++source.skipped[reason];
+    if (source.skipped_paths.size() < most_skipped_paths)
+        source.skipped_paths.append(reason + QLatin1StringView(": ") + path);
+}
+
+// ---- One source -----------------------------------------------------------------------------------------------------
+
+class source_preparation
+{
+public:
+    source_preparation(QStringList paths, const prepare_options &settings, staging_area &area, const on_progress &told)
+        : given(std::move(paths))
+        , options(settings)
+        , staging(area)
+        , progress(told)
+    {
+    }
+
+    maybe_refusal run(QList<ready_source> &ready);
+
+private:
+    maybe_refusal list_members();
+    maybe_refusal stage_members(const QList<placed_source> &placed, QList<ready_source> &ready, qsizetype first);
+    maybe_refusal stage_member(member_reader &reader, const found_member &from, const placed_member &to,
+                               ready_source &into);
+    maybe_refusal nothing_found() const;
+    ready_source source_of(const placed_source &placed, int number);
+
+    QStringList given;
+    const prepare_options &options;
+    staging_area &staging;
+    const on_progress &progress;
+
+    ready_source common; ///< what all sources that come out of this one share
+    std::vector<found_member> members;
+    std::vector<qint64> members_of_reader;
+    qint64 bytes_listed = 0;
+    qint64 bytes_staged = 0;
+};
+
+/// Read the headers of all members. Nothing is unpacked but what lies between them.
+maybe_refusal source_preparation::list_members()
+{
+    for (std::size_t i = 0; i < static_cast<std::size_t>(given.size()); ++i) {
+        const QString &path = given.at(static_cast<qsizetype>(i));
+        std::unique_ptr<member_reader> reader;
+        if (maybe_refusal unreadable = open_reader(path, reader))
+            return unreadable;
+        const bool is_directory = QFileInfo(path).isDir();
+        staging.begin_source(path, is_directory ? 0 : QFileInfo(path).size());
+        qint64 number = 0;
+        for (member entry; reader->next(entry); ++number) {
+            if (maybe_refusal too_many = staging.count_member())
+                return too_many;
+            if (!progress(staging_phase, 0, 0))
+                return cancelled;
+            if (entry.type == member::kind::directory)
+                continue;
+            if (const QString reason = why_dropped(entry); !reason.isEmpty()) {
+                note_skipped(common, reason, entry.path);
+                continue;
+            }
+            entry.path = plain_path(entry.path);
+            members.push_back({i, number, entry});
+        }
+        if (reader->failure())
+            return reader->failure();
+        if (const QString doubt = reader->doubt(); !doubt.isEmpty())
+            common.failures.append(doubt);
+        const auto *archive = dynamic_cast<const archive_reader *>(reader.get());
+        common.given.append({.path = path,
+                             .type = archive ? archive->format() : type_of(path),
+                             .size = is_directory ? -1 : QFileInfo(path).size(),
+                             .sha256_before = {},
+                             .sha256_after = {}});
+    }
+    return {};
+}
+
+maybe_refusal source_preparation::nothing_found() const
+{
+    return refusal{
+        exit_status::bad_source,
+        given.join(QLatin1StringView(", ")) +
+            QLatin1StringView(": no known kind of source; neither Mail/ nor Takeout/Mail/ nor another mbox nor "
+                              "apps/com.google.android.gm/ nor data/data/com.google.android.gm/ is in it "
+                              "(--scheme reads a directory all the same)")};
+}
+
+ready_source source_preparation::source_of(const placed_source &placed, int number)
+{
+    ready_source source = common;
+    source.staged = true;
+    source.user = placed.user;
+    source.found = {placed.scheme, staging.folder(number), true};
+    return source;
+}
+
+/// A place that a file system may not take, or that the plug-in would not see, gets another name.
+QString safe_place(const placed_member &to)
+{
+    for (const QString &name : to.place.split(u'/')) {
+        const bool odd = name.toUtf8().size() > longest_name || std::any_of(name.begin(), name.end(), [](QChar c) {
+                             return c < u' ' || c == QChar::ReplacementCharacter;
+                         });
+        if (odd && to.place.startsWith(u"Mail/"))
+            return QStringLiteral("Mail/member-%1.mbox").arg(to.index);
+    }
+    return to.place;
+}
+
+maybe_refusal source_preparation::stage_member(member_reader &reader, const found_member &from, const placed_member &to,
+                                               ready_source &into)
+{
+    const QString place = safe_place(to);
+    const QString target = into.found.root + place;
+    if (!to.content) { // only asked for; the plug-in reads names
+        QDir().mkpath(QFileInfo(target).path());
+        QFile(target).open(QIODevice::WriteOnly | QIODevice::NewOnly);
+        return {};
+    }
+    const auto is_there = [&place](const source_file &file) { return file.place == place; };
+    if (std::any_of(into.files.begin(), into.files.end(), is_there)) {
+        note_skipped(into, QStringLiteral("path that occurs before"), from.entry.path);
+        into.failures.append(from.entry.path + QLatin1StringView(": occurs more than once; the first one is read"));
+        return {};
+    }
+    const bool is_mail = place.startsWith(u"Mail/");
+    file_digest digest(options.hash, options.hash && is_mail);
+    const bool keep = options.keep_mail || !is_mail;
+    const maybe_refusal refused = staging.stage(reader, keep ? target : QString(), digest, [this](qint64 count) {
+        bytes_staged += count;
+        return progress(staging_phase, bytes_staged, qMax(bytes_listed, bytes_staged));
+    });
+    if (refused)
+        return refused;
+    into.files.append({.place = place,
+                       .given_in = given.at(static_cast<qsizetype>(from.reader)),
+                       .member = from.entry.path,
+                       .size = digest.size(),
+                       .modified = from.entry.modified,
+                       .sha256_before = digest.sha256(),
+                       .sha256_after = {},
+                       .separators = is_mail && options.hash ? digest.separators() : -1});
+    return {};
+}
+
+/// Go through the readers a second time, for the members that have a place.
+maybe_refusal source_preparation::stage_members(const QList<placed_source> &placed, QList<ready_source> &ready,
+                                                qsizetype first)
+{
+    struct target
+    {
+        const placed_member *to;
+        qsizetype source;
+    };
+    QHash<qsizetype, target> targets; // by index in `members`
+    for (qsizetype i = 0; i < placed.size(); ++i) {
+        for (const placed_member &to : placed.at(i).members) {
+            targets.insert(to.index, {&to, first + i});
+            bytes_listed += members[static_cast<std::size_t>(to.index)].entry.declared_size;
+        }
+    }
+    qsizetype index = 0;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(given.size()); ++i) {
+        const QString &path = given.at(static_cast<qsizetype>(i));
+        std::unique_ptr<member_reader> reader;
+        if (maybe_refusal unreadable = open_reader(path, reader))
+            return unreadable;
+        staging.begin_source(path, QFileInfo(path).isDir() ? 0 : QFileInfo(path).size());
+        qint64 number = 0;
+        for (member entry; reader->next(entry); ++number) {
+            if (!progress(staging_phase, bytes_staged, qMax(bytes_listed, bytes_staged)))
+                return cancelled;
+            const bool listed = static_cast<std::size_t>(index) < members.size() &&
+                                members[static_cast<std::size_t>(index)].reader == i &&
+                                members[static_cast<std::size_t>(index)].number == number;
+            if (!listed)
+                continue;
+            const auto found = targets.constFind(index);
+            const found_member &from = members[static_cast<std::size_t>(index++)];
+            if (found == targets.constEnd()) {
+                for (qsizetype each = first; each < ready.size(); ++each)
+                    ++ready[each].skipped[QStringLiteral("not read by the plug-in")];
+                continue;
+            }
+            if (maybe_refusal refused = stage_member(*reader, from, *found->to, ready[found->source]))
+                return refused;
+        }
+        if (reader->failure())
+            return reader->failure();
+    }
+    return {};
+}
+
+maybe_refusal source_preparation::run(QList<ready_source> &ready)
+{
+    const QString &only = given.first();
+    evidence found;
+    const bool is_directory = given.size() == 1 && QFileInfo(only).isDir();
+    const maybe_refusal unknown = is_directory ? recognise(only, options.scheme, found) : maybe_refusal();
+    if (is_directory && !unknown && found.has_artifacts) {
+        common.found = found;
+        common.given.append({.path = only, .type = type_of(only), .size = -1, .sha256_before = {}, .sha256_after = {}});
+        ready.append(common);
+        return {};
+    }
+
+    if (maybe_refusal unreadable = list_members())
+        return unreadable;
+    std::vector<listed_member> listed;
+    for (const found_member &each : members)
+        listed.push_back({each.entry.path, each.entry.declared_size == 0});
+    QList<placed_source> placed = place_members(listed);
+    if (!options.scheme.isEmpty())
+        placed.removeIf([this](const placed_source &source) { return source.scheme != options.scheme; });
+    if (placed.isEmpty()) {
+        if (!is_directory || unknown)
+            return nothing_found();
+        common.found = found; // read with the given scheme, though nothing is there
+        ready.append(common);
+        return {};
+    }
+    const qsizetype first = ready.size();
+    for (const placed_source &each : std::as_const(placed)) {
+        ready.append(source_of(each, static_cast<int>(ready.size())));
+        if (ready.last().found.root.isEmpty())
+            return refusal{exit_status::bad_result,
+                           QStringLiteral("the folder for staging cannot be made; choose another "
+                                          "RESULT_DIR")};
+    }
+    return stage_members(placed, ready, first);
+}
+
+// ---- Files that stay where they are
+// -----------------------------------------------------------------------------------
+
+/// The files that the plug-in reads below a root; as its own walks, links to directories are not followed.
+QList<source_file> files_in_place(const evidence &found, const QString &given)
+{
+    QList<source_file> files;
+    const QString begin =
+        found.scheme == u"androidOS" ? QStringLiteral("apps/com.google.android.gm/") : QStringLiteral("Mail/");
+    QStringList folders = {begin};
+    if (found.scheme == u"androidOS")
+        folders = {begin + u"db/", begin + u"sp/", begin + u"r/app_webview/"};
+    for (const QString &folder : std::as_const(folders)) {
+        QDirIterator entries(found.root + folder, QDir::Files, QDirIterator::Subdirectories);
+        while (entries.hasNext()) {
+            const QString path = entries.next();
+            const QFileInfo info = entries.fileInfo();
+            const QString place = path.sliced(found.root.size());
+            // The plug-in refuses links out of the source.
+            if (is_read_at(place) && info.isFile() && lies_inside(path, found.root))
+                files.append({.place = place,
+                              .given_in = given,
+                              .member = place,
+                              .size = info.size(),
+                              .modified = info.lastModified().toSecsSinceEpoch(),
+                              .sha256_before = {},
+                              .sha256_after = {}});
+        }
+    }
+    return files;
+}
+
+/// One pass over each file. A file that cannot be read has no hash; the run will log what it could not read.
+maybe_refusal look_through(ready_source &source, const on_progress &progress)
+{
+    qint64 in_all = 0;
+    for (const source_file &file : std::as_const(source.files))
+        in_all += file.size;
+    qint64 done = 0;
+    QByteArray block(1024 * 1024, Qt::Uninitialized);
+    for (source_file &each : source.files) {
+        const bool is_mail = each.place.startsWith(u"Mail/");
+        QFile file(source.found.root + each.place);
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+            continue;
+        file_digest digest(true, is_mail);
+        qint64 count = 0;
+        while ((count = file.read(block.data(), block.size())) > 0) {
+            digest.add(QByteArrayView(block).first(count));
+            done += count;
+            if (!progress(reading_phase, done, qMax(in_all, done)))
+                return cancelled;
+        }
+        if (count < 0)
+            continue;
+        each.size = digest.size();
+        each.sha256_before = digest.sha256();
+        each.separators = is_mail ? digest.separators() : -1;
+    }
+    return {};
+}
+
+/// Users of one archive share it: it is hashed once.
+maybe_refusal hash_given(ready_source &source, QHash<QString, QString> &known, const on_progress &progress)
+{
+    for (given_source &each : source.given) {
+        each.sha256_before = known.value(each.path);
+        if (each.size < 0 || !each.sha256_before.isEmpty())
+            continue;
+        qint64 done = 0;
+        bool go_on = true;
+        each.sha256_before = sha256_of_file(each.path, [&](qint64 count) {
+            done += count;
+            go_on = progress(reading_phase, done, qMax(each.size, done));
+            return go_on;
+        });
+        if (!go_on)
+            return cancelled;
+        known.insert(each.path, each.sha256_before);
+    }
+    return {};
+}
+
+} // namespace
+
+maybe_refusal prepare_sources(const QStringList &sources, const prepare_options &options, staging_area &staging,
+                              const on_progress &progress, QList<ready_source> &ready)
+{
+    QList<QStringList> groups;
+    QHash<QString, QString> known_hashes;
+    maybe_refusal refused = group_parts(sources, options.accept_missing_parts, groups);
+    for (qsizetype i = 0; i < groups.size() && !refused; ++i) {
+        const qsizetype first = ready.size();
+        refused = source_preparation(groups.at(i), options, staging, progress).run(ready);
+        for (qsizetype each = first; each < ready.size() && !refused; ++each) {
+            ready_source &source = ready[each];
+            if (!source.staged)
+                source.files = files_in_place(source.found, source.given.first().path);
+            if (!options.hash)
+                continue;
+            if (!source.staged)
+                refused = look_through(source, progress);
+            else
+                refused = hash_given(source, known_hashes, progress);
+            if (!refused && !progress(reading_phase, 0, 0))
+                refused = cancelled;
+            if (!refused)
+                source.expected = rows_expected_of(source, staging.folder(static_cast<int>(each)) + u"counting/");
+        }
+    }
+    if (refused)
+        staging.remove();
+    return refused;
+}
+
+void hash_again(QList<ready_source> &sources, const on_block &go_on)
+{
+    QStringList paths;
+    for (const ready_source &source : std::as_const(sources)) {
+        for (const source_file &file : source.files)
+            paths.append(source.found.root + file.place);
+        for (const given_source &each : source.given) {
+            if (each.size >= 0)
+                paths.append(each.path);
+        }
+    }
+    paths.removeDuplicates();
+    const QStringList hashes = sha256_of_files(paths, go_on);
+    QHash<QString, QString> hash_of;
+    for (qsizetype i = 0; i < paths.size(); ++i)
+        hash_of.insert(paths.at(i), hashes.at(i));
+    for (ready_source &source : sources) {
+        for (source_file &file : source.files)
+            file.sha256_after = hash_of.value(source.found.root + file.place);
+        for (given_source &each : source.given)
+            each.sha256_after = hash_of.value(each.path);
+    }
+}

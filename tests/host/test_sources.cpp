@@ -1,0 +1,475 @@
+/// Sources that are no ready directory, from the archive to the rows and the run's record. Archives are made here.
+#include "host/sources/layout.h"
+#include "host/sources/parts.h"
+#include "tests/support/support.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QDirIterator>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLockFile>
+#include <QProcess>
+#include <QTest>
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+namespace {
+
+struct packed
+{
+    QByteArray path;
+    QByteArray bytes;
+    unsigned type = AE_IFREG;
+    const char *link = nullptr;
+};
+
+/// An archive in memory. `format` and `filter` are libarchive's codes.
+QByteArray archive_of(const QList<packed> &members, int format, int filter = ARCHIVE_FILTER_NONE,
+                      const char *password = nullptr)
+{
+    qsizetype size = 1024 * 1024;
+    for (const packed &each : members)
+        size += 2 * each.bytes.size();
+    QByteArray result(size, '\0');
+    archive *out = archive_write_new();
+    archive_write_set_format(out, format);
+    archive_write_add_filter(out, filter);
+    archive_write_set_bytes_in_last_block(out, 1);
+    if (password) {
+        archive_write_set_options(out, "zip:encryption=aes256");
+        archive_write_set_passphrase(out, password);
+    }
+    std::size_t used = 0;
+    archive_write_open_memory(out, result.data(), static_cast<std::size_t>(size), &used);
+    for (const packed &each : members) {
+        archive_entry *entry = archive_entry_new();
+        archive_entry_set_pathname(entry, each.path.constData());
+        archive_entry_set_filetype(entry, each.type);
+        archive_entry_set_perm(entry, 0644);
+        archive_entry_set_mtime(entry, 1704700000, 0);
+        archive_entry_set_size(entry, each.bytes.size());
+        if (each.link)
+            archive_entry_set_symlink(entry, each.link);
+        archive_write_header(out, entry);
+        archive_write_data(out, each.bytes.constData(), static_cast<std::size_t>(each.bytes.size()));
+        archive_entry_free(entry);
+    }
+    archive_write_close(out);
+    archive_write_free(out);
+    return result.first(static_cast<qsizetype>(used));
+}
+
+QByteArray derived(const QByteArray &secret, const QByteArray &salt)
+{
+    QByteArray key(32, '\0');
+    PKCS5_PBKDF2_HMAC_SHA1(secret.constData(), int(secret.size()), reinterpret_cast<const uchar *>(salt.constData()),
+                           int(salt.size()), 1000, 32, reinterpret_cast<uchar *>(key.data()));
+    return key;
+}
+
+QByteArray enciphered(const QByteArray &plain, const QByteArray &key, const QByteArray &iv)
+{
+    QByteArray result(plain.size() + 16, '\0');
+    EVP_CIPHER_CTX *context = EVP_CIPHER_CTX_new();
+    int size = 0, rest = 0;
+    EVP_EncryptInit_ex(context, EVP_aes_256_cbc(), nullptr, reinterpret_cast<const uchar *>(key.constData()),
+                       reinterpret_cast<const uchar *>(iv.constData()));
+    EVP_EncryptUpdate(context, reinterpret_cast<uchar *>(result.data()), &size,
+                      reinterpret_cast<const uchar *>(plain.constData()), int(plain.size()));
+    EVP_EncryptFinal_ex(context, reinterpret_cast<uchar *>(result.data()) + size, &rest);
+    EVP_CIPHER_CTX_free(context);
+    return result.first(size + rest);
+}
+
+/// An Android backup around a tar archive; enciphered when there is a password.
+QByteArray android_backup_of(const QByteArray &tar, int version, bool compressed, const QString &password = {})
+{
+    QByteArray payload = compressed ? qCompress(tar).sliced(4) : tar; // Qt puts the size in front
+    QByteArray head = "ANDROID BACKUP\n" + QByteArray::number(version) + (compressed ? "\n1\n" : "\n0\n");
+    if (password.isNull())
+        return head + "none\n" + payload;
+    const QByteArray salt(64, 's'), checksum_salt(64, 'c'), iv(16, 'i'), user_iv(16, 'u');
+    QByteArray key; // bytes above 0x7F, which the checksum sees as characters
+    for (int i = 0; i < 32; ++i)
+        key.append(static_cast<char>(i * 8));
+    QString key_as_text;
+    for (const char byte : key)
+        key_as_text += QChar(static_cast<char16_t>(static_cast<signed char>(byte)));
+    const QByteArray checksum = derived(version == 1 ? key : key_as_text.toUtf8(), checksum_salt);
+    const QByteArray blob = "\x10" + iv + "\x20" + key + "\x20" + checksum;
+    const QByteArray user_key = derived(version == 1 ? password.toLatin1() : password.toUtf8(), salt);
+    head += "AES-256\n" + salt.toHex() + '\n' + checksum_salt.toHex() + "\n1000\n" + user_iv.toHex() + '\n' +
+            enciphered(blob, user_key, user_iv).toHex() + '\n';
+    return head + enciphered(payload, key, iv);
+}
+
+QByteArray three_messages()
+{
+    QByteArray mail;
+    for (int i = 0; i < 3; ++i)
+        mail += "From 1@xxx Mon Jan 01 10:00:00 +0000 2024\r\nSubject: " + QByteArray::number(i) + "\r\n\r\nText\r\n";
+    return mail;
+}
+
+QList<packed> takeout()
+{
+    return {{"Takeout/archive_browser.html", "x"}, {"Takeout/Mail/All.mbox", three_messages()}};
+}
+
+QList<placed_member> members_of(const QList<placed_source> &sources)
+{
+    QList<placed_member> all;
+    for (const placed_source &source : sources)
+        all += source.members;
+    return all;
+}
+
+} // namespace
+
+class test_sources : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void layouts_data();
+    void layouts();
+    void parts_data();
+    void parts();
+    void archives_data();
+    void archives();
+    void refusals_data();
+    void refusals();
+    void members_of_other_kinds();
+    void android_users();
+    void record_and_verification();
+    void directory_in_use();
+
+private:
+    QString path(const QString &name) const { return directory->filePath(name); }
+    QString result(const QString &name) const { return path(u"r/Artifacts_Result/Gmail/" + name); }
+    QJsonObject record() const
+    {
+        return QJsonDocument::fromJson(read_file(result(QStringLiteral("run.json")))).object();
+    }
+    int host(const QStringList &arguments, const QString &password = {});
+
+    std::unique_ptr<QTemporaryDir> directory;
+    QString output;
+    QString errors;
+};
+
+void test_sources::init()
+{
+    directory = std::make_unique<QTemporaryDir>();
+}
+
+int test_sources::host(const QStringList &arguments, const QString &password)
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    if (!password.isNull())
+        environment.insert(QStringLiteral("GMAIL_HOST_PASSWORD"), password);
+    process.setProcessEnvironment(environment);
+    process.setChildProcessModifier([] { ::setsid(); }); // no terminal to ask on
+    process.start(QStringLiteral(GMAIL_HOST), arguments);
+    process.waitForFinished(120000);
+    output = QString::fromUtf8(process.readAllStandardOutput());
+    errors = QString::fromUtf8(process.readAllStandardError());
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+void test_sources::layouts_data()
+{
+    QTest::addColumn<QString>("paths"); // separated by blanks; empty files end in "!"
+    QTest::addColumn<QString>("places");
+    QTest::newRow("backup")
+        << "apps/com.google.android.gm/db/EmailProvider.db apps/com.google.android.gm/r/x apps/o/db/x"
+        << "0:apps/com.google.android.gm/db/EmailProvider.db";
+    QTest::newRow("file system")
+        << "img/data/data/com.google.android.gm/databases/mailstore.a.db-wal "
+           "img/data/data/com.google.android.gm/shared_prefs/UnifiedEmail.xml "
+           "img/data/data/com.google.android.gm/files/body/0/7.html "
+           "img/data/data/com.google.android.gm/databases/1.db_att/5 "
+           "img/data/data/com.google.android.gm/app_webview/Cookies"
+        << "0:apps/com.google.android.gm/db/mailstore.a.db-wal "
+           "1:apps/com.google.android.gm/sp/UnifiedEmail.xml "
+           "2:apps/com.google.android.gm/f/body/0/7.html 3:apps/com.google.android.gm/db/1.db_att/5 "
+           "4:apps/com.google.android.gm/r/app_webview/Cookies";
+    QTest::newRow("newer cookies, no older ones") << "data/user/10/com.google.android.gm/app_webview/Default/Cookies"
+                                                  << "0:apps/com.google.android.gm/r/app_webview/Cookies";
+    QTest::newRow("newer cookies, empty older ones")
+        << "apps/com.google.android.gm/r/app_webview/Cookies! apps/com.google.android.gm/r/app_webview/Default/Cookies"
+        << "1:apps/com.google.android.gm/r/app_webview/Cookies";
+    QTest::newRow("older cookies")
+        << "apps/com.google.android.gm/r/app_webview/Cookies apps/com.google.android.gm/r/app_webview/Default/Cookies"
+        << "0:apps/com.google.android.gm/r/app_webview/Cookies";
+    QTest::newRow("mail folder")
+        << "Takeout/Mail/a/b.mbox Takeout/Groups/x.mbox Takeout/Mail/.h.mbox Takeout/Mail/n.txt"
+        << "0:Mail/a/b.mbox";
+    QTest::newRow("mail folder of another language") << "p/Takeout/E-Mail/a.mbox p/Takeout/Kalender/x.ics"
+                                                     << "0:Mail/a.mbox";
+    QTest::newRow("two folders") << "Takeout/A/a.mbox Takeout/B/a.mbox"
+                                 << "0:Mail/A/a.mbox 1:Mail/B/a.mbox";
+    QTest::newRow("no Takeout") << "x/Mail/a.mbox y.mbox"
+                                << "0:Mail/a.mbox";
+    QTest::newRow("loose files") << "x/a.mbox y.mbox"
+                                 << "0:Mail/x/a.mbox 1:Mail/y.mbox";
+    QTest::newRow("nothing") << "Takeout/Mail/a.txt data/data/com.google.android.gm2/databases/EmailProvider.db"
+                             << "";
+}
+
+void test_sources::layouts()
+{
+    QFETCH(QString, paths);
+    QFETCH(QString, places);
+    std::vector<listed_member> members;
+    for (QString name : paths.split(u' ')) {
+        const bool empty = name.endsWith(u'!');
+        members.push_back({empty ? name.chopped(1) : name, empty});
+    }
+    QStringList placed;
+    for (const placed_member &each : members_of(place_members(members)))
+        placed.append(QString::number(each.index) + u':' + each.place);
+    QCOMPARE(placed.join(u' '), places);
+}
+
+void test_sources::parts_data()
+{
+    QTest::addColumn<QString>("sources");
+    QTest::addColumn<QString>("groups"); // or what a refusal says
+    QTest::newRow("in order of numbers") << "takeout-1Z-002.zip x.zip takeout-1Z-001.zip"
+                                         << "x.zip|takeout-1Z-001.zip takeout-1Z-002.zip";
+    QTest::newRow("two exports") << "takeout-1Z-001.zip takeout-2Z-001.zip"
+                                 << "takeout-1Z-001.zip|takeout-2Z-001.zip";
+    QTest::newRow("one missing") << "takeout-1Z-003.zip takeout-1Z-001.zip"
+                                 << "part 2 of the export is missing";
+    QTest::newRow("number given twice") << "a/takeout-1Z-001.zip b/takeout-1Z-001.zip"
+                                        << "given twice";
+}
+
+void test_sources::parts()
+{
+    QFETCH(QString, sources);
+    QFETCH(QString, groups);
+    QList<QStringList> found;
+    const maybe_refusal refused = group_parts(sources.split(u' '), false, found);
+    QStringList joined;
+    for (const QStringList &group : found)
+        joined.append(group.join(u' '));
+    QVERIFY2(refused ? refused->text.contains(groups) : joined.join(u'|') == groups, qPrintable(joined.join(u'|')));
+    QVERIFY(!group_parts(sources.split(u' '), true, found) || groups == u"given twice");
+}
+
+void test_sources::archives_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("password");
+    const QByteArray tar = archive_of(takeout(), ARCHIVE_FORMAT_TAR_USTAR);
+    const QString none;
+    QTest::newRow("zip") << archive_of(takeout(), ARCHIVE_FORMAT_ZIP) << "zip" << none;
+    QTest::newRow("zip, enciphered") << archive_of(takeout(), ARCHIVE_FORMAT_ZIP, ARCHIVE_FILTER_NONE, "p") << "zip"
+                                     << "p";
+    QTest::newRow("7z") << archive_of(takeout(), ARCHIVE_FORMAT_7ZIP) << "7z" << none;
+    QTest::newRow("tar") << tar << "tar" << none;
+    QTest::newRow("tgz") << archive_of(takeout(), ARCHIVE_FORMAT_TAR_USTAR, ARCHIVE_FILTER_GZIP) << "tar" << none;
+    for (int version = 1; version <= 5; ++version) {
+        const auto named = [version](const char *how) {
+            return QByteArray("backup version " + QByteArray::number(version) + ", " + how);
+        };
+        QTest::newRow(named("plain")) << android_backup_of(tar, version, false) << "Android backup" << none;
+        QTest::newRow(named("deflated")) << android_backup_of(tar, version, true) << "Android backup" << none;
+        const QString password = QStringLiteral("pässword");
+        QTest::newRow(named("enciphered"))
+            << android_backup_of(tar, version, true, password) << "Android backup" << password;
+    }
+    QTest::newRow("mbox") << three_messages() << "mbox file" << none;
+}
+
+void test_sources::archives()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, type);
+    QFETCH(QString, password);
+    write_file(path(QStringLiteral("evidence")), bytes); // the name tells nothing
+    QCOMPARE(host({QStringLiteral("extract"), path(QStringLiteral("evidence")), path(QStringLiteral("r"))}, password),
+             0);
+    QCOMPARE(rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select subject from messages")),
+             (QStringList{QStringLiteral("0"), QStringLiteral("1")}));
+    const QJsonObject source = record()[u"sources"][0].toObject();
+    QCOMPARE(source[u"given"][0][u"type"].toString(), type);
+    const QJsonObject file = source[u"files"][0].toObject();
+    QCOMPARE(file[u"member"].toString(),
+             type == u"mbox file" ? QStringLiteral("evidence.mbox") : QStringLiteral("Takeout/Mail/All.mbox"));
+    QCOMPARE(file[u"size"].toInteger(), three_messages().size());
+    const QString hash =
+        QString::fromLatin1(QCryptographicHash::hash(three_messages(), QCryptographicHash::Sha256).toHex());
+    QCOMPARE(file[u"sha256_before"].toString(), hash);
+    QCOMPARE(file[u"sha256_after"].toString(), hash);
+    QCOMPARE(QDir(path(QStringLiteral("r"))).entryList(QDir::NoDotAndDotDot | QDir::AllEntries),
+             QStringList(QStringLiteral("Artifacts_Result"))); // nothing staged is left
+}
+
+void test_sources::refusals_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QStringList>("more");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("said");
+    const QByteArray tar = archive_of(takeout(), ARCHIVE_FORMAT_TAR_USTAR);
+    const auto add = [](const char *name, const QByteArray &bytes, const char *said, const QStringList &more = {},
+                        const QString &password = {},
+                        int status = 4) { QTest::newRow(name) << bytes << more << password << status << said; };
+    const auto cut = [](const QByteArray &bytes) { return bytes.first(bytes.size() * 2 / 3); };
+    const QList<packed> large = {{"Takeout/Mail/a.mbox", QByteArray(65 * 1024 * 1024, '\0')}};
+    add("empty", {}, "is empty");
+    add("text", "Hello", "no known kind of source");
+    add("no mail", archive_of({{"Takeout/a.txt", "x"}}, ARCHIVE_FORMAT_ZIP), "no known kind of source");
+    for (const auto &[name, format] :
+         {std::pair("zip cut off", ARCHIVE_FORMAT_ZIP), {"7z cut off", ARCHIVE_FORMAT_7ZIP}})
+        add(name, cut(archive_of(takeout(), format)), "is truncated");
+    add("tar cut off", tar.first(1536 + 100), "is truncated");
+    add("tgz cut off", cut(archive_of(takeout(), ARCHIVE_FORMAT_TAR_USTAR, ARCHIVE_FILTER_GZIP)), "is truncated");
+    add("backup cut off", cut(android_backup_of(tar, 3, true)), "is truncated");
+    add("enciphered backup cut off", android_backup_of(tar, 3, false, QStringLiteral("p")).chopped(16), "is truncated",
+        {}, QStringLiteral("p"));
+    add("backup of another version", android_backup_of(tar, 6, true), "no Android backup of version 1 to 5");
+    add("backup, no password", android_backup_of(tar, 4, true, QStringLiteral("p")), "set GMAIL_HOST_PASSWORD");
+    add("backup, wrong password", android_backup_of(tar, 4, true, QStringLiteral("p")), "password is wrong", {},
+        QStringLiteral("q"));
+    const QByteArray zip = archive_of(takeout(), ARCHIVE_FORMAT_ZIP, ARCHIVE_FILTER_NONE, "p");
+    add("zip, no password", zip, "set GMAIL_HOST_PASSWORD");
+    add("zip, wrong password", zip, "password is wrong", {}, QStringLiteral("q"));
+    add("bomb", archive_of(large, ARCHIVE_FORMAT_ZIP), "unpacks to more than 200 times its size");
+    add("too many bytes", tar, "unpacks to more than 10 bytes", {QStringLiteral("--max-bytes=10")});
+    add("too many members", tar, "holds more than 1 members", {QStringLiteral("--max-members=1")});
+    add("no room", tar, "no room left", {QStringLiteral("--keep-free=999999999999999")}, {}, 5);
+}
+
+void test_sources::refusals()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QStringList, more);
+    QFETCH(QString, password);
+    QFETCH(int, status);
+    QFETCH(QString, said);
+    write_file(path(QStringLiteral("evidence")), bytes);
+    QCOMPARE(host(QStringList{QStringLiteral("extract"), path(QStringLiteral("evidence")), path(QStringLiteral("a/r")),
+                              QStringLiteral("--quiet")} +
+                      more,
+                  password),
+             status);
+    QVERIFY2(errors.contains(said) && errors.count(u'\n') == 1, qPrintable(errors));
+    QCOMPARE(output, QString());
+    QVERIFY(!QFile::exists(path(QStringLiteral("a")))); // nothing half-done
+}
+
+void test_sources::members_of_other_kinds()
+{
+    const QByteArray mail = three_messages();
+    const QByteArray long_name = "Takeout/Mail/" + QByteArray(300, 'n') + ".mbox";
+    write_file(path(QStringLiteral("evil.tar")), archive_of({{"Takeout/Mail/a.mbox", mail},
+                                                             {"../../Takeout/Mail/b.mbox", mail},
+                                                             {"/Takeout/Mail/c.mbox", mail},
+                                                             {"Takeout/Mail/d.mbox", {}, AE_IFLNK, "/etc/passwd"},
+                                                             {"Takeout/Mail/e.mbox", {}, AE_IFIFO},
+                                                             {"Takeout/Mail/a.mbox", mail},
+                                                             {"Takeout/Mail/x\ny.mbox", mail},
+                                                             {long_name, mail}},
+                                                            ARCHIVE_FORMAT_TAR_PAX_INTERCHANGE));
+    QCOMPARE(host({QStringLiteral("extract"), path(QStringLiteral("evil.tar")), path(QStringLiteral("r"))}), 3);
+    QCOMPARE(rows_of(result(QStringLiteral("Gmail.sqlite")),
+                     QStringLiteral("select count(*), count(distinct source_file) from messages")),
+             QStringList(QStringLiteral("6|3")));
+    const QJsonObject skipped = record()[u"sources"][0][u"skipped_members"].toObject();
+    for (const char16_t *reason :
+         {u"link", u"device or pipe", u"absolute path", u"path with ..", u"path that occurs before"})
+        QCOMPARE(skipped[QStringView(reason)].toInt(), 1);
+    QVERIFY(output.contains(u"a.mbox: occurs more than once"));
+    QVERIFY(!QFile::exists(path(QStringLiteral("Takeout"))));
+}
+
+void test_sources::android_users()
+{
+    QProcess::execute(QStringLiteral(SOURCE_TREE "/samples/make_android"), {path(QStringLiteral("backup"))});
+    QList<packed> members;
+    const QString root = path(QStringLiteral("backup/apps/com.google.android.gm/"));
+    for (QDirIterator files(root, QDir::Files, QDirIterator::Subdirectories); files.hasNext();) {
+        const QString file = files.next();
+        QByteArray name = file.sliced(root.size()).toUtf8();
+        for (const auto &[ours, theirs] :
+             {std::pair("db/", "databases/"), {"sp/", "shared_prefs/"}, {"f/", "files/"}, {"r/", ""}})
+            name = name.startsWith(ours) ? theirs + name.sliced(QByteArrayView(ours).size()) : name;
+        members.append({"data/data/com.google.android.gm/" + name, read_file(file)});
+        if (name.startsWith("databases/EmailProvider"))
+            members.append({"data/user/10/com.google.android.gm/" + name, read_file(file)});
+    }
+    write_file(path(QStringLiteral("image")), archive_of(members, ARCHIVE_FORMAT_ZIP));
+    QCOMPARE(host({QStringLiteral("extract"), path(QStringLiteral("image")), path(QStringLiteral("r"))}), 0);
+    const QString counts = QStringLiteral("select source_count_name, count(*) from %1 group by 1");
+    const QString database = result(QStringLiteral("Gmail.sqlite"));
+    QCOMPARE(rows_of(database, counts.arg(u"messages")),
+             (QStringList{QStringLiteral("Source1|6"), QStringLiteral("Source2|4")}));
+    QCOMPARE(rows_of(database, counts.arg(u"accounts")), QStringList(QStringLiteral("Source1|2")));
+    QCOMPARE(rows_of(database, counts.arg(u"cookies")), QStringList(QStringLiteral("Source1|2")));
+    QCOMPARE(record()[u"sources"][1][u"user"].toString(), QStringLiteral("user 10"));
+    for (const QJsonValue &table : record()[u"sources"][0][u"tables"].toArray())
+        QCOMPARE(table[u"rows_expected"], table[u"rows_written"]);
+}
+
+void test_sources::record_and_verification()
+{
+    const QString mbox = path(QStringLiteral("source/Mail/a.mbox"));
+    write_file(mbox, read_file(QStringLiteral(SOURCE_TREE
+                                              "/samples/takeout/Takeout/Mail/All mail Including Spam and Trash.mbox")));
+    const QStringList extract = {QStringLiteral("extract"), path(QStringLiteral("source")),
+                                 path(QStringLiteral("r")), QStringLiteral("--examiner"),
+                                 QStringLiteral("E"),       QStringLiteral("--case"),
+                                 QStringLiteral("7/24")};
+    QCOMPARE(host(extract), 0);
+    const QJsonObject first = record();
+    QCOMPARE(first[u"state"].toString(), QStringLiteral("complete"));
+    QCOMPARE(first[u"examiner"].toString() + first[u"case"].toString(), QStringLiteral("E7/24"));
+    QVERIFY(first[u"ended"].toString().endsWith(u'Z'));
+    QCOMPARE(first[u"attachments"].toArray().size(), 5);
+    const QJsonObject mail = first[u"sources"][0][u"mbox_files"][0].toObject();
+    QCOMPARE(mail[u"separators"].toInt() - mail[u"rows_written"].toInt(), 1);
+    QCOMPARE(mail[u"differences"][0][u"reason"].toString(), QStringLiteral("last message of the file"));
+    const QByteArray hash =
+        QCryptographicHash::hash(read_file(result(QStringLiteral("run.json"))), QCryptographicHash::Sha256).toHex();
+    QVERIFY(output.endsWith(QString(u' ' + QString::fromLatin1(hash) + u'\n')));
+
+    const QStringList verify = {QStringLiteral("verify"), path(QStringLiteral("r"))};
+    QCOMPARE(host(verify), 0);
+    QCOMPARE(output.count(u"matches  "), 7); // database, attachments, mbox
+    write_file(result(QStringLiteral("Attachments/logo.png")), "x");
+    write_file(mbox, "From x\n");
+    QFile::remove(result(QStringLiteral("Attachments/note.txt")));
+    QCOMPARE(host(verify), 3);
+    QVERIFY(output.count(u"differs  ") == 2 && output.count(u"missing  ") == 1 && output.count(u"matches  ") == 4);
+
+    QCOMPARE(host(extract + QStringList{QStringLiteral("--clear"), QStringLiteral("--no-hash")}), 0);
+    QVERIFY(QFile::exists(result(QStringLiteral("run-1.json")))); // the first record is kept
+    QVERIFY(record()[u"sources"][0][u"files"][0][u"sha256_before"].isNull());
+}
+
+void test_sources::directory_in_use()
+{
+    QDir().mkpath(result({}));
+    QLockFile lock(result(QStringLiteral("gmail_host.lock")));
+    QVERIFY(lock.lock());
+    QCOMPARE(
+        host({QStringLiteral("extract"), QStringLiteral(SOURCE_TREE "/samples/takeout"), path(QStringLiteral("r"))}),
+        5);
+    QVERIFY(errors.contains(u"another run is using it"));
+}
+
+QTEST_GUILESS_MAIN(test_sources)
+#include "test_sources.moc"
