@@ -53,8 +53,8 @@ QByteArray function_name(const QString &function_info)
     return before_parameters.mid(before_parameters.lastIndexOf(u' ') + 1).toLocal8Bit();
 }
 
-/// What the debug file could not take (a full disk). A log that only looks whole would hide failures: how many lines are
-/// missing is told as soon as the file takes a line again.
+/// What the debug file could not take (a full disk). A log that only looks whole would hide failures: how many lines
+/// are missing is told as soon as the file takes a line again.
 struct lost_lines
 {
     qint64 count = 0;
@@ -87,8 +87,10 @@ bool tell_lost_lines()
 {
     if (lost.count == 0)
         return true;
-    QByteArray line = beginning_of_line() + "plugin_static_function::app_debug]:-- [debug log] ----FAILED---- lines "
-                                            "that could not be written: " + QByteArray::number(lost.count);
+    QByteArray line = beginning_of_line() +
+                      "plugin_static_function::app_debug]:-- [debug log] ----FAILED---- lines "
+                      "that could not be written: " +
+                      QByteArray::number(lost.count);
     if (append_to_file(line))
         lost.count = 0;
     return lost.count == 0;

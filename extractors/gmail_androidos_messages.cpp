@@ -86,7 +86,7 @@ constexpr char attachment_statement[] = "Select _id , fileName from Attachment w
 
 // ---- What is looked up for a row ----------------------------------------------------------------------------------
 
-constexpr qsizetype most_mailbox_names = 10000; // kept; there are hardly ever more than a few dozen
+constexpr qsizetype most_mailbox_names = 10000;             // kept; there are hardly ever more than a few dozen
 constexpr qsizetype most_characters_kept = 4 * 1024 * 1024; // damaged ones may each be as long as the file
 constexpr qsizetype most_characters_of_a_row = 500'000'000; // SQLite takes no longer row
 

@@ -106,7 +106,8 @@ void gmail_androidos::run_on_every_mail_store(const extract_step &step, const lo
         log_line({" Ends", origin});
 }
 
-/// Read every row of the step's query and insert what becomes of it. A row that does not fit into memory ends the table.
+/// Read every row of the step's query and insert what becomes of it. A row that does not fit into memory ends the
+/// table.
 gmail_androidos::outcome gmail_androidos::copy_rows(const extract_step &step, const QString &copy, row_context &context,
                                                     row_writer &rows, const log_origin &origin,
                                                     const make_look_up &look_up)
@@ -120,9 +121,9 @@ gmail_androidos::outcome gmail_androidos::copy_rows(const extract_step &step, co
     }
 }
 
-gmail_androidos::outcome gmail_androidos::copy_rows_that_fit(const extract_step &step, const QString &copy, row_context &context,
-                                                             row_writer &rows, const log_origin &origin,
-                                                             const make_look_up &look_up)
+gmail_androidos::outcome gmail_androidos::copy_rows_that_fit(const extract_step &step, const QString &copy,
+                                                             row_context &context, row_writer &rows,
+                                                             const log_origin &origin, const make_look_up &look_up)
 {
     const source_database source(origin, copy);
     if (!source.is_open()) {

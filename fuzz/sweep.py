@@ -168,7 +168,7 @@ def attachments_of(result):
 
 
 def digests(directory):
-    """Every entry below a directory: bytes, type, link target, time of the last change."""
+    """Every entry below a directory: bytes, type, link target, size."""
     found = {}
     for folder, folders, files in os.walk(os.fsencode(directory)):
         for name in folders + files:

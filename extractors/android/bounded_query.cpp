@@ -93,7 +93,8 @@ QStringList plan_of(const QSqlDatabase &source, const QString &statement)
 
 QString why_not_prepared(const QSqlDatabase &source, const QString &table)
 {
-    static const QRegularExpression common_table(QStringLiteral("\\bwith\\b"), QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression common_table(QStringLiteral("\\bwith\\b"),
+                                                 QRegularExpression::CaseInsensitiveOption);
     static const QRegularExpression odd_name(QStringLiteral("^$|[\"'`\\[\\]]")); // is written in other ways, too
     const QString refusal = QStringLiteral("refused: %1 is a view that could run without end").arg(table);
     if (!is_view(source, table))

@@ -28,7 +28,8 @@ qsizetype find_bytes(QByteArrayView text, QByteArrayView sought, qsizetype posit
     const char *const end = begin + text.size();
     const auto size = static_cast<std::size_t>(sought.size());
     if (size > 2) {
-        const void *hit = ::memmem(begin + position, static_cast<std::size_t>(text.size() - position), sought.data(), size);
+        const void *hit =
+            ::memmem(begin + position, static_cast<std::size_t>(text.size() - position), sought.data(), size);
         return hit ? static_cast<const char *>(hit) - begin : -1;
     }
     // Short marks ("==") are found faster by their first byte, which is rare.

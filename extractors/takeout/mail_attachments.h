@@ -11,7 +11,7 @@ namespace mail_attachments {
 struct parameter
 {
     QByteArrayView text; ///< of the message, up to the end of its line, trimmed; keeps the "filename=" and the quotes
-    qsizetype position; ///< in the message
+    qsizetype position;  ///< in the message
 };
 
 struct parameter_list

@@ -27,7 +27,8 @@ bool is_separator(QByteArrayView line)
     case 'F':
         return line.startsWith("From ");
     case '\xEF':
-        return line.startsWith("\xEF\xBB\xBF" "From ");
+        return line.startsWith("\xEF\xBB\xBF"
+                               "From ");
     default:
         return false;
     }
@@ -48,7 +49,8 @@ qsizetype find_separator(QByteArrayView lines)
 
 } // namespace
 
-mbox_splitter::mbox_splitter(QIODevice &mail_file) : file(mail_file)
+mbox_splitter::mbox_splitter(QIODevice &mail_file)
+    : file(mail_file)
 {
     block.resize(block_size);
 }
@@ -92,8 +94,7 @@ qsizetype mbox_splitter::end_of_piece() const
 
 mbox_splitter::progress mbox_splitter::read()
 {
-    while (at >= end_of_lines && fill()) {
-    }
+    while (at >= end_of_lines && fill()) {}
     const QByteArrayView lines(block.constData() + at, end_of_lines - at);
     if (lines.isEmpty())
         return device_failed ? progress::read_failed : progress::file_ended;

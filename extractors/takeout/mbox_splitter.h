@@ -47,10 +47,10 @@ private:
     void append(QByteArrayView lines);
 
     QIODevice &file;
-    QByteArray block;            // raw bytes of the file ...
-    qsizetype at = 0;            // ... those before are taken in
-    qsizetype end_of_lines = 0;  // ... whole lines end here, or a piece of a long one
-    qsizetype filled = 0;        // ... those behind are not read yet
+    QByteArray block;           // raw bytes of the file ...
+    qsizetype at = 0;           // ... those before are taken in
+    qsizetype end_of_lines = 0; // ... whole lines end here, or a piece of a long one
+    qsizetype filled = 0;       // ... those behind are not read yet
     bool device_ended = false;
     bool device_failed = false;
     bool inside_message = false;

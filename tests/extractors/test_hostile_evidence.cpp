@@ -36,7 +36,8 @@ QStringList doubling_views(int levels)
 {
     QStringList views = {QStringLiteral("create view v0 as select 1 as x")};
     for (int i = 1; i <= levels; ++i)
-        views.append(QStringLiteral("create view v%1 as select x from v%2 union all select x from v%2").arg(i).arg(i - 1));
+        views.append(
+            QStringLiteral("create view v%1 as select x from v%2 union all select x from v%2").arg(i).arg(i - 1));
     views.append(QStringLiteral("create view Message as %1 from v%2").arg(as_mail(QStringLiteral("x"))).arg(levels));
     return views;
 }
@@ -83,8 +84,9 @@ void test_hostile_evidence::views_in_place_of_mails_data()
     QTest::newRow("view of a view") << QStringList({table, rows, QStringLiteral("create view v as select x from t"),
                                                     view + x + u" from v"})
                                     << 3;
-    QTest::newRow("recursive") << QStringList(view + u"with recursive n(x) as (select 1 union all select x + 1 from n) " +
-                                              x + u" from n")
+    QTest::newRow("recursive") << QStringList(view +
+                                              u"with recursive n(x) as (select 1 union all select x + 1 from n) " + x +
+                                              u" from n")
                                << -1;
     QTest::newRow("product") << QStringList({table, rows, view + as_mail(QStringLiteral("a.x")) + u" from t a, t b"})
                              << -1;

@@ -45,7 +45,6 @@ private Q_SLOTS:
     void cancelled_by_a_signal();
     void killed();
     void journal_of_a_killed_run();
-    void log_that_cannot_be_read_to_its_end();
 
 private:
     ended host(const QStringList &arguments);
@@ -319,7 +318,8 @@ void test_gmail_host::killed()
 void test_gmail_host::journal_of_a_killed_run()
 {
     const auto extract_anew = [this](const char *option) {
-        return host({QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("r")), QLatin1StringView(option)});
+        return host(
+            {QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("r")), QLatin1StringView(option)});
     };
     QCOMPARE(extract_anew("--quiet").status, 0);
     const QString database = result(QStringLiteral("Gmail.sqlite"));
@@ -327,27 +327,21 @@ void test_gmail_host::journal_of_a_killed_run()
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("killed"));
         db.setDatabaseName(database);
         QVERIFY(db.open());
-        for (const char *statement : {"pragma cache_size = 1", "begin", "update messages set subject = hex(zeroblob(9999))"})
+        for (const char *statement :
+             {"pragma cache_size = 1", "begin", "update messages set subject = hex(zeroblob(9999))"})
             QVERIFY(QSqlQuery(db).exec(QLatin1StringView(statement)));
         for (const char *suffix : {"", "-journal"})
-            write_file(path(QStringLiteral("left")) + QLatin1StringView(suffix), read_file(database + QLatin1StringView(suffix)));
+            write_file(path(QStringLiteral("left")) + QLatin1StringView(suffix),
+                       read_file(database + QLatin1StringView(suffix)));
     }
     QSqlDatabase::removeDatabase(QStringLiteral("killed"));
     for (const char *suffix : {"", "-journal"})
-        write_file(database + QLatin1StringView(suffix), read_file(path(QStringLiteral("left")) + QLatin1StringView(suffix)));
+        write_file(database + QLatin1StringView(suffix),
+                   read_file(path(QStringLiteral("left")) + QLatin1StringView(suffix)));
     QCOMPARE(extract_anew("--quiet").status, 5); // it holds rows
     QCOMPARE(extract_anew("--clear").status, 0);
     QCOMPARE(rows_of(database, QStringLiteral("select count(*), max(length(subject)) < 100 from messages")),
              QStringList(QStringLiteral("6|1")));
-}
-
-/// Failures may be missing in it.
-void test_gmail_host::log_that_cannot_be_read_to_its_end()
-{
-    const ended run = host({QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("r")),
-                            QStringLiteral("--log"), QStringLiteral("/dev/full")});
-    QCOMPARE(run.status, 3);
-    QVERIFY(run.output.contains(u"/dev/full: breaks off; failures may be missing in it"));
 }
 
 QTEST_MAIN(test_gmail_host)

@@ -291,8 +291,8 @@ void test_mail::normalized_text_is_that_of_plain_replacing()
 {
     QRandomGenerator random(8);
     for (int round = 0; round < 20000; ++round) {
-        const QString text = QString::fromUtf8(random_text(
-            random, {"=E2=80=9C", "=E2=80=9D", "=E2=80=99", "=E2=80=94", "=\n", "=E2", "=80", "=", "9C", "a", "\xC3\xA4"}));
+        const QString text = QString::fromUtf8(random_text(random, {"=E2=80=9C", "=E2=80=9D", "=E2=80=99", "=E2=80=94",
+                                                                    "=\n", "=E2", "=80", "=", "9C", "a", "\xC3\xA4"}));
         QString expected = text;
         expected.replace(QStringLiteral("=E2=80=9C"), QStringLiteral("\""));
         expected.replace(QStringLiteral("=E2=80=9D"), QStringLiteral("\""));
@@ -324,8 +324,8 @@ void test_mail::given_up_when_cancelled()
 
 void test_mail::attachment_bodies()
 {
-    const QByteArray bytes =
-        "x filename=\"a\"\r\n\r\nQQ==\r\nfilename=\"b\"; filename=c\xE2\x80\x83\xC2\xA0 \r\n\r\nQg\r\nfilename=\"a\"\r\n\r\nQw==";
+    const QByteArray bytes = "x filename=\"a\"\r\n\r\nQQ==\r\nfilename=\"b\"; filename=c\xE2\x80\x83\xC2\xA0 "
+                             "\r\n\r\nQg\r\nfilename=\"a\"\r\n\r\nQw==";
     const mail message(bytes);
     const std::vector<mail_attachments::parameter> entries = mail_attachments::parameters(message).entries;
     QCOMPARE(texts_of(entries),

@@ -144,14 +144,24 @@ void test_mbox_splitter::lines_longer_than_a_block()
 
 void test_mbox_splitter::pieces_of_a_long_line_are_converted_as_the_whole()
 {
-    static const QByteArray pieces[] = {"From ", "\xEF\xBB\xBF", "\xC3\xA4", "\xF0\x9F\x98\x80", "\xFF", "\xF0\x9F",
-                                        "ab",    "\r",           "\xEF\xBB\xBF" "From ", QByteArray(1, '\0')};
+    static const QByteArray pieces[] = {"From ",
+                                        "\xEF\xBB\xBF",
+                                        "\xC3\xA4",
+                                        "\xF0\x9F\x98\x80",
+                                        "\xFF",
+                                        "\xF0\x9F",
+                                        "ab",
+                                        "\r",
+                                        "\xEF\xBB\xBF"
+                                        "From ",
+                                        QByteArray(1, '\0')};
     QRandomGenerator random(9);
     for (int round = 0; round < 12; ++round) {
         QByteArray line;
         const int ascii = random.bounded(3); // hardly any place to cut, some, many
         while (line.size() < 3 * mbox_splitter::block_size)
-            line += ascii == 0 || random.bounded(30) < 10 * ascii ? pieces[random.bounded(int(std::size(pieces)))] : "\xFE";
+            line +=
+                ascii == 0 || random.bounded(30) < 10 * ascii ? pieces[random.bounded(int(std::size(pieces)))] : "\xFE";
         const QByteArray file = line + "\nFrom a\n" + line + "\nFrom b\n" + line;
         if (split(file, 0) != split_slowly(file, 0))
             QFAIL(qPrintable(QStringLiteral("round %1").arg(round)));
