@@ -20,6 +20,11 @@ public:
     /// The same for an entry of a directory that is known to lie inside: only a link can lead out.
     [[nodiscard]] bool holds_entry(const QFileInfo &entry, const log_origin &origin) const;
 
+    /// Look at a directory that is about to be walked: when it may not be listed or entered, and for each entry whose
+    /// name is no valid text (Qt passes over those), a failure with the path is logged in the name of `origin`. What is
+    /// in them would otherwise be missing without a word. Nothing happens for other entries.
+    static void tell_unreadable(const QFileInfo &directory, const log_origin &origin);
+
 private:
     QString canonical_root; ///< ends in "/"; empty when there is no such directory, which holds everything
 };

@@ -21,11 +21,11 @@ bool entry_exists(const QString &path)
 
 } // namespace
 
-free_file_names::free_file_names(QString directory)
+free_file_names::free_file_names(QString directory, const std::atomic_bool &cancelled)
     : path(std::move(directory))
 {
     QDirIterator entries(path, QDir::AllEntries | QDir::Hidden | QDir::System);
-    while (entries.hasNext()) {
+    while (!cancelled && entries.hasNext()) {
         entries.next();
         created(entries.fileName());
     }
@@ -46,7 +46,7 @@ bool free_file_names::is_taken(const QString &name) const
     return !trimmed.isEmpty() && entry_exists(path + trimmed);
 }
 
-QString free_file_names::next(const QString &wanted, const bool &cancelled)
+QString free_file_names::next(const QString &wanted, const std::atomic_bool &cancelled)
 {
     if (cancelled)
         return {};

@@ -5,6 +5,8 @@
 #include <QSet>
 #include <QString>
 
+#include <atomic>
+
 /// Hands out names for new files of one directory: the wanted name, else the first free one of "1_" + name,
 /// "2_" + name, and so on. A name is taken when an entry of the directory has it, both trimmed; hidden entries, links
 /// and "." and ".." count.
@@ -15,12 +17,13 @@
 class free_file_names
 {
 public:
-    /// `directory` ends in "/"; it need not exist.
-    explicit free_file_names(QString directory);
+    /// `directory` ends in "/"; it need not exist. The listing ends early when `cancelled` becomes true; no name is
+    /// handed out then.
+    free_file_names(QString directory, const std::atomic_bool &cancelled);
 
     /// A free name for a file called `wanted` (a bare name). Nothing is created: until the caller has made the file and
     /// told so by `created`, the same question gives the same answer. Empty when `cancelled` becomes true.
-    QString next(const QString &wanted, const bool &cancelled);
+    QString next(const QString &wanted, const std::atomic_bool &cancelled);
 
     /// A file of this name now exists.
     void created(const QString &name);

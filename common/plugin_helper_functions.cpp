@@ -1,12 +1,11 @@
 #include "common/plugin_helper_functions.h"
 
+#include "common/evidence_root.h"
 #include "common/log_line.h"
 #include "common/media_extensions.h"
 #include "common/plugin_static_function.h"
 
 #include <QFile>
-
-#include <filesystem>
 
 namespace {
 
@@ -25,27 +24,45 @@ QString suffix_of(const QString &file_name)
     return known ? name.mid(dot + 1) : QString();
 }
 
-/// Copy one file. What cannot be copied whole is not left behind in part: a database cut short reads as a damaged one.
-void copy_file(const QString &source_path, const QString &copy_path, const log_origin &origin)
+constexpr qint64 block_size = 1024 * 1024; // copied between two looks at the cancel flag
+
+/// Why the file could not be copied; empty when it was, and when the copying was cancelled.
+QString why_not_copied(QFile &source, QFile &copy, const std::atomic_bool &cancelled)
 {
-    const std::filesystem::path source(QFile::encodeName(source_path).toStdString());
-    const std::filesystem::path copy(QFile::encodeName(copy_path).toStdString());
-    std::error_code failure;
-    std::error_code ignored;
-    std::filesystem::copy_file(source, copy, failure); // regular files only: a named pipe would never end
-    if (!failure)
-        // The copy of a write-protected file has to let SQLite recover its write-ahead log.
-        std::filesystem::permissions(copy, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
-                                     std::filesystem::perm_options::add, ignored);
-    else if (failure != std::errc::file_exists)
-        std::filesystem::remove(copy, ignored);
-    if (failure)
-        log_line({"[copy of source file] ----FAILED---- :", origin}, source_path,
-                 QString::fromStdString(" error: " + failure.message()));
+    if (!is_regular_file(source.fileName()) && QFileInfo::exists(source.fileName()))
+        return QStringLiteral("Not a regular file"); // a named pipe would never end
+    if (!source.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return source.errorString();
+    if (!copy.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+        return copy.errorString();
+    const qint64 size = source.size();
+    QByteArray block(block_size, Qt::Uninitialized);
+    for (qint64 count = 1; count > 0 && !cancelled;) {
+        count = source.read(block.data(), block.size());
+        if (count < 0)
+            return source.errorString();
+        if (copy.write(block.constData(), count) != count)
+            return copy.errorString();
+    }
+    return cancelled || source.pos() >= size ? QString() : QStringLiteral("The file became shorter meanwhile");
+}
+
+/// Copy one file. What cannot be copied whole is not left behind in part: a database cut short reads as a damaged one.
+void copy_file(const QString &source_path, const QString &copy_path, const std::atomic_bool &cancelled,
+               const log_origin &origin)
+{
+    QFile source(source_path);
+    QFile copy(copy_path);
+    const QString failure = why_not_copied(source, copy, cancelled);
+    if (copy.isOpen() && (cancelled || !failure.isEmpty()))
+        copy.remove();
+    if (!failure.isEmpty())
+        log_line({"[copy of source file] ----FAILED---- :", origin}, source_path, u" error: ", failure);
 }
 
 /// Copy a source file into `directory` under a name that is free there.
-QString copy_into(const QString &directory, const QString &source_path, const log_origin &origin)
+QString copy_into(const QString &directory, const QString &source_path, const std::atomic_bool &cancelled,
+                  const log_origin &origin)
 {
     if (source_path.trimmed().isEmpty())
         return {};
@@ -54,8 +71,8 @@ QString copy_into(const QString &directory, const QString &source_path, const lo
         return {};
     QString copy = directory + name;
     QFile::remove(copy);
-    copy_file(source_path, copy, origin);
-    return copy;
+    copy_file(source_path, copy, cancelled, origin);
+    return cancelled ? QString() : copy;
 }
 
 } // namespace
@@ -99,17 +116,21 @@ void plugin_helper_functions::set_adhoc_parent_path(QString path)
 QString plugin_helper_functions::get_adhoc_path_for_database(QString source_path) const
 {
     const log_origin origin;
-    QString copy = copy_into(adhoc_parent_path, source_path, origin);
+    QString copy = copy_into(adhoc_parent_path, source_path, bool_cancel_extraction, origin);
     if (copy.isEmpty())
         return {};
     for (const QLatin1StringView companion : {QLatin1StringView("-shm"), QLatin1StringView("-wal")}) {
         if (QFile::exists(source_path + companion))
-            copy_file(source_path + companion, copy + companion, origin); // never over a companion that is there
+            copy_file(source_path + companion, copy + companion, bool_cancel_extraction, origin); // only a new file
+    }
+    if (bool_cancel_extraction) {
+        QFile::remove(copy);
+        return {};
     }
     return copy;
 }
 
 QString plugin_helper_functions::get_adhoc_path_for_regular_file(QString source_path) const
 {
-    return copy_into(adhoc_parent_path, source_path, {});
+    return copy_into(adhoc_parent_path, source_path, bool_cancel_extraction, {});
 }

@@ -4,6 +4,8 @@
 
 #include <QWidget>
 
+#include <atomic>
+
 class plugin_helper_functions : public QWidget
 {
     Q_OBJECT
@@ -31,6 +33,6 @@ public:
     [[nodiscard]] QString get_adhoc_path_for_regular_file(QString source_path) const;
 
 private:
-    bool bool_cancel_extraction = false;
+    std::atomic_bool bool_cancel_extraction = false;
     QString adhoc_parent_path;
 };

@@ -7,7 +7,7 @@ using general_info_record = struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info
 
 int plugin_static_function::type_engine_int = -1;
 int plugin_static_function::source_count_int = -1;
-bool plugin_static_function::bool_cancel_extraction = false;
+std::atomic_bool plugin_static_function::bool_cancel_extraction = false;
 bool plugin_static_function::debug_mode_status_bool = false;
 bool plugin_static_function::debug_print_in_file_bool = false;
 bool plugin_static_function::debug_print_on_terminal_bool = false;

@@ -15,6 +15,8 @@
 #include <QStringList>
 #include <QWidget>
 
+#include <atomic>
+
 Q_FORWARD_DECLARE_OBJC_CLASS(NSDate);
 Q_FORWARD_DECLARE_OBJC_CLASS(NSObject);
 class QDateTime;
@@ -29,7 +31,7 @@ public:
 
     static int type_engine_int;         ///< 0 bench, 1 sweep, 2 probe edition; -1 not set
     static int source_count_int;        ///< the host's number of the source; -1 not set
-    static bool bool_cancel_extraction; ///< polled by every loop of the services
+    static std::atomic_bool bool_cancel_extraction; ///< polled by every loop of the services
     static bool debug_mode_status_bool; ///< the debug log is on
     static bool debug_print_in_file_bool;
     static bool debug_print_on_terminal_bool;

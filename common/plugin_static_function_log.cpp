@@ -53,8 +53,50 @@ QByteArray function_name(const QString &function_info)
     return before_parameters.mid(before_parameters.lastIndexOf(u' ') + 1).toLocal8Bit();
 }
 
-/// One line to the terminal and the file, as the settings say. One unbuffered write a line: a crash loses at most the
-/// line being written.
+/// What the debug file could not take (a full disk). A log that only looks whole would hide failures: how many lines
+/// are missing is told as soon as the file takes a line again.
+struct lost_lines
+{
+    qint64 count = 0;
+    bool last_is_cut_off = false; ///< a part of it stands in the file
+};
+lost_lines lost;
+
+/// One unbuffered write a line: a crash loses at most the line being written. False when it was not written whole.
+/// `line` is used up.
+bool append_to_file(QByteArray &line)
+{
+    using log = plugin_static_function;
+    const bool enciphered = log::debug_encryption_status_bool;
+    if (enciphered) {
+        encryptor_string cipher; // a fresh one for each line, so that each piece can be deciphered by itself
+        line = cipher.encryptToByteArray(line).toBase64() + end_of_enciphered_line;
+    } else {
+        line.append('\n');
+    }
+    if (lost.last_is_cut_off)
+        line.prepend(enciphered ? end_of_enciphered_line : "\n");
+    const qint64 written = log::debug_file_regular_QFile.write(line);
+    if (written > 0)
+        lost.last_is_cut_off = written < line.size();
+    return written == line.size();
+}
+
+/// True when the file holds a line about the ones it could not take, or none are missing.
+bool tell_lost_lines()
+{
+    if (lost.count == 0)
+        return true;
+    QByteArray line = beginning_of_line() +
+                      "plugin_static_function::app_debug]:-- [debug log] ----FAILED---- lines "
+                      "that could not be written: " +
+                      QByteArray::number(lost.count);
+    if (append_to_file(line))
+        lost.count = 0;
+    return lost.count == 0;
+}
+
+/// One line to the terminal and the file, as the settings say.
 void write_line(QByteArrayView function, QByteArrayView message)
 {
     using log = plugin_static_function;
@@ -65,12 +107,8 @@ void write_line(QByteArrayView function, QByteArrayView message)
         qDebug().noquote() << QString::fromLocal8Bit(line);
     if (!log::debug_print_in_file_bool || !log::debug_file_regular_QFile.isOpen())
         return;
-    if (log::debug_encryption_status_bool) {
-        encryptor_string cipher; // a fresh one for each line, so that each piece can be deciphered by itself
-        log::debug_file_regular_QFile.write(cipher.encryptToByteArray(line).toBase64() + end_of_enciphered_line);
-    } else {
-        log::debug_file_regular_QFile.write(line.append('\n'));
-    }
+    if (!tell_lost_lines() || !append_to_file(line))
+        ++lost.count;
 }
 
 } // namespace
@@ -109,6 +147,8 @@ void plugin_static_function::close_debug_file()
 {
     if (!debug_file_regular_QFile.isOpen())
         return;
+    tell_lost_lines();
+    lost = {};
     debug_file_regular_QFile.flush();
     debug_file_regular_QFile.close();
 }

@@ -108,7 +108,8 @@ QStringList plugin_static_function::get_unmatched_varible_list_of_parentlist(QSt
 QString plugin_static_function::get_available_file(QString source_file, QString destination_dir, QString)
 {
     QDir().mkpath(destination_dir);
-    return free_file_names(destination_dir + u'/').next(file_name_part(source_file), bool_cancel_extraction);
+    free_file_names names(destination_dir + u'/', bool_cancel_extraction);
+    return names.next(file_name_part(source_file), bool_cancel_extraction);
 }
 
 bool plugin_static_function::is_file_exist_in_dir(QString dir, QString file_name, QString)

@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QWidget>
 
+#include <atomic>
+
 class plugin_helper_functions;
 class row_writer;
 
@@ -72,7 +74,7 @@ protected:
     QString destination_db_file;
     QString artifacts_result_dir;
     int engine_type_int = 0;
-    bool bool_cancel_extraction = false;
+    std::atomic_bool bool_cancel_extraction = false;
     int source_count_int = 0;
     QStringList essential_list_QStringList;
     QString plugin_name;

@@ -1,6 +1,7 @@
 /// Android: discovery, run order, the two shared readers.
 #include "extractors/gmail_androidos.h"
 
+#include "extractors/android/bounded_query.h"
 #include "extractors/android/extract_step.h"
 #include "extractors/android/warm_accounts.h"
 
@@ -32,12 +33,16 @@ void gmail_androidos::find_source_file()
     mail_store_paths.clear();
 
     const QString root = virtual_source_path + application;
+    const log_origin origin;
+    for (const char *folder : {"", "sp/", "f/", "f/body/", "r/", "r/app_webview/", "db/"}) // f/body/0/ is walked later
+        evidence_root::tell_unreadable(QFileInfo(root + QLatin1StringView(folder)), origin);
     QDirIterator entries(root + QLatin1StringView("db/"), QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         if (bool_cancel_extraction)
             return;
         const QString path = entries.next();
         const QString name = entries.fileName();
+        evidence_root::tell_unreadable(entries.fileInfo(), origin);
         if (name.startsWith(QLatin1StringView("mailstore.")) && name.endsWith(QLatin1StringView(".db")) &&
             source_root.holds(path, {}))
             mail_store_paths.append(path);
@@ -107,7 +112,14 @@ QString gmail_androidos::get_gmail_account_id()
     }
     QSqlQuery query(source.connection());
     query.setForwardOnly(true);
-    query.prepare(QStringLiteral("Select emailAddress from Account"));
+    const QString statement = QStringLiteral("Select emailAddress from Account");
+    QString refusal = why_not_prepared(source.connection(), QStringLiteral("Account"));
+    if (refusal.isEmpty() && query.prepare(statement))
+        refusal = why_refused(source.connection(), QStringLiteral("Account"), statement);
+    if (!refusal.isEmpty()) {
+        log_failed_query({}, refusal, statement, origin);
+        return none;
+    }
     if (!query.exec()) {
         log_failed_query(query, {}, origin);
         return none;
@@ -117,9 +129,14 @@ QString gmail_androidos::get_gmail_account_id()
 
 QStringList gmail_androidos::extract_last_warmup_accounts() const
 {
-    QFile file(warm_accounts_path);
-    if (!is_regular_file(warm_accounts_path) || !file.open(QIODevice::ReadOnly))
+    if (warm_accounts_path.isEmpty())
         return {};
+    QFile file(warm_accounts_path);
+    if (!is_regular_file(warm_accounts_path) || !file.open(QIODevice::ReadOnly)) {
+        log_line(" File Open Failed:", warm_accounts_path);
+        log_line("", file.errorString());
+        return {};
+    }
     const bool fits = file.size() <= most_bytes_of_preferences;
     const auto accounts = fits ? lastly_warmed_up_accounts(file.read(most_bytes_of_preferences)) : std::nullopt;
     if (!accounts)

@@ -78,6 +78,8 @@ private:
     enum class outcome { all_read, failed, cancelled };
     outcome copy_rows(const extract_step &step, const QString &copy, row_context &context, row_writer &rows,
                       const log_origin &origin, const make_look_up &look_up);
+    outcome copy_rows_that_fit(const extract_step &step, const QString &copy, row_context &context, row_writer &rows,
+                               const log_origin &origin, const make_look_up &look_up);
     [[nodiscard]] bool check_destination(const open_database &destination, const log_origin &origin) const;
     [[nodiscard]] std::unique_ptr<row_writer> writer_into(const open_database &destination, const extract_step &step,
                                                           const log_origin &origin) const;

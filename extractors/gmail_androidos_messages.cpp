@@ -86,7 +86,9 @@ constexpr char attachment_statement[] = "Select _id , fileName from Attachment w
 
 // ---- What is looked up for a row ----------------------------------------------------------------------------------
 
-constexpr qsizetype most_mailbox_names = 10000; // kept; there are hardly ever more than a few dozen
+constexpr qsizetype most_mailbox_names = 10000;             // kept; there are hardly ever more than a few dozen
+constexpr qsizetype most_characters_kept = 4 * 1024 * 1024; // damaged ones may each be as long as the file
+constexpr qsizetype most_characters_of_a_row = 500'000'000; // SQLite takes no longer row
 
 struct mail_look_ups
 {
@@ -103,6 +105,7 @@ struct mail_look_ups
     look_up attachments;
     body_files bodies;
     QHash<QString, QString> mailbox_names;
+    qsizetype characters_kept = 0; ///< in the names
 };
 
 } // namespace
@@ -116,11 +119,15 @@ void gmail_androidos::extract_gm_mails()
         return [this, known](const QSqlQuery &row, row_context &context) {
             const QVariant id = row.value(mail_step.position_of("_id"));
             const QString mailbox_key = row.value(mail_step.position_of("mailboxKey")).toString();
-            if (known->mailbox_names.size() > most_mailbox_names)
+            if (known->mailbox_names.size() > most_mailbox_names || known->characters_kept > most_characters_kept) {
                 known->mailbox_names.clear();
+                known->characters_kept = 0;
+            }
             auto mailbox = known->mailbox_names.constFind(mailbox_key);
-            if (mailbox == known->mailbox_names.constEnd())
+            if (mailbox == known->mailbox_names.constEnd()) {
                 mailbox = known->mailbox_names.insert(mailbox_key, get_mailbox_name(known->mailboxes, mailbox_key));
+                known->characters_kept += mailbox->size();
+            }
             context.mailbox = *mailbox;
             context.body_file = never_null(relative_path(known->bodies.path_of(id.toString()).trimmed()));
             know_account(context);
@@ -154,7 +161,7 @@ gmail_androidos::struct_attachment_detail gmail_androidos::get_mail_attachments_
     struct_attachment_detail detail;
     if (!attachments.ask(mail_id, {}))
         return detail;
-    while (!bool_cancel_extraction && attachments.next()) {
+    while (!bool_cancel_extraction && detail.description.size() < most_characters_of_a_row && attachments.next()) {
         const QString path = cached_attachment_path(attachments.value(0).toString());
         detail.description += QLatin1StringView("File Name : ") + attachments.value(1).toString() +
                               QLatin1StringView(";File Path : ") + path + QLatin1StringView(";;");

@@ -10,6 +10,8 @@
 #include <QSqlError>
 #include <QSqlRecord>
 
+#include <new>
+
 namespace {
 
 /// Where the columns of a step stand in the rows of its query, -1 for those that read nothing. SQLite compares names
@@ -104,10 +106,24 @@ void gmail_androidos::run_on_every_mail_store(const extract_step &step, const lo
         log_line({" Ends", origin});
 }
 
-/// Read every row of the step's query and insert what becomes of it.
+/// Read every row of the step's query and insert what becomes of it. A row that does not fit into memory ends the
+/// table.
 gmail_androidos::outcome gmail_androidos::copy_rows(const extract_step &step, const QString &copy, row_context &context,
                                                     row_writer &rows, const log_origin &origin,
                                                     const make_look_up &look_up)
+{
+    try {
+        return copy_rows_that_fit(step, copy, context, rows, origin, look_up);
+    } catch (const std::bad_alloc &) {
+        context = {}; // its texts may be what takes the memory
+        log_failed_query(copy, QStringLiteral("A row is too large"), QLatin1StringView(step.select), origin);
+        return outcome::failed;
+    }
+}
+
+gmail_androidos::outcome gmail_androidos::copy_rows_that_fit(const extract_step &step, const QString &copy,
+                                                             row_context &context, row_writer &rows,
+                                                             const log_origin &origin, const make_look_up &look_up)
 {
     const source_database source(origin, copy);
     if (!source.is_open()) {
@@ -117,12 +133,12 @@ gmail_androidos::outcome gmail_androidos::copy_rows(const extract_step &step, co
     const QString statement = QLatin1StringView(step.select);
     QSqlQuery query(source.connection());
     query.setForwardOnly(true);
-    if (query.prepare(statement)) {
-        const QString refusal = why_refused(source.connection(), step.table(), statement);
-        if (!refusal.isEmpty()) {
-            log_failed_query(copy, refusal, statement, origin);
-            return outcome::failed;
-        }
+    QString refusal = why_not_prepared(source.connection(), step.table());
+    if (refusal.isEmpty() && query.prepare(statement))
+        refusal = why_refused(source.connection(), step.table(), statement);
+    if (!refusal.isEmpty()) {
+        log_failed_query(copy, refusal, statement, origin);
+        return outcome::failed;
     }
     if (!query.exec()) {
         log_failed_query(query, copy, origin);
@@ -144,6 +160,8 @@ gmail_androidos::outcome gmail_androidos::copy_rows(const extract_step &step, co
             continue;
         }
         for (const QString &name : std::as_const(context.paired_names)) {
+            if (bool_cancel_extraction)
+                return outcome::cancelled;
             context.paired_name = name;
             context.pair_matches = query.value(paired_position).toString() == name;
             insert_row(rows, values_of(step, query, positions, context));

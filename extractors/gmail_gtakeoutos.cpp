@@ -82,7 +82,7 @@ void gmail_gtakeoutos::extract_gmail_for_plugin()
         return;
     }
     destination_db = destination.connection();
-    attachment_names = std::make_unique<free_file_names>(attachments_dir_path);
+    attachment_names = std::make_unique<free_file_names>(attachments_dir_path, bool_cancel_extraction);
     const bool walked = parse_every_mbox();
     attachment_names.reset();
     destination_db = QSqlDatabase();
@@ -97,11 +97,13 @@ bool gmail_gtakeoutos::parse_every_mbox()
     if (mail_dir_path.isEmpty())
         return true; // an empty path would be walked as the current directory
     const log_origin origin;
+    evidence_root::tell_unreadable(QFileInfo(mail_dir_path), origin);
     QDirIterator entries(mail_dir_path, QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         if (bool_cancel_extraction)
             return false;
         const QString path = entries.next().trimmed();
+        evidence_root::tell_unreadable(entries.fileInfo(), origin);
         if (path.endsWith(QLatin1StringView(".mbox")) && source_root.holds_entry(entries.fileInfo(), origin))
             start_mbox_parsing_for_plugin(path);
     }

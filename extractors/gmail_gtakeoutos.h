@@ -43,7 +43,7 @@ private:
     [[nodiscard]] QString source_file_of(const QString &mbox_path) const;
     bool store_message(const QByteArray &message, row_writer &rows);
     [[nodiscard]] QStringList row_values() const;
-    void mail_data_start_parsing_plugin(const QByteArray &message);
+    bool mail_data_start_parsing_plugin(const QByteArray &message);
     void clear_fields();
 
     void emlx_to(const mail &message);

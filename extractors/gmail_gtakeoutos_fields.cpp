@@ -61,15 +61,15 @@ void gmail_gtakeoutos::emlx_date(const mail &message)
 
 QString gmail_gtakeoutos::recipients(const mail &message, qsizetype begin, QLatin1StringView name)
 {
-    const mail_headers::line line = mail_headers::line_at(message.bytes, begin);
+    mail_headers::line line = mail_headers::line_at(message.bytes, begin);
     scan_pos = line.end;
     const auto next_line = [this, &message](QString &text) {
         const bool has_next = scan_pos + 1 < message.bytes.size();
         text += emlx_multiple(message, scan_pos);
-        return has_next && scan_pos >= 0;
+        return has_next && scan_pos >= 0 && !bool_cancel_extraction;
     };
-    const QString text = mail_headers::unfolded(line.text, next_line);
-    return mail_headers::recipient_names(mail_headers::without_name(text, name));
+    QString text = mail_headers::unfolded(std::move(line.text), next_line);
+    return mail_headers::recipient_names(mail_headers::without_name(std::move(text), name));
 }
 
 /// The line behind the line feed at `pos`; what is left of the message when it has no line feed more.
@@ -109,13 +109,15 @@ QString gmail_gtakeoutos::multipart_text(const mail &message)
     QString text;
     const std::vector<mail_body::plain_part> parts = mail_body::plain_parts(message);
     for (const mail_body::plain_part &part : parts) {
+        if (bool_cancel_extraction)
+            break;
         const bool encoded =
             emlx_check_text_encoded(message) || emlx_failsafe_text_encoded_check(part.blank_line, message);
         const bool is_last = &part == &parts.back();
         text = is_last ? QString::fromLocal8Bit(part.body).trimmed() : QString();
         if (encoded)
             text = QString::fromLocal8Bit(emlx_decode_base64(text.toLocal8Bit()));
-        text = emlx_normalize_characters(text);
+        text = emlx_normalize_characters(std::move(text));
     }
     return text;
 }
@@ -182,6 +184,8 @@ void gmail_gtakeoutos::emlx_attachment_plugin(const mail &message)
             continue;
         const QString wanted = mail_attachments::name_in(entries[i].text);
         const QString name = attachment_names->next(wanted.mid(wanted.lastIndexOf(u'/') + 1), bool_cancel_extraction);
+        if (name.isEmpty() && bool_cancel_extraction)
+            break;
         emlx_attachment_output(name, bodies[i], attachments_dir_path);
         attachment_name_list.append(name); // also when no file could be written
     }
@@ -200,6 +204,9 @@ std::vector<mail_attachments::parameter> gmail_gtakeoutos::email_attachment_file
     if (list.left_out > 0)
         log_line("[email_attachment_filelist] ----FAILED---- too many on one line, left out: ",
                  QString::number(list.left_out));
+    if (list.left_out_of_message > 0)
+        log_line("[email_attachment_filelist] ----FAILED---- too many in one message, left out: ",
+                 QString::number(list.left_out_of_message));
     return std::move(list.entries);
 }
 

@@ -10,6 +10,8 @@
 #include <QFileInfo>
 #include <QSqlError>
 
+#include <new>
+
 namespace {
 
 // Failures log this very text.
@@ -59,16 +61,32 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
     source_count_name = plugin_static_function::get_source_count_name();
     qint64 bytes_parsed_again = 0;
     progress state = progress::reading;
-    while (!bool_cancel_extraction && (state == progress::reading || state == progress::message_complete)) {
-        state = splitter.read();
-        rows.commit_if_due(splitter.message().size());
-        if (state != progress::message_complete)
+    const qint64 size = mail_file.size();
+    while (!bool_cancel_extraction && state != progress::file_ended && state != progress::read_failed) {
+        bool stored = false;
+        try {
+            state = splitter.read();
+            rows.commit_if_due(splitter.message().size());
+            if (state == progress::reading || state == progress::file_ended || state == progress::read_failed)
+                continue;
+            stored = state == progress::message_complete && store_message(splitter.message(), rows);
+        } catch (const std::bad_alloc &) {
+            state = progress::too_large;
+        }
+        if (state == progress::too_large) {
+            splitter.give_up_message(); // its memory is needed for the lines below
+            clear_fields();
+            log_line("[start_mbox_parsing] File Read ----FAILED----:", mbox_path);
+            log_line("[start_mbox_parsing] Error:", u"A message is too large and left out");
             continue;
-        if (store_message(splitter.message(), rows)) {
+        }
+        if (stored) {
             bytes_parsed_again = 0;
             splitter.drop_message();
             continue;
         }
+        if (bool_cancel_extraction)
+            break;
         // The failed message is not dropped: the next row is parsed from both together.
         bytes_parsed_again += splitter.message().size();
         if (bytes_parsed_again > most_bytes_parsed_again) {
@@ -80,6 +98,10 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
     if (state == progress::read_failed) {
         log_line("[start_mbox_parsing] File Read ----FAILED----:", mail_file.fileName());
         log_line("[start_mbox_parsing] Error:", mail_file.errorString());
+    }
+    if (state == progress::file_ended && mail_file.pos() < size) {
+        log_line("[start_mbox_parsing] File Read ----FAILED----:", mail_file.fileName());
+        log_line("[start_mbox_parsing] Error:", u"The file became shorter meanwhile");
     }
     finish_rows(rows);
     mail_file.close();
@@ -98,10 +120,12 @@ QString gmail_gtakeoutos::source_file_of(const QString &mbox_path) const
     return plugin_static_function::get_final_artifact_source_file(path, QString(), source_type_internal).first;
 }
 
-/// Parse a message and insert its row. False when the insert failed; the fields then keep what they hold.
+/// Parse a message and insert its row. False when the insert failed (the fields then keep what they hold), and when the
+/// run was cancelled before all of the fields were there.
 bool gmail_gtakeoutos::store_message(const QByteArray &message, row_writer &rows)
 {
-    mail_data_start_parsing_plugin(message);
+    if (!mail_data_start_parsing_plugin(message))
+        return false;
     const bool inserted = insert_row(rows, row_values());
     if (inserted)
         clear_fields();
@@ -130,19 +154,23 @@ QStringList gmail_gtakeoutos::row_values() const
     };
 }
 
-void gmail_gtakeoutos::mail_data_start_parsing_plugin(const QByteArray &message)
+/// False when the run is cancelled before the attachments; those that are written then stay, with their row.
+bool gmail_gtakeoutos::mail_data_start_parsing_plugin(const QByteArray &message)
 {
     const log_span span("[mail_data_start_parsing] -Start", "[mail_data_start_parsing] -End");
     if (QByteArrayView(message).trimmed().isEmpty())
-        return;
-    const mail marked(message);
+        return true;
+    const mail marked(message, &bool_cancel_extraction);
     emlx_to(marked);
     emlx_from(marked);
     emlx_subject(marked);
     emlx_cc(marked);
     emlx_date(marked);
     emlx_message_body(marked);
+    if (bool_cancel_extraction)
+        return false;
     emlx_attachment_plugin(marked);
+    return true;
 }
 
 void gmail_gtakeoutos::clear_fields()

@@ -21,6 +21,9 @@ constexpr qint64 most_bytes_ahead = 8 * 1024 * 1024; // work on so many may take
 constexpr int last_tries = 3;                      // to commit a locked file; each waits for the driver's busy timeout
 constexpr qsizetype longest_late_text = 16 * 1024; // SQLite copies late texts; longer ones are handed over
 constexpr qsizetype shortest_shared_text = 64;
+// The driver hands sizes over as 32-bit counts of bytes, and so would cut longer texts without a word. One of this size
+// is longer than SQLite takes, too: the insert fails.
+constexpr qsizetype longest_bound_text = (qsizetype(1) << 30) - 1;
 
 // Room for the pages of a full transaction: pages that do not fit are written, and waited for, before their time.
 constexpr char page_cache[] = "PRAGMA cache_size = -8192"; // KiB
@@ -87,7 +90,7 @@ bool insert_statement::execute(const QStringList &row)
             continue;
         prepared_query.bindValue(static_cast<int>(i), wanted == binding::late
                                                           ? QVariant::fromValue(late_text{&values[i]})
-                                                          : QVariant(value));
+                                                          : QVariant(value.left(longest_bound_text)));
         bindings[i] = wanted;
     }
     const bool inserted = prepared_query.exec();

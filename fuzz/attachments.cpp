@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     expect(list.entries.size() == message.file_names.size(), "every name is an entry");
     const std::vector<QByteArrayView> bodies = mail_attachments::bodies(message, list.entries);
     for (std::size_t i = 0; i < bodies.size(); ++i) {
-        const QString &entry = list.entries[i].text;
+        const QByteArrayView entry = list.entries[i].text;
         const QByteArrayView expected = attachment_body_by_plain_search(bytes, entry);
         expect(bodies[i].isNull() == expected.isNull() && bodies[i] == expected, "body of an attachment");
         const QString name = mail_attachments::name_in(entry);

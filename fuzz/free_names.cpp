@@ -14,14 +14,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const QTemporaryDir directory;
     const QString path = directory.path() + u'/';
     std::optional<free_file_names> names;
+    const std::atomic_bool cancelled = false;
     qsizetype line_number = 0;
     for (const QByteArray &line : input.rest().toByteArray().split('\n').mid(0, most_names)) {
         if (line_number++ == there_before)
-            names.emplace(path);
+            names.emplace(path, cancelled);
         // A bare name, as the extractor asks for. Qt lists names without their byte order mark.
         const QString text = QString::fromUtf8(line).remove(QChar(QChar::ByteOrderMark));
         const QString wanted = text.mid(text.lastIndexOf(u'/') + 1);
-        const QString name = names ? names->next(wanted, false) : wanted;
+        const QString name = names ? names->next(wanted, cancelled) : wanted;
         if (names)
             expect_same(name, free_name_by_listing(path, wanted), "free name");
         QFile file(path + name);

@@ -97,10 +97,14 @@ void extraction::count_failures(qint64 offset)
         add_failure(options.log_file + QLatin1StringView(": the log cannot be read (") + log.error() + u')');
         return;
     }
+    bool is_whole = false;
     for (log_file::piece piece; log.next(piece);) {
+        is_whole = piece.readable && piece.line.endsWith("[pub_extract_artifacts] - END");
         if (!piece.readable || tells_failure(piece.line))
             add_failure(QString::fromUtf8(piece.line));
     }
+    if (!is_whole && !is_cancelled())
+        add_failure(options.log_file + QLatin1StringView(": breaks off; failures may be missing in it")); // a full disk
 }
 
 void extraction::add_failure(const QString &line)

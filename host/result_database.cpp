@@ -49,7 +49,9 @@ maybe_refusal find_last_rows(const QString &database, last_rows &rows)
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection_name);
         db.setDatabaseName(database);
-        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        // A run that was killed may have left a journal: SQLite has to roll it back before anything can be read.
+        if (!QFileInfo::exists(database + QLatin1StringView("-journal")))
+            db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
         if (!db.open() || !ask_tables(db, rows))
             result = refusal{exit_status::bad_result,
                              database + QLatin1StringView(": cannot be read as a result database; choose another "

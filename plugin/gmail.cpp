@@ -12,6 +12,7 @@
 #include "ui_gmail.h"
 
 #include <functional>
+#include <new>
 
 gmail::gmail(QWidget *parent)
     : QFrame(parent)
@@ -180,7 +181,11 @@ void gmail::pub_extract_artifacts()
     if (extractor_frame *extractor = extractor_of_scheme({})) {
         if (bool_cancel_extraction)
             return; // without the final signal and line
-        extractor->extract_artifacts();
+        try {
+            extractor->extract_artifacts();
+        } catch (const std::bad_alloc &) { // a host would go down with it
+            log_line("[pub_extract_artifacts] ----FAILED---- not enough memory: the extraction breaks off");
+        }
     }
     Q_EMIT signal_extracted_records_of_plugin_overall(records_extracted_qint64);
     log_line("[pub_extract_artifacts] - END");

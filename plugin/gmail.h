@@ -18,6 +18,7 @@
 #include <QStringList>
 
 #include <array>
+#include <atomic>
 
 class extractor_frame;
 class gmail_androidos;
@@ -115,7 +116,7 @@ private:
     QString destination_db_file;
     QString artifacts_result_dir;
     int engine_type_int = -1;
-    bool bool_cancel_extraction = false;
+    std::atomic_bool bool_cancel_extraction = false;
     QString os_scheme_internal;
     QStringList essential_list_QStringList;
     plugin_helper_functions *helper_obj;

@@ -8,10 +8,11 @@
 
 #include <algorithm>
 
-body_files::body_files(const QString &directory, const evidence_root &root, const bool &cancelled)
+body_files::body_files(const QString &directory, const evidence_root &root, const std::atomic_bool &cancelled)
 {
     if (directory.isEmpty())
         return;
+    evidence_root::tell_unreadable(QFileInfo(directory), {});
     QDirIterator entries(directory, QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         if (cancelled) {
@@ -20,7 +21,9 @@ body_files::body_files(const QString &directory, const evidence_root &root, cons
         }
         entries.next();
         const QFileInfo info = entries.fileInfo();
-        if (!info.isDir() && root.holds_entry(info, {})) // nor "." and ".."
+        if (info.isDir())
+            evidence_root::tell_unreadable(info, {});
+        else if (root.holds_entry(info, {}))
             add(info.path(), info.fileName());
     }
     std::reverse(files.begin(), files.end());

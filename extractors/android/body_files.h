@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QStringList>
 
+#include <atomic>
 #include <vector>
 
 class evidence_root;
@@ -15,7 +16,7 @@ class body_files
 public:
     /// Walks `directory`, unless it is empty. Links that lead out of `root` are logged and left out. Nothing is found
     /// when `cancelled` becomes true meanwhile.
-    body_files(const QString &directory, const evidence_root &root, const bool &cancelled);
+    body_files(const QString &directory, const evidence_root &root, const std::atomic_bool &cancelled);
 
     /// Full path; empty when there is no such file.
     [[nodiscard]] QString path_of(const QString &message_id) const;

@@ -10,6 +10,8 @@
 namespace {
 
 constexpr qsizetype longest_plan = 32; // steps
+constexpr qsizetype most_views = 32;
+constexpr qsizetype most_views_named = 8; // in views: each can double the statement
 
 struct plan_step
 {
@@ -74,6 +76,11 @@ bool finds_rows(const QSqlDatabase &source, const char *statement, const QString
     return query.exec() && query.next();
 }
 
+bool is_view(const QSqlDatabase &source, const QString &table)
+{
+    return finds_rows(source, "select 1 from sqlite_master where type = 'view' and name = ? collate nocase", {table});
+}
+
 } // namespace
 
 QStringList plan_of(const QSqlDatabase &source, const QString &statement)
@@ -82,6 +89,36 @@ QStringList plan_of(const QSqlDatabase &source, const QString &statement)
     for (const plan_step &step : plan_steps(source, statement))
         plan.append(step.text);
     return plan;
+}
+
+QString why_not_prepared(const QSqlDatabase &source, const QString &table)
+{
+    static const QRegularExpression common_table(QStringLiteral("\\bwith\\b"),
+                                                 QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression odd_name(QStringLiteral("^$|[\"'`\\[\\]]")); // is written in other ways, too
+    const QString refusal = QStringLiteral("refused: %1 is a view that could run without end").arg(table);
+    if (!is_view(source, table))
+        return {};
+    QStringList names;
+    QStringList definitions;
+    QSqlQuery views(source);
+    views.setForwardOnly(true);
+    views.exec(QStringLiteral("select name, sql from sqlite_master where type = 'view'"));
+    while (views.next() && names.size() <= most_views) {
+        names.append(views.value(0).toString());
+        definitions.append(views.value(1).toString());
+    }
+    qsizetype named = -names.size(); // each names itself once
+    for (const QString &name : std::as_const(names)) {
+        if (name.contains(odd_name))
+            return refusal;
+        const QRegularExpression word(QStringLiteral("(?<!\\w)%1(?!\\w)").arg(QRegularExpression::escape(name)),
+                                      QRegularExpression::CaseInsensitiveOption);
+        for (const QString &definition : std::as_const(definitions))
+            named += definition.count(word);
+    }
+    const bool has_common_tables = definitions.join(u' ').contains(common_table);
+    return has_common_tables || names.size() > most_views || named > most_views_named ? refusal : QString();
 }
 
 QString why_refused(const QSqlDatabase &source, const QString &table, const QString &statement)

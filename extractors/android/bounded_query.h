@@ -14,5 +14,9 @@ class QSqlDatabase;
 /// whose results are no longer than what they are given.
 [[nodiscard]] QString why_refused(const QSqlDatabase &source, const QString &table, const QString &statement);
 
+/// Why SQLite should not even be given a statement that reads `table`; empty when it may. In a view's place, views and
+/// common tables that name each other twice make the statement itself grow without end while it is prepared.
+[[nodiscard]] QString why_not_prepared(const QSqlDatabase &source, const QString &table);
+
 /// What SQLite says it does to answer a statement: one line a step.
 [[nodiscard]] QStringList plan_of(const QSqlDatabase &source, const QString &statement);

@@ -1,6 +1,7 @@
 #include "extractors/android/source_database.h"
 
 #include "common/log_line.h"
+#include "common/plugin_static_function.h"
 #include "extractors/android/bounded_query.h"
 
 #include <QFileInfo>
@@ -61,7 +62,8 @@ look_up::look_up(const source_database &source, const char *statement, const cha
     const QSqlDatabase &db = source.connection();
     by_key.setForwardOnly(true);
     by_row_number.setForwardOnly(true);
-    prepared = by_key.prepare(QLatin1StringView(statement));
+    refusal = why_not_prepared(db, table);
+    prepared = refusal.isEmpty() && by_key.prepare(QLatin1StringView(statement));
     if (prepared)
         refusal = why_refused(db, table, QLatin1StringView(statement));
     if (!prepared || !refusal.isEmpty())
@@ -86,6 +88,10 @@ void look_up::note_keys(const source_database &source)
     keys.setForwardOnly(true);
     all_keys_noted = keys.exec(QStringLiteral("select %1, rowid from %2").arg(key, table));
     while (all_keys_noted && keys.next()) {
+        if (plugin_static_function::bool_cancel_extraction) { // no key will be asked for
+            all_keys_noted = false;
+            break;
+        }
         const QVariant noted_key = keys.value(0);
         has_row_numbers = has_row_numbers && !keys.value(1).isNull(); // a view's are NULL
         if (is_integer(noted_key))

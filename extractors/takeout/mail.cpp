@@ -28,7 +28,8 @@ qsizetype find_bytes(QByteArrayView text, QByteArrayView sought, qsizetype posit
     const char *const end = begin + text.size();
     const auto size = static_cast<std::size_t>(sought.size());
     if (size > 2) {
-        const void *hit = ::memmem(begin + position, static_cast<std::size_t>(text.size() - position), sought.data(), size);
+        const void *hit =
+            ::memmem(begin + position, static_cast<std::size_t>(text.size() - position), sought.data(), size);
         return hit ? static_cast<const char *>(hit) - begin : -1;
     }
     // Short marks ("==") are found faster by their first byte, which is rare.
@@ -49,16 +50,17 @@ qsizetype rising_search::at_or_behind(qsizetype position)
 
 /// Every mark of a header holds ": ", and a colon is rare (base64 has none): the search goes from colon to colon. In
 /// the same way "filename=" is found by its rare "=".
-mail::mail(QByteArrayView message_bytes)
+mail::mail(QByteArrayView message_bytes, const std::atomic_bool *cancelled)
     : bytes(message_bytes)
+    , cancel_flag(cancelled)
 {
     const char *const begin = bytes.data();
     const char *const end = begin + bytes.size();
-    for (const char *colon = begin; (colon = next_byte(colon, end, ':')); ++colon)
+    for (const char *colon = begin; !is_cancelled() && (colon = next_byte(colon, end, ':')); ++colon)
         note_header_mark(colon - begin);
 
     constexpr QByteArrayView file_name("filename");
-    for (const char *equals = begin; (equals = next_byte(equals, end, '=')); ++equals) {
+    for (const char *equals = begin; !is_cancelled() && (equals = next_byte(equals, end, '=')); ++equals) {
         const qsizetype position = equals - begin;
         if (bytes.first(position).endsWith(file_name))
             file_names.push_back(position - file_name.size());

@@ -3,6 +3,7 @@
 
 #include <QByteArrayView>
 
+#include <atomic>
 #include <vector>
 
 /// The parsers do not read a message's structure: each looks for fixed marks anywhere in it, body included, and the
@@ -11,7 +12,10 @@
 /// Positions are byte offsets, -1 when there is no such mark. Parsers take a mark at position 0 as not found.
 struct mail
 {
-    explicit mail(QByteArrayView message_bytes);
+    /// The parsers give up early, with whatever they have found, once `cancelled` is true.
+    explicit mail(QByteArrayView message_bytes, const std::atomic_bool *cancelled = nullptr);
+
+    [[nodiscard]] bool is_cancelled() const { return cancel_flag && *cancel_flag; }
 
     QByteArrayView bytes;
 
@@ -31,6 +35,8 @@ struct mail
     std::vector<qsizetype> file_names;    ///< every "filename=", in order
 
 private:
+    const std::atomic_bool *cancel_flag;
+
     void note_header_mark(qsizetype colon);
     void note_content_type(qsizetype begin, QByteArrayView value);
     void note_transfer_encoding(qsizetype begin, QByteArrayView value);

@@ -14,13 +14,13 @@ constexpr QByteArrayView body_end("==");
 ///
 /// In sorted order the entries that begin with an entry stand directly behind it, as a tree written from its root down:
 /// going backwards, each entry takes the smallest index of the subtrees behind it and closes them.
-std::vector<std::size_t> first_occurrences(const std::vector<QByteArray> &entries)
+std::vector<std::size_t> first_occurrences(const std::vector<mail_attachments::parameter> &entries)
 {
     const std::size_t count = entries.size();
     std::vector<std::size_t> sorted(count);
     std::iota(sorted.begin(), sorted.end(), std::size_t(0));
     std::sort(sorted.begin(), sorted.end(), [&entries](std::size_t a, std::size_t b) {
-        const int order = entries[a].compare(entries[b]);
+        const int order = QByteArrayView(entries[a].text).compare(entries[b].text);
         return order != 0 ? order < 0 : a < b;
     });
     std::vector<std::size_t> first(count);
@@ -29,7 +29,7 @@ std::vector<std::size_t> first_occurrences(const std::vector<QByteArray> &entrie
         const std::size_t entry = sorted[place];
         first[entry] = entry;
         std::size_t next = place + 1;
-        while (next < count && entries[sorted[next]].startsWith(entries[entry])) {
+        while (next < count && entries[sorted[next]].text.startsWith(entries[entry].text)) {
             first[entry] = std::min(first[entry], first[sorted[next]]);
             next = behind_subtree[next];
         }
@@ -37,10 +37,24 @@ std::vector<std::size_t> first_occurrences(const std::vector<QByteArray> &entrie
     }
     // Of equal entries only the first in sorted order has all the others behind it.
     for (std::size_t place = 1; place < count; ++place) {
-        if (entries[sorted[place]] == entries[sorted[place - 1]])
+        if (entries[sorted[place]].text == entries[sorted[place - 1]].text)
             first[sorted[place]] = first[sorted[place - 1]];
     }
     return first;
+}
+
+/// Without white space at the end, as QString::trimmed takes it: that of Unicode. (At its beginning stands a mark.)
+QByteArrayView without_blanks_behind(QByteArrayView text)
+{
+    while (!text.isEmpty()) {
+        qsizetype begin_of_last = text.size() - 1;
+        while (begin_of_last > 0 && (static_cast<uchar>(text[begin_of_last]) & 0xC0) == 0x80)
+            --begin_of_last; // a byte inside a UTF-8 sequence
+        if (!QString::fromUtf8(text.sliced(begin_of_last)).trimmed().isEmpty())
+            break;
+        text.truncate(begin_of_last);
+    }
+    return text;
 }
 
 } // namespace
@@ -53,6 +67,12 @@ parameter_list parameters(const mail &message)
     int taken_of_line = 0;
     qsizetype characters_of_others = 0;
     for (const qsizetype begin : message.file_names) {
+        if (message.is_cancelled())
+            break;
+        if (list.entries.size() >= most_of_a_message) {
+            ++list.left_out_of_message;
+            continue;
+        }
         const qsizetype line_feed = line_feeds.at_or_behind(begin);
         const qsizetype end = line_feed < 0 ? message.bytes.size() : line_feed;
         taken_of_line = end == end_of_last ? taken_of_line + 1 : 1;
@@ -64,17 +84,14 @@ parameter_list parameters(const mail &message)
                 continue;
             }
         }
-        list.entries.push_back({QString::fromLocal8Bit(message.bytes.sliced(begin, end - begin)).trimmed(), begin});
+        list.entries.push_back({without_blanks_behind(message.bytes.sliced(begin, end - begin)), begin});
     }
     return list;
 }
 
 std::vector<QByteArrayView> bodies(const mail &message, const std::vector<parameter> &entries)
 {
-    std::vector<QByteArray> texts;
-    for (const parameter &entry : entries)
-        texts.push_back(entry.text.toLocal8Bit());
-    const std::vector<std::size_t> first = first_occurrences(texts);
+    const std::vector<std::size_t> first = first_occurrences(entries);
 
     std::vector<QByteArrayView> found(entries.size());
     rising_search blank_lines(message.bytes, part_blank_line);
@@ -90,9 +107,9 @@ std::vector<QByteArrayView> bodies(const mail &message, const std::vector<parame
     return found;
 }
 
-QString name_in(const QString &entry)
+QString name_in(QByteArrayView entry)
 {
-    return QString(entry).remove(QLatin1StringView("filename=")).remove(u'"');
+    return QString::fromLocal8Bit(entry).remove(QLatin1StringView("filename=")).remove(u'"');
 }
 
 } // namespace mail_attachments

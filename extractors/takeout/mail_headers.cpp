@@ -33,7 +33,10 @@ void for_every_second_piece(QStringView text, IsCut is_cut, Take take)
 class piece_reader
 {
 public:
-    explicit piece_reader(QStringView all) : rest(all) {}
+    explicit piece_reader(QStringView all)
+        : rest(all)
+    {
+    }
 
     /// A number of up to `most` digits, at least `fewest`.
     int number(qsizetype fewest, qsizetype most)
@@ -90,7 +93,8 @@ std::optional<qint64> seconds_of_ordinary_date(QStringView wall_clock)
     if (!pieces.all_read() || !date.isValid() || date.dayOfWeek() != weekday || !QTime::isValid(hour, minute, second))
         return {};
     constexpr qint64 julian_day_of_epoch = 2440588;
-    return ((date.toJulianDay() - julian_day_of_epoch) * 24 + hour) * seconds_per_hour + minute * seconds_per_minute + second;
+    return ((date.toJulianDay() - julian_day_of_epoch) * 24 + hour) * seconds_per_hour + minute * seconds_per_minute +
+           second;
 }
 
 /// The time as Qt reads it, names of days and months in English. Day and time are read by themselves: read as a local
@@ -126,9 +130,11 @@ line line_at(QByteArrayView message, qsizetype begin)
     return end < 0 ? line() : line{QString::fromLocal8Bit(message.sliced(begin, end - begin)), end};
 }
 
-QString without_name(const QString &text, QLatin1StringView name)
+QString without_name(QString text, QLatin1StringView name)
 {
-    return text.startsWith(name) ? text.sliced(name.size()) : text;
+    if (text.startsWith(name))
+        text.remove(0, name.size());
+    return text;
 }
 
 QString recipient_names(const QString &recipients)

@@ -20,7 +20,7 @@ struct line
 [[nodiscard]] line line_at(QByteArrayView message, qsizetype begin);
 
 /// `text` without `name` in front.
-[[nodiscard]] QString without_name(const QString &text, QLatin1StringView name);
+[[nodiscard]] QString without_name(QString text, QLatin1StringView name);
 
 /// A recipient line with its continuation. A line that holds a comma takes in the line that follows, whatever it is;
 /// then one more for as long as the text ends in a comma. A line without a comma is never continued, and a text that

@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr qsizetype longest_separator_mark = 8; // "From " behind a byte order mark
+
 /// Memory kept for the next message; what a larger one needed is given back.
 constexpr qsizetype kept_capacity = 8 * 1024 * 1024;
 
@@ -25,7 +27,8 @@ bool is_separator(QByteArrayView line)
     case 'F':
         return line.startsWith("From ");
     case '\xEF':
-        return line.startsWith("\xEF\xBB\xBF" "From ");
+        return line.startsWith("\xEF\xBB\xBF"
+                               "From ");
     default:
         return false;
     }
@@ -46,7 +49,8 @@ qsizetype find_separator(QByteArrayView lines)
 
 } // namespace
 
-mbox_splitter::mbox_splitter(QIODevice &mail_file) : file(mail_file)
+mbox_splitter::mbox_splitter(QIODevice &mail_file)
+    : file(mail_file)
 {
     block.resize(block_size);
 }
@@ -69,28 +73,43 @@ bool mbox_splitter::fill()
     const QByteArrayView new_bytes(block.constData() + filled, qMax<qint64>(count, 0));
     // The last line of the file needs no line feed.
     end_of_lines = device_ended ? filled : filled + new_bytes.lastIndexOf('\n') + 1;
-    if (!device_ended && end_of_lines == filled)
-        end_of_lines = 0; // no line ends in them
+    const bool no_line_ends = !device_ended && end_of_lines == filled;
     filled += new_bytes.size();
+    if (no_line_ends)
+        end_of_lines = filled < block_size / 2 ? 0 : end_of_piece();
     return !device_ended;
+}
+
+/// Where the long line in the block can be cut so that its pieces are converted as the whole would be: between two
+/// ASCII bytes. 0 when there is no such place behind the mark of a separator.
+qsizetype mbox_splitter::end_of_piece() const
+{
+    const auto is_ascii = [this](qsizetype place) { return static_cast<uchar>(block.at(place)) < 0x80; };
+    for (qsizetype end = filled - 1; end > longest_separator_mark; --end) {
+        if (is_ascii(end - 1) && is_ascii(end))
+            return end;
+    }
+    return 0;
 }
 
 mbox_splitter::progress mbox_splitter::read()
 {
-    while (at >= end_of_lines && fill()) {
-    }
+    while (at >= end_of_lines && fill()) {}
     const QByteArrayView lines(block.constData() + at, end_of_lines - at);
     if (lines.isEmpty())
         return device_failed ? progress::read_failed : progress::file_ended;
 
-    const qsizetype begin = at_separator ? first_line(lines).size() : 0;
+    const qsizetype begin = at_separator || inside_line ? first_line(lines).size() : 0;
     const qsizetype separator = begin + find_separator(lines.sliced(begin));
     if (inside_message)
         append(lines.first(separator));
     at += separator;
     at_separator = separator < lines.size();
+    inside_line = !at_separator && lines.back() != '\n';
     const bool complete = inside_message && at_separator;
     inside_message = inside_message || at_separator;
+    if (!complete && message_buffer.size() > largest_message)
+        return progress::too_large;
     return complete ? progress::message_complete : progress::reading;
 }
 
@@ -114,4 +133,10 @@ void mbox_splitter::drop_message()
         message_buffer = QByteArray();
     else
         message_buffer.resize(0);
+}
+
+void mbox_splitter::give_up_message()
+{
+    message_buffer = QByteArray();
+    inside_message = false;
 }

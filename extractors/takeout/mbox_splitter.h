@@ -16,6 +16,7 @@ public:
     enum class progress {
         reading,          ///< some bytes were taken in; call again
         message_complete, ///< `message` is complete; drop it, or the next one is appended to it
+        too_large,        ///< `message` is larger than any mail; give it up
         file_ended,       ///< nothing more will come
         read_failed,      ///< as `file_ended`, because the device failed
     };
@@ -23,7 +24,8 @@ public:
     /// `mail_file` is open for reading, unbuffered, and outlives the splitter.
     explicit mbox_splitter(QIODevice &mail_file);
 
-    /// Take in at most one block of the file (about `block_size` bytes, more when a line is longer).
+    /// Take in at most one block of the file (about `block_size` bytes; more of a longer line only when it is so far
+    /// from text that it cannot be cut).
     progress read();
 
     /// The message so far, beginning with its separator line, line ends as in the file. Each line has made the journey
@@ -32,20 +34,27 @@ public:
 
     void drop_message();
 
+    /// Throw away the message so far and whatever follows up to the next separator.
+    void give_up_message();
+
     static constexpr qsizetype block_size = 256 * 1024;
+    /// No mail is as large as this; what is worked on takes several times as much memory.
+    static constexpr qsizetype largest_message = qsizetype(2) * 1024 * 1024 * 1024;
 
 private:
     bool fill();
+    [[nodiscard]] qsizetype end_of_piece() const;
     void append(QByteArrayView lines);
 
     QIODevice &file;
-    QByteArray block;            // raw bytes of the file ...
-    qsizetype at = 0;            // ... those before are taken in
-    qsizetype end_of_lines = 0;  // ... whole lines end here
-    qsizetype filled = 0;        // ... those behind are not read yet
+    QByteArray block;           // raw bytes of the file ...
+    qsizetype at = 0;           // ... those before are taken in
+    qsizetype end_of_lines = 0; // ... whole lines end here, or a piece of a long one
+    qsizetype filled = 0;       // ... those behind are not read yet
     bool device_ended = false;
     bool device_failed = false;
     bool inside_message = false;
+    bool inside_line = false;  // at `at` a long line goes on
     bool at_separator = false; // the line at `at` is known to be one
     QByteArray message_buffer;
 };

@@ -6,6 +6,9 @@
 
 #include <QTest>
 
+#include <csignal>
+#include <sys/resource.h>
+
 using statics = plugin_static_function;
 
 class test_log : public QObject
@@ -18,6 +21,8 @@ private Q_SLOTS:
     void log_that_is_off_writes_nothing();
     void enciphered_lines();
     void lines_are_appended_and_named_after_the_caller();
+    void lines_that_a_full_disk_took_are_counted_data();
+    void lines_that_a_full_disk_took_are_counted();
     void essentials_keep_the_encryption_flag();
     void clearing_keeps_what_outlives_a_source();
     void cipher_modes_data();
@@ -100,6 +105,41 @@ void test_log::lines_are_appended_and_named_after_the_caller()
     }
     const QString me = QStringLiteral("test_log::lines_are_appended_and_named_after_the_caller: ");
     QCOMPARE(log.lines(), QStringList({me + u"one two three", me + u"start", me + u"end"}));
+}
+
+void test_log::lines_that_a_full_disk_took_are_counted_data()
+{
+    QTest::addColumn<bool>("space_before_the_end");
+    QTest::newRow("then there is space") << true;
+    QTest::newRow("at the end there is space") << false;
+}
+
+/// A limit on the size of files stands in for the disk.
+void test_log::lines_that_a_full_disk_took_are_counted()
+{
+    QFETCH(bool, space_before_the_end);
+    const auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit usual;
+    QCOMPARE(::getrlimit(RLIMIT_FSIZE, &usual), 0);
+    {
+        const log_capture log;
+        log_line("one");
+        const auto size = static_cast<rlim_t>(QFileInfo(log.path()).size());
+        const rlimit nearly_full = {size + 20, usual.rlim_max};
+        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &nearly_full), 0);
+        log_line("two");
+        log_line("three");
+        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &usual), 0);
+        QCOMPARE(read_file(log.path()).size(), qsizetype(size) + 20); // a part of the second line
+        if (space_before_the_end)
+            log_line("four");
+        statics::close_debug_file();
+        const QList<QByteArray> lines = read_file(log.path()).split('\n');
+        QCOMPARE(lines.size(), space_before_the_end ? 5 : 4);
+        QVERIFY(lines.at(2).endsWith("[debug log] ----FAILED---- lines that could not be written: 2"));
+        QVERIFY(!space_before_the_end || lines.at(3).endsWith("]:-- four"));
+    }
+    std::signal(SIGXFSZ, old_handler);
 }
 
 void test_log::essentials_keep_the_encryption_flag()

@@ -248,8 +248,8 @@ void test_paths::free_names_follow_the_directory()
     const QTemporaryDir directory;
     const QString path = directory.path() + u'/';
     const QString name = QStringLiteral("a");
-    const bool cancelled = false;
-    free_file_names names(path);
+    const std::atomic_bool cancelled = false;
+    free_file_names names(path, cancelled);
     QCOMPARE(names.next(name, cancelled), name);
     QCOMPARE(names.next(name, cancelled), name); // nothing was made yet
     for (const char *expected : {"a", "1_a", "2_a"}) {

@@ -7,6 +7,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTest>
 
 #include <csignal>
@@ -42,6 +44,7 @@ private Q_SLOTS:
     void cancelled_by_a_signal_data();
     void cancelled_by_a_signal();
     void killed();
+    void journal_of_a_killed_run();
 
 private:
     ended host(const QStringList &arguments);
@@ -309,6 +312,36 @@ void test_gmail_host::killed()
                               QStringLiteral("--clear"), QStringLiteral("--no-log")});
     QCOMPARE(again.status, 0);
     QVERIFY(again.output.contains(u"messages             399999 rows"));
+}
+
+/// What a kill within a transaction leaves: changed pages, and a journal with what stood there before.
+void test_gmail_host::journal_of_a_killed_run()
+{
+    const auto extract_anew = [this](const char *option) {
+        return host(
+            {QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("r")), QLatin1StringView(option)});
+    };
+    QCOMPARE(extract_anew("--quiet").status, 0);
+    const QString database = result(QStringLiteral("Gmail.sqlite"));
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("killed"));
+        db.setDatabaseName(database);
+        QVERIFY(db.open());
+        for (const char *statement :
+             {"pragma cache_size = 1", "begin", "update messages set subject = hex(zeroblob(9999))"})
+            QVERIFY(QSqlQuery(db).exec(QLatin1StringView(statement)));
+        for (const char *suffix : {"", "-journal"})
+            write_file(path(QStringLiteral("left")) + QLatin1StringView(suffix),
+                       read_file(database + QLatin1StringView(suffix)));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("killed"));
+    for (const char *suffix : {"", "-journal"})
+        write_file(database + QLatin1StringView(suffix),
+                   read_file(path(QStringLiteral("left")) + QLatin1StringView(suffix)));
+    QCOMPARE(extract_anew("--quiet").status, 5); // it holds rows
+    QCOMPARE(extract_anew("--clear").status, 0);
+    QCOMPARE(rows_of(database, QStringLiteral("select count(*), max(length(subject)) < 100 from messages")),
+             QStringList(QStringLiteral("6|1")));
 }
 
 QTEST_MAIN(test_gmail_host)

@@ -43,9 +43,9 @@
 }
 
 /// The body of an attachment whose entry has this text; null when there is none.
-[[nodiscard]] inline QByteArrayView attachment_body_by_plain_search(const QByteArray &bytes, const QString &entry)
+[[nodiscard]] inline QByteArrayView attachment_body_by_plain_search(const QByteArray &bytes, QByteArrayView entry)
 {
-    const qsizetype begin = bytes.indexOf(entry.toLocal8Bit());
+    const qsizetype begin = bytes.indexOf(entry);
     const qsizetype blank_line = begin < 1 ? -1 : bytes.indexOf("\r\n\r\n", begin);
     const qsizetype end = blank_line < 0 ? -1 : bytes.indexOf("==", blank_line);
     return end < 0 ? QByteArrayView() : QByteArrayView(bytes).sliced(blank_line, end - blank_line);

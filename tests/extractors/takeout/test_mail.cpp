@@ -21,7 +21,7 @@ QStringList texts_of(const std::vector<mail_attachments::parameter> &entries)
 {
     QStringList texts;
     for (const mail_attachments::parameter &entry : entries)
-        texts.append(entry.text);
+        texts.append(QString::fromUtf8(entry.text));
     return texts;
 }
 
@@ -52,7 +52,10 @@ private Q_SLOTS:
     void plain_parts();
     void normalized_text_data();
     void normalized_text();
+    void normalized_text_is_that_of_plain_replacing();
     void attachment_bodies();
+    void attachments_of_one_message_stay_bounded();
+    void given_up_when_cancelled();
     void attachment_bodies_are_those_of_a_plain_search();
     void one_line_of_many_names_stays_bounded();
     void base64_decodes_as_qt_does();
@@ -261,10 +264,45 @@ void test_mail::normalized_text()
     QTEST(mail_body::normalized(text), "expected");
 }
 
+void test_mail::normalized_text_is_that_of_plain_replacing()
+{
+    QRandomGenerator random(8);
+    for (int round = 0; round < 20000; ++round) {
+        const QString text = QString::fromUtf8(random_text(random, {"=E2=80=9C", "=E2=80=9D", "=E2=80=99", "=E2=80=94",
+                                                                    "=\n", "=E2", "=80", "=", "9C", "a", "\xC3\xA4"}));
+        QString expected = text;
+        expected.replace(QStringLiteral("=E2=80=9C"), QStringLiteral("\""));
+        expected.replace(QStringLiteral("=E2=80=9D"), QStringLiteral("\""));
+        expected.replace(QStringLiteral("=E2=80=99"), QStringLiteral("'"));
+        expected.remove(QStringLiteral("=\n"));
+        expected.replace(QStringLiteral("=E2=80=94"), QStringLiteral("-"));
+        QCOMPARE(mail_body::normalized(text), expected);
+    }
+}
+
+void test_mail::attachments_of_one_message_stay_bounded()
+{
+    const qsizetype most = qsizetype(mail_attachments::most_of_a_message);
+    const QByteArray bytes = 'x' + QByteArray("filename=a\r\n").repeated(most + 7);
+    const mail_attachments::parameter_list list = mail_attachments::parameters(mail(bytes));
+    QCOMPARE(qsizetype(list.entries.size()), most);
+    QCOMPARE(list.left_out_of_message, qsizetype(7));
+    QCOMPARE(list.left_out, qsizetype(0));
+}
+
+void test_mail::given_up_when_cancelled()
+{
+    const std::atomic_bool cancelled = true;
+    const mail message("x\nTo: a\nContent-Type: text/plain;\r\n\r\nfilename=a\r\n\r\nQQ==", &cancelled);
+    QVERIFY(message.is_cancelled());
+    QCOMPARE(message.to, qsizetype(-1));
+    QVERIFY(message.file_names.empty() && mail_body::plain_parts(message).empty());
+}
+
 void test_mail::attachment_bodies()
 {
-    const QByteArray bytes =
-        "x filename=\"a\"\r\n\r\nQQ==\r\nfilename=\"b\"; filename=c\r\n\r\nQg\r\nfilename=\"a\"\r\n\r\nQw==";
+    const QByteArray bytes = "x filename=\"a\"\r\n\r\nQQ==\r\nfilename=\"b\"; filename=c\xE2\x80\x83\xC2\xA0 "
+                             "\r\n\r\nQg\r\nfilename=\"a\"\r\n\r\nQw==";
     const mail message(bytes);
     const std::vector<mail_attachments::parameter> entries = mail_attachments::parameters(message).entries;
     QCOMPARE(texts_of(entries),
@@ -306,7 +344,7 @@ void test_mail::one_line_of_many_names_stays_bounded()
         size += entry.text.size();
     QVERIFY(size <= mail_attachments::most_characters_of_others + 5 * bytes.size());
     QCOMPARE(list.left_out, 100001 - qsizetype(list.entries.size()));
-    QCOMPARE(list.entries.back().text, QStringLiteral("filename=real")); // others do not suffer
+    QCOMPARE(list.entries.back().text.toByteArray(), QByteArray("filename=real")); // others do not suffer
 }
 
 void test_mail::base64_decodes_as_qt_does()

@@ -37,6 +37,8 @@ private Q_SLOTS:
     void known_files();
     void random_files();
     void lines_longer_than_a_block();
+    void pieces_of_a_long_line_are_converted_as_the_whole();
+    void message_given_up();
     void text_conversion_is_skipped_only_where_it_changes_nothing();
 };
 
@@ -109,6 +111,48 @@ void test_mbox_splitter::lines_longer_than_a_block()
         QVERIFY(messages.at(0) == "From a\n" + line + '\n');
         QVERIFY(messages.at(1) == "From b\n" + line + "\xEF\xBF\xBD\n");
     }
+}
+
+void test_mbox_splitter::pieces_of_a_long_line_are_converted_as_the_whole()
+{
+    static const QByteArray pieces[] = {"From ",
+                                        "\xEF\xBB\xBF",
+                                        "\xC3\xA4",
+                                        "\xF0\x9F\x98\x80",
+                                        "\xFF",
+                                        "\xF0\x9F",
+                                        "ab",
+                                        "\r",
+                                        "\xEF\xBB\xBF"
+                                        "From ",
+                                        QByteArray(1, '\0')};
+    QRandomGenerator random(9);
+    for (int round = 0; round < 12; ++round) {
+        QByteArray line;
+        const int ascii = random.bounded(3); // hardly any place to cut, some, many
+        while (line.size() < 3 * mbox_splitter::block_size)
+            line +=
+                ascii == 0 || random.bounded(30) < 10 * ascii ? pieces[random.bounded(int(std::size(pieces)))] : "\xFE";
+        const QByteArray file = line + "\nFrom a\n" + line + "\nFrom b\n" + line;
+        if (split(file, 0) != split_slowly(file, 0))
+            QFAIL(qPrintable(QStringLiteral("round %1").arg(round)));
+    }
+}
+
+void test_mbox_splitter::message_given_up()
+{
+    QByteArray file = "From a\n1\n" + QByteArray(mbox_splitter::block_size, 'x') + "\nFrom b\n2\nFrom c\n";
+    QBuffer device(&file);
+    device.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    mbox_splitter splitter(device);
+    while (splitter.message().isEmpty())
+        QCOMPARE(splitter.read(), mbox_splitter::progress::reading);
+    splitter.give_up_message();
+    auto state = mbox_splitter::progress::reading;
+    while (state == mbox_splitter::progress::reading)
+        state = splitter.read();
+    QCOMPARE(state, mbox_splitter::progress::message_complete);
+    QCOMPARE(splitter.message(), QByteArray("From b\n2\n"));
 }
 
 void test_mbox_splitter::text_conversion_is_skipped_only_where_it_changes_nothing()
