@@ -50,7 +50,9 @@ QByteArrayView without_blanks_behind(QByteArrayView text)
         qsizetype begin_of_last = text.size() - 1;
         while (begin_of_last > 0 && (static_cast<uchar>(text[begin_of_last]) & 0xC0) == 0x80)
             --begin_of_last; // a byte inside a UTF-8 sequence
-        if (!QString::fromUtf8(text.sliced(begin_of_last)).trimmed().isEmpty())
+        const QByteArrayView last = text.sliced(begin_of_last);
+        // (Alone, a byte order mark would be dropped. It is no white space.)
+        if (last == QByteArrayView("\xEF\xBB\xBF") || !QString::fromUtf8(last).trimmed().isEmpty())
             break;
         text.truncate(begin_of_last);
     }

@@ -54,6 +54,7 @@ private Q_SLOTS:
     void normalized_text();
     void normalized_text_is_that_of_plain_replacing();
     void attachment_bodies();
+    void entries_end_as_trimmed_texts_do();
     void attachments_of_one_message_stay_bounded();
     void given_up_when_cancelled();
     void attachment_bodies_are_those_of_a_plain_search();
@@ -277,6 +278,19 @@ void test_mail::normalized_text_is_that_of_plain_replacing()
         expected.remove(QStringLiteral("=\n"));
         expected.replace(QStringLiteral("=E2=80=94"), QStringLiteral("-"));
         QCOMPARE(mail_body::normalized(text), expected);
+    }
+}
+
+void test_mail::entries_end_as_trimmed_texts_do()
+{
+    QRandomGenerator random(9);
+    for (int round = 0; round < 2000; ++round) {
+        const QByteArray line =
+            "filename=" + random_text(random, {"\xEF\xBB\xBF", "\xC2\xA0", "\xC2\x85", "\xE3\x80\x80", "\xE2\x80\x8B",
+                                               " ", "\t", "\r", "\f", "a", "\xC3\xA4"});
+        const mail message(line);
+        QCOMPARE(mail_attachments::parameters(message).entries.front().text.toByteArray(),
+                 QString::fromUtf8(line).trimmed().toUtf8());
     }
 }
 
