@@ -123,10 +123,10 @@ QString plugin_static_function::get_nsarray_key_and_values(void *key, void *dict
     if (kind_of(list) != kind::list)
         return {};
     QStringList items;
-    for (qsizetype i = 0; i < count_of(list); ++i) {
+    for (const object item : items_of(list)) {
         if (bool_cancel_extraction)
             return {};
-        items.append(text_of(item_of(list, i)).trimmed());
+        items.append(text_of(item).trimmed());
     }
     return label + label_separator + items.join(u';');
 }

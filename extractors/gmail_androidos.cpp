@@ -3,40 +3,19 @@
 
 #include "extractors/android/bounded_query.h"
 #include "extractors/android/extract_step.h"
+#include "extractors/android/warm_accounts.h"
 
 #include <QDirIterator>
 #include <QFile>
 #include <QSqlError>
 #include <QVariant>
-#include <QXmlStreamReader>
 
 namespace {
 
 constexpr QLatin1StringView application("apps/com.google.android.gm/");
 
-/// The text of the element at hand, that of its children included; up to where the file breaks off. Qt's own reader
-/// calls itself for each child, and evidence may nest them as deep as it likes.
-QString text_of_element(QXmlStreamReader &xml, const std::atomic_bool &cancelled)
-{
-    QString text;
-    for (qint64 depth = 1; depth > 0 && !cancelled && !xml.atEnd();) {
-        switch (xml.readNext()) {
-        case QXmlStreamReader::StartElement:
-            ++depth;
-            break;
-        case QXmlStreamReader::EndElement:
-            --depth;
-            break;
-        case QXmlStreamReader::Characters:
-        case QXmlStreamReader::EntityReference:
-            text += xml.text();
-            break;
-        default:
-            break;
-        }
-    }
-    return text;
-}
+/// Preferences are read at once. A device writes some hundred bytes.
+constexpr qint64 most_bytes_of_preferences = 64 * 1024 * 1024;
 
 } // namespace
 
@@ -148,28 +127,20 @@ QString gmail_androidos::get_gmail_account_id()
     return query.next() ? columns::text_of(query.value(0)) : none;
 }
 
-/// The accounts that the application warmed up last, as its preferences list them.
 QStringList gmail_androidos::extract_last_warmup_accounts() const
 {
-    QStringList accounts;
     if (warm_accounts_path.isEmpty())
-        return accounts;
+        return {};
     QFile file(warm_accounts_path);
     if (!is_regular_file(warm_accounts_path) || !file.open(QIODevice::ReadOnly)) {
         log_line(" File Open Failed:", warm_accounts_path);
         log_line("", file.errorString());
-        return accounts;
+        return {};
     }
-    QXmlStreamReader xml(&file);
-    while (!bool_cancel_extraction && !xml.atEnd() && !xml.hasError()) {
-        xml.readNext();
-        if (!xml.isStartElement() || xml.attributes().value(QLatin1StringView("name")) != u"lastly_warmed_up_accounts")
-            continue;
-        const QString text = text_of_element(xml, bool_cancel_extraction);
-        for (const QString &line : text.split(u'\n')) {
-            if (!line.trimmed().isEmpty())
-                accounts.append(line.trimmed());
-        }
-    }
-    return accounts;
+    const bool fits = file.size() <= most_bytes_of_preferences;
+    const auto accounts = fits ? lastly_warmed_up_accounts(file.read(most_bytes_of_preferences)) : std::nullopt;
+    if (!accounts)
+        log_line("[extract_last_warmup_accounts] ----FAILED---- too large or too many attributes: ",
+                 warm_accounts_path);
+    return accounts.value_or(QStringList());
 }

@@ -26,7 +26,25 @@ bool is_base64(QByteArrayView bytes)
 
 log_file::log_file(const QString &path)
     : file(path)
+    , line_feeds("\n")
+    , end_marks(end_of_enciphered_piece)
 {
+}
+
+qsizetype log_file::growing_search::at_or_behind(QByteArrayView grown, qsizetype position)
+{
+    if (hit >= position)
+        return hit;
+    const qsizetype begin = qMax(position, searched);
+    hit = grown.indexOf(needle, begin);
+    searched = hit >= 0 ? hit + 1 : qMax(begin, grown.size() - needle.size() + 1);
+    return hit;
+}
+
+void log_file::growing_search::front_was_removed(qsizetype size)
+{
+    hit = qMax<qsizetype>(hit - size, -1);
+    searched = qMax<qsizetype>(searched - size, 0);
 }
 
 bool log_file::open(qint64 offset)
@@ -38,6 +56,8 @@ bool log_file::open(qint64 offset)
 bool log_file::more()
 {
     block.remove(0, at);
+    line_feeds.front_was_removed(at);
+    end_marks.front_was_removed(at);
     block_offset += at;
     at = 0;
     const QByteArray bytes = file.read(block_size);
@@ -47,14 +67,14 @@ bool log_file::more()
 
 /// A line of the log begins with "[" and ends in a line feed, whatever its text holds. Anything else is an enciphered
 /// piece, or the rest of a message of several lines, and ends at whichever mark comes first.
-log_file::piece_end log_file::end_of_piece_at(qsizetype begin) const
+log_file::piece_end log_file::end_of_piece_at(qsizetype begin)
 {
-    const QByteArrayView bytes = QByteArrayView(block).sliced(begin);
-    const qsizetype mark = bytes.startsWith('[') ? -1 : bytes.indexOf(end_of_enciphered_piece);
-    const qsizetype line_feed = (mark < 0 ? bytes : bytes.first(mark)).indexOf('\n');
-    if (line_feed >= 0)
-        return {begin + line_feed, 1};
-    return mark < 0 ? piece_end() : piece_end{begin + mark, end_of_enciphered_piece.size()};
+    const bool is_line = begin < block.size() && block[begin] == '[';
+    const qsizetype mark = is_line ? -1 : end_marks.at_or_behind(block, begin);
+    const qsizetype line_feed = line_feeds.at_or_behind(block, begin);
+    if (line_feed >= 0 && (mark < 0 || line_feed < mark))
+        return {line_feed, 1};
+    return mark < 0 ? piece_end() : piece_end{mark, end_of_enciphered_piece.size()};
 }
 
 bool log_file::next(piece &found)
@@ -88,7 +108,7 @@ bool tells_failure(const QByteArray &line)
     if (text.find("FAILED") == std::string_view::npos && text.find("Failed") == std::string_view::npos)
         return false;
     // The fixed text of a message stands in front of any path in it, and paths begin with "/".
-    static const QRegularExpression mark(QStringLiteral("^[^/]*?(-{2,} ?FAILED ?-{2,}|File Open Failed:)"));
+    static const QRegularExpression mark(QStringLiteral("^[^/]*?(-- ?FAILED ?--|File Open Failed:)"));
     const qsizetype message = line.indexOf("]:-- ");
     return message >= 0 && mark.match(QString::fromUtf8(line.sliced(message + 5))).hasMatch();
 }

@@ -30,18 +30,41 @@ public:
     [[nodiscard]] bool next(piece &found);
 
 private:
+    /// Finds the same bytes again and again from rising positions of a block that grows at its end, without going over
+    /// any byte twice.
+    class growing_search
+    {
+    public:
+        explicit growing_search(QByteArrayView sought)
+            : needle(sought)
+        {
+        }
+
+        /// The first occurrence at or behind `position`, or -1.
+        qsizetype at_or_behind(QByteArrayView grown, qsizetype position);
+
+        void front_was_removed(qsizetype size);
+
+    private:
+        QByteArrayView needle;
+        qsizetype hit = -1;
+        qsizetype searched = 0; ///< no occurrence but `hit` begins in front of it
+    };
+
     struct piece_end
     {
         qsizetype at = -1;
         qsizetype mark_size = 0;
     };
-    [[nodiscard]] piece_end end_of_piece_at(qsizetype begin) const;
+    [[nodiscard]] piece_end end_of_piece_at(qsizetype begin);
     [[nodiscard]] bool more();
 
     QFile file;
     QByteArray block; ///< bytes of the file ...
     qsizetype at = 0; ///< ... those before are given out
     qint64 block_offset = 0;
+    growing_search line_feeds;
+    growing_search end_marks;
     encryptor_string cipher;
 };
 

@@ -5,6 +5,7 @@
 /// nodes. Null is a valid object: nothing. No function fails; each tells for which objects it has an answer.
 #pragma once
 
+#include <QList>
 #include <QString>
 
 #include <optional>
@@ -40,10 +41,9 @@ private:
 /// The value of a dictionary; null when there is none or it is no dictionary.
 [[nodiscard]] object value_for_key(object key, object dictionary);
 
-[[nodiscard]] QString text_of(object text);                 ///< empty for other kinds
-[[nodiscard]] double number_of(object number);              ///< 1 or 0 for a boolean; 0 for other kinds
-[[nodiscard]] qsizetype count_of(object list);              ///< 0 for other kinds
-[[nodiscard]] object item_of(object list, qsizetype index); ///< `index` is below `count_of`
+[[nodiscard]] QString text_of(object text);        ///< empty for other kinds
+[[nodiscard]] double number_of(object number);     ///< 1 or 0 for a boolean; 0 for other kinds
+[[nodiscard]] QList<object> items_of(object list); ///< none for other kinds
 
 /// The date as text in this machine's local time; `format` consists of the letters that Foundation and Qt share (dd,
 /// MMM, yyyy, HH, mm, ss, a). Empty for other kinds.

@@ -81,14 +81,14 @@ double number_of(object number)
     return is_number ? [static_cast<NSNumber *>(object_of(number)) doubleValue] : 0;
 }
 
-qsizetype count_of(object list)
+QList<object> items_of(object list)
 {
-    return kind_of(list) == kind::list ? static_cast<qsizetype>([static_cast<NSArray *>(object_of(list)) count]) : 0;
-}
-
-object item_of(object list, qsizetype index)
-{
-    return [static_cast<NSArray *>(object_of(list)) objectAtIndex:static_cast<NSUInteger>(index)];
+    QList<object> items;
+    if (kind_of(list) == kind::list) {
+        for (id item in static_cast<NSArray *>(object_of(list)))
+            items.append(item);
+    }
+    return items;
 }
 
 QString formatted_date(object date, const QString &format)

@@ -1,11 +1,15 @@
 /// libplist and the extended attributes of copies from macOS file systems answer here.
 #include "common/platform/property_objects_portable.h"
 
+#include "common/platform/binary_property_list.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QStringList>
 
 #include <plist/plist.h>
+
+#include <cstdlib>
 
 #if defined(Q_OS_LINUX)
 #    include <sys/xattr.h>
@@ -40,25 +44,6 @@ QDateTime date_of(object date)
     return QDateTime::fromString(text_in_xml(date), Qt::ISODate).toUTC();
 }
 
-/// As the platform's own descriptions of texts, dates and lists of them read.
-QString description_of(object value)
-{
-    switch (kind_of(value)) {
-    case kind::text:
-        return text_of(value);
-    case kind::date:
-        return date_of(value).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")) + QLatin1StringView(" +0000");
-    case kind::list: {
-        QStringList items;
-        for (qsizetype i = 0; i < count_of(value); ++i)
-            items.append(u'"' + description_of(item_of(value, i)) + u'"');
-        return QLatin1StringView("(\n    ") + items.join(QLatin1StringView(",\n    ")) + QLatin1StringView("\n)");
-    }
-    default:
-        return {};
-    }
-}
-
 /// The bytes of an extended attribute; none when there is none of this name.
 std::optional<QByteArray> extended_attribute([[maybe_unused]] const QString &path,
                                              [[maybe_unused]] const QByteArray &name)
@@ -81,7 +66,8 @@ std::optional<QByteArray> extended_attribute([[maybe_unused]] const QString &pat
 
 property_list::property_list(const QByteArray &bytes)
 {
-    plist_from_memory(bytes.constData(), static_cast<uint32_t>(bytes.size()), &node);
+    if (unfolds_moderately(bytes))
+        plist_from_memory(bytes.constData(), static_cast<uint32_t>(bytes.size()), &node);
 }
 
 property_list::~property_list()
@@ -97,6 +83,24 @@ text_object::text_object(const QString &text)
 text_object::~text_object()
 {
     plist_free(node);
+}
+
+QString description_of(object value)
+{
+    switch (kind_of(value)) {
+    case kind::text:
+        return text_of(value);
+    case kind::date:
+        return date_of(value).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")) + QLatin1StringView(" +0000");
+    case kind::list: {
+        QStringList items;
+        for (const object item : items_of(value))
+            items.append(u'"' + description_of(item) + u'"');
+        return QLatin1StringView("(\n    ") + items.join(QLatin1StringView(",\n    ")) + QLatin1StringView("\n)");
+    }
+    default:
+        return {};
+    }
 }
 
 // Nothing is handed out without an owner here.
@@ -161,14 +165,20 @@ double number_of(object number)
     }
 }
 
-qsizetype count_of(object list)
+/// In one walk: libplist finds the item of a number by going through those in front of it.
+QList<object> items_of(object list)
 {
-    return kind_of(list) == kind::list ? plist_array_get_size(node_of(list)) : 0;
-}
-
-object item_of(object list, qsizetype index)
-{
-    return plist_array_get_item(node_of(list), static_cast<uint32_t>(index));
+    QList<object> items;
+    if (kind_of(list) != kind::list)
+        return items;
+    plist_array_iter position = nullptr;
+    plist_array_new_iter(node_of(list), &position);
+    plist_t item = nullptr;
+    for (plist_array_next_item(node_of(list), position, &item); item;
+         plist_array_next_item(node_of(list), position, &item))
+        items.append(item);
+    std::free(position);
+    return items;
 }
 
 QString formatted_date(object date, const QString &format)

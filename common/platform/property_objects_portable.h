@@ -15,7 +15,8 @@ public:
     ~property_list();
     Q_DISABLE_COPY_MOVE(property_list)
 
-    /// The outermost object, usually a dictionary; null when the bytes are no property list.
+    /// The outermost object, usually a dictionary; null when the bytes are no property list or would unfold to
+    /// far more than they are.
     [[nodiscard]] object root() const { return node; }
 
 private:
@@ -35,5 +36,8 @@ public:
 private:
     void *node;
 };
+
+/// As the platform's own descriptions of texts, dates and lists of them read; empty for other kinds.
+[[nodiscard]] QString description_of(object value);
 
 } // namespace property_objects

@@ -112,8 +112,10 @@ QString why_not_prepared(const QSqlDatabase &source, const QString &table)
     for (const QString &name : std::as_const(names)) {
         if (name.contains(odd_name))
             return refusal;
+        const QRegularExpression word(QStringLiteral("(?<!\\w)%1(?!\\w)").arg(QRegularExpression::escape(name)),
+                                      QRegularExpression::CaseInsensitiveOption);
         for (const QString &definition : std::as_const(definitions))
-            named += definition.count(name, Qt::CaseInsensitive);
+            named += definition.count(word);
     }
     const bool has_common_tables = definitions.join(u' ').contains(common_table);
     return has_common_tables || names.size() > most_views || named > most_views_named ? refusal : QString();

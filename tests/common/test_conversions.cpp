@@ -26,6 +26,8 @@ private Q_SLOTS:
     void property_readers();
     void used_dates();
     void dates_of_property_lists();
+    void property_lists_that_unfold_far_data();
+    void property_lists_that_unfold_far();
 };
 
 void test_conversions::texts_data()
@@ -250,7 +252,7 @@ void test_conversions::dates_of_property_lists()
     const property_objects::property_list list(
         "<plist version=\"1.0\"><array><date>2015-01-05T10:11:12Z</date><date>2015-07-05T22:11:12Z</date>"
         "<integer>1</integer></array></plist>");
-    const auto item = [&list](int i) { return const_cast<void *>(property_objects::item_of(list.root(), i)); };
+    const auto item = [&list](int i) { return const_cast<void *>(property_objects::items_of(list.root()).at(i)); };
     const auto epoch = [](void *object) {
         return statics::convert_nsdate_to_epoch(static_cast<NSDate *>(object), static_cast<NSObject *>(object));
     };
@@ -258,6 +260,42 @@ void test_conversions::dates_of_property_lists()
     QCOMPARE(epoch(item(1)), 1436134272 + 7200);
     QCOMPARE(epoch(item(2)), 0);
     QCOMPARE(epoch(nullptr), 0);
+}
+
+void test_conversions::property_lists_that_unfold_far_data()
+{
+    QTest::addColumn<int>("levels");
+    QTest::addColumn<int>("items");
+    QTest::addColumn<bool>("is_read");
+    QTest::newRow("every item twice") << 10 << 2 << true;
+    QTest::newRow("two to the thirtieth items") << 30 << 2 << false;
+    QTest::newRow("deep") << 500 << 1 << true;
+    QTest::newRow("too deep") << 600 << 1 << false;
+}
+
+/// A binary property list whose lists name the next one as each of their items; the last one is a text.
+void test_conversions::property_lists_that_unfold_far()
+{
+    QFETCH(int, levels);
+    QFETCH(int, items);
+    const auto two_bytes = [](qsizetype number) -> QByteArray {
+        return QByteArray(1, char(number >> 8)) + QByteArray(1, char(number & 0xFF));
+    };
+    QByteArray bytes = "bplist00";
+    QByteArray offsets;
+    for (int i = 0; i < levels; ++i) {
+        offsets += two_bytes(bytes.size());
+        bytes += QByteArray(1, char(0xA0 + items)) + two_bytes(i + 1).repeated(items);
+    }
+    offsets += two_bytes(bytes.size());
+    bytes += "Qa";
+    const QByteArray table = QByteArray(6, '\0') + two_bytes(bytes.size());
+    bytes += offsets + QByteArray(6, '\0') + "\2\2" + QByteArray(6, '\0') + two_bytes(levels + 1) +
+             QByteArray(8, '\0') + table;
+
+    const property_objects::property_list list(bytes);
+    QTEST(list.root() != nullptr, "is_read");
+    QCOMPARE(property_objects::items_of(list.root()).size(), list.root() ? items : 0);
 }
 
 int main(int argc, char *argv[])

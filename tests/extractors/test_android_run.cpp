@@ -7,6 +7,8 @@
 #include <QSqlQuery>
 #include <QTest>
 
+#include <sys/stat.h>
+
 namespace {
 
 const QString application = QStringLiteral("apps/com.google.android.gm/");
@@ -55,10 +57,15 @@ private Q_SLOTS:
     void mailboxes_and_cookies();
     void accounts_data();
     void accounts();
+    void costly_preferences_data();
+    void costly_preferences();
     void source_files_are_found_where_they_are();
     void write_ahead_rows_and_untouched_evidence();
     void failures_data();
     void failures();
+    void views_and_made_columns_data();
+    void views_and_made_columns();
+    void links_and_pipes();
     void unopenable_result();
     void failed_inserts();
     void cancelled();
@@ -271,6 +278,43 @@ void test_android_run::accounts()
     QTEST(rows("select display_name, email_address, sender_name, ringtone_uri, source_file from accounts"), "expected");
 }
 
+/// What an XML reader works on far longer than its size makes expect.
+void test_android_run::costly_preferences_data()
+{
+    QTest::addColumn<QByteArray>("in_front");
+    QTest::addColumn<bool>("refused");
+    const auto element_of = [](int attributes) {
+        QByteArray element = "<map";
+        for (int i = 0; i < attributes; ++i)
+            element += " a" + QByteArray::number(i) + " = '>'";
+        return QByteArray(element + '>');
+    };
+    QTest::newRow("one attribute more than is read") << element_of(4097) << true;
+    QTest::newRow("as many as are read, twice")
+        << QByteArray("<map>" + element_of(4096) + "</map>" + element_of(4096)) << false;
+    QTest::newRow("prefixes in many elements")
+        << QByteArray("<map>" + QByteArray("<p xmlns:a='v'/>").repeated(4097)) << true;
+    QTest::newRow("attribute by default") << QByteArray("<!DOCTYPE map [<!ATTLIST map a CDATA 'v'>]><map>") << true;
+    QTest::newRow("a text of equals signs and quotes")
+        << QByteArray("<map>" + QByteArray("=x'").repeated(10000)) << false;
+}
+
+void test_android_run::costly_preferences()
+{
+    QFETCH(QByteArray, in_front);
+    QFETCH(bool, refused);
+    QVERIFY(provider(sql({"insert into Account values(1, 'N', 'a@x', 'S', null)"})));
+    const QByteArray xml = in_front + "<s name='lastly_warmed_up_accounts'>a@x</s></map>";
+    for (const QByteArray &file : {xml, QByteArray(reinterpret_cast<const char *>(QString::fromUtf8(xml).utf16()),
+                                                   2 * QString::fromUtf8(xml).size())}) {
+        write_file(source("sp/warm_accounts_preferences.xml"), file);
+        const log_capture log;
+        extract("accounts");
+        QCOMPARE(log.lines_with(QStringLiteral("::extract_last_warmup_accounts: ")).size(), refused ? 1 : 0);
+    }
+    QCOMPARE(rows("select count(*) from accounts"), QStringList(QString::number(refused ? 0 : 2)));
+}
+
 void test_android_run::source_files_are_found_where_they_are()
 {
     const log_capture log;
@@ -369,6 +413,82 @@ void test_android_run::failures()
     extract("accounts");
     QCOMPARE(rows("select count(*) from accounts"),
              QStringList(what.startsWith(u"FILE") ? QStringLiteral("0") : QStringLiteral("1")));
+}
+
+/// What stands in the place of a table is read when that surely comes to an end.
+void test_android_run::views_and_made_columns_data()
+{
+    QTest::addColumn<QString>("instead");
+    QTest::addColumn<QString>("rows_or_refusal");
+    const char *const select_all = "Message as select o.* from O o";
+    const auto add = [&](const char *name, const QString &definition, const char *expected) {
+        QTest::newRow(name) << QString(u"create " + definition) << QString::fromUtf8(expected);
+    };
+    const auto view = [&](const char *more) {
+        return QString(u"view " + QString::fromUtf8(select_all) + QString::fromUtf8(more));
+    };
+    add("plain view", view(""), "1");
+    add("view with its order and a row found by key",
+        view(" join Mailbox m on m.rowid = o.mailboxKey order by snippet"), "1");
+    add("union", view(" union all select * from O"), "2");
+    add("recursion",
+        view(" where _id in (with recursive n(i) as (select 1 union all select i from n) select i from n)"),
+        "refused: Message is a view that could run without end");
+    add("loops in loops", view(", Account a, Account b, Account c where a.senderName + b.senderName"),
+        "refused: Message is a view that could run without end");
+    add("costly function", view(" where length(zeroblob(1000000000)) > 1"),
+        "refused: Message is a view that could run without end");
+    add("costly pattern", view(" where snippet like '%a%b%c%d%'"),
+        "refused: Message is a view that could run without end");
+    add("virtual table",
+        QStringLiteral("virtual table Message using fts5(_id, displayName, timeStamp, subject, "
+                       "flagAttachment, messageId, mailboxKey, fromList, toList, ccList, bccList, "
+                       "replyToList, snippet, flagSeen)"),
+        "refused: Message is a virtual table");
+    add("column made when it is read",
+        QStringLiteral(
+            "table Message(_id, displayName, timeStamp, subject, flagAttachment, messageId, mailboxKey, "
+            "fromList, toList, ccList, bccList, replyToList, flagSeen, snippet as (printf('%.*c', 1e9, 'x')))"),
+        "refused: Message has generated columns");
+}
+
+void test_android_run::views_and_made_columns()
+{
+    QFETCH(QString, instead);
+    QFETCH(QString, rows_or_refusal);
+    QVERIFY(provider(sql({"insert into Message(_id, mailboxKey, snippet) values(1, 1, 's')",
+                          "insert into Mailbox(_id) values(1)", "insert into Account(_id) values(1), (2)",
+                          "insert into Attachment(_id, fileName, messageKey) values(5, 'f', 1)",
+                          "alter table Attachment rename to A", "create view Attachment as select * from A",
+                          "alter table Message rename to O"})));
+    QVERIFY(run_sql(source("db/EmailProvider.db"), {instead}));
+    const log_capture log;
+    extract("messages");
+    const bool refused = rows_or_refusal.startsWith(u"refused");
+    QCOMPARE(rows("select count(*) from messages"), QStringList(refused ? QStringLiteral("0") : rows_or_refusal));
+    QCOMPARE(log.lines_with(u"extract_gm_mails: " + rows_or_refusal).size(), refused ? 1 : 0);
+    if (!refused) // the look-up goes through a view, too
+        QCOMPARE(rows("select distinct email_attachments from messages"),
+                 QStringList(QStringLiteral("File Name : f;File Path : /5")));
+}
+
+void test_android_run::links_and_pipes()
+{
+    QVERIFY(provider(sql({"insert into Message(_id) values(1)", "insert into Account(emailAddress) values('a@x')"})));
+    const QString outside = session->result(QStringLiteral("../../../outside/"));
+    write_file(outside + QLatin1StringView("1.html"), "x");
+    QVERIFY(QFile::copy(source("db/EmailProvider.db"), outside + QLatin1StringView("Cookies")));
+    QDir().mkpath(source("f/body/0"));
+    QDir().mkpath(source("r/app_webview"));
+    QDir().mkpath(source("sp"));
+    QVERIFY(QFile::link(outside + QLatin1StringView("1.html"), source("f/body/0/1.html")));
+    QVERIFY(QFile::link(outside + QLatin1StringView("Cookies"), source("r/app_webview/Cookies")));
+    QCOMPARE(::mkfifo(QFile::encodeName(source("sp/warm_accounts_preferences.xml")).constData(), 0600), 0);
+    const log_capture log;
+    session->prepare({QStringLiteral("messages"), QStringLiteral("accounts"), QStringLiteral("cookies")});
+    session->extract(); // does not wait for the pipe
+    QCOMPARE(rows("select snippet_file from messages"), QStringList(QString()));
+    QCOMPARE(log.lines_with(QStringLiteral("[link leads out of the source] ----FAILED---- :")).size(), 2);
 }
 
 void test_android_run::unopenable_result()

@@ -1,42 +1,13 @@
 /// The splitter against a slow one that goes line by line, as text.
 #include "extractors/takeout/local_text.h"
 #include "extractors/takeout/mbox_splitter.h"
+#include "tests/support/slow_splitter.h"
 
 #include <QBuffer>
 #include <QRandomGenerator>
 #include <QTest>
 
 namespace {
-
-/// One line at a time, everything as text. `keep` tells which messages (by number) are not dropped.
-QList<QByteArray> split_slowly(QByteArray file, int keep)
-{
-    QList<QByteArray> messages;
-    QBuffer device(&file);
-    device.open(QIODevice::ReadOnly);
-    const auto read_line = [&device] { return QString::fromLocal8Bit(device.readLine()); };
-    QString buffer;
-    QString line;
-    bool inside = false;
-    while (true) {
-        if (!inside) {
-            line = read_line();
-            if (device.atEnd())
-                return messages;
-            inside = line.startsWith(u"From ");
-            continue;
-        }
-        buffer += line;
-        line = read_line();
-        if (line.startsWith(u"From ")) {
-            messages.append(buffer.toLocal8Bit());
-            if (messages.size() != keep)
-                buffer.clear();
-        } else if (device.atEnd()) {
-            return messages;
-        }
-    }
-}
 
 QList<QByteArray> split(QByteArray file, int keep)
 {

@@ -1,0 +1,74 @@
+#include "extractors/android/warm_accounts.h"
+
+#include <QXmlStreamReader>
+
+namespace {
+
+/// The text of the element at hand, that of its children included; up to where the file breaks off. Qt's own reader
+/// calls itself for each child, and evidence may nest them as deep as it likes.
+QString text_of_element(QXmlStreamReader &xml)
+{
+    QString text;
+    for (qint64 depth = 1; depth > 0 && !xml.atEnd();) {
+        switch (xml.readNext()) {
+        case QXmlStreamReader::StartElement:
+            ++depth;
+            break;
+        case QXmlStreamReader::EndElement:
+            --depth;
+            break;
+        case QXmlStreamReader::Characters:
+        case QXmlStreamReader::EntityReference:
+            text += xml.text();
+            break;
+        default:
+            break;
+        }
+    }
+    return text;
+}
+
+/// What stands between two "<" counts as one element, attributes by their "=" and quote.
+bool has_element_of_many_attributes(QByteArrayView xml)
+{
+    qsizetype attributes = 0;
+    bool behind_equals = false;
+    for (const char letter : xml) {
+        if (letter == '<')
+            attributes = 0;
+        else if (behind_equals && (letter == '"' || letter == '\''))
+            ++attributes;
+        if (attributes > most_attributes_of_element)
+            return true;
+        behind_equals = letter == '=' || (behind_equals && QChar::isSpace(static_cast<uchar>(letter)));
+    }
+    return false;
+}
+
+bool is_read_in_reasonable_time(QByteArray xml)
+{
+    xml.removeIf([](char letter) { return letter == '\0'; }); // UTF-16 reads like ASCII then
+    return xml.count("xmlns") <= most_attributes_of_element && !xml.contains("<!ATTLIST") &&
+           !has_element_of_many_attributes(xml);
+}
+
+} // namespace
+
+std::optional<QStringList> lastly_warmed_up_accounts(const QByteArray &preferences)
+{
+    if (!is_read_in_reasonable_time(preferences))
+        return {};
+    QStringList accounts;
+    QXmlStreamReader xml(preferences);
+    while (!xml.atEnd() && !xml.hasError()) {
+        xml.readNext();
+        if (!xml.isStartElement() || xml.attributes().value(QLatin1StringView("name")) != u"lastly_warmed_up_accounts")
+            continue;
+        const QString text = text_of_element(xml);
+        for (const QString &line : text.split(u'\n')) {
+            if (!line.trimmed().isEmpty())
+                accounts.append(line.trimmed());
+        }
+    }
+    return accounts;
+}

@@ -1,0 +1,20 @@
+#include "fuzz/fuzz.h"
+
+namespace {
+
+/// Warnings about damaged input are no findings, and millions of them would hide what is one.
+void show_fatal_messages_only(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (type == QtFatalMsg)
+        std::fprintf(stderr, "%s\n", qPrintable(text));
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    qputenv("TZ", "Europe/Berlin"); // one with daylight saving: no date may depend on it
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qInstallMessageHandler(show_fatal_messages_only);
+    return 0;
+}

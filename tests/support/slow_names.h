@@ -1,0 +1,28 @@
+/// Free file names once more, slow and plain: the directory is listed for each name that is tried.
+#pragma once
+
+#include <QDir>
+#include <QFile>
+
+/// The name as the file system gives it back: it ends at a NUL, and what cannot be encoded is replaced.
+[[nodiscard]] inline QString name_on_disk_of(const QString &name)
+{
+    return QFile::decodeName(QFile::encodeName(name).constData());
+}
+
+[[nodiscard]] inline bool is_listed(const QString &directory, const QString &name)
+{
+    for (const QString &entry : QDir(directory).entryList(QDir::AllEntries | QDir::Hidden | QDir::System)) {
+        if (entry.trimmed() == name_on_disk_of(name).trimmed())
+            return true;
+    }
+    return false;
+}
+
+[[nodiscard]] inline QString free_name_by_listing(const QString &directory, const QString &wanted)
+{
+    QString name = wanted;
+    for (int i = 1; is_listed(directory, name); ++i)
+        name = QString::number(i) + u'_' + wanted;
+    return name;
+}
