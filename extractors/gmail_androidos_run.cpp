@@ -149,12 +149,12 @@ gmail_androidos::outcome gmail_androidos::copy_rows_that_fit(const extract_step 
     const QList<int> positions = positions_of(step, query);
     const int paired_position = step.paired_column ? query.record().indexOf(QLatin1StringView(step.paired_column)) : -1;
     while (query.next()) {
-        if (bool_cancel_extraction)
-            return outcome::cancelled;
         if (fill)
             fill(query, context);
         if (step.uses_account)
             know_account(context);
+        if (bool_cancel_extraction) // also because look-ups that a cancel ended tell too little
+            return outcome::cancelled;
         if (!step.paired_column) {
             insert_row(rows, values_of(step, query, positions, context));
             continue;
