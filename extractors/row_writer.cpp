@@ -16,7 +16,7 @@ struct late_text
 namespace {
 
 constexpr qint64 longest_wait = 500; // milliseconds
-constexpr qsizetype most_waiting_characters = 4 * 1024 * 1024;
+constexpr qsizetype most_waiting_characters = 2 * 1024 * 1024;
 constexpr qint64 most_bytes_ahead = 8 * 1024 * 1024; // work on so many may take longer than the wait
 constexpr int last_tries = 3;                      // to commit a locked file; each waits for the driver's busy timeout
 constexpr qsizetype longest_late_text = 16 * 1024; // SQLite copies late texts; longer ones are handed over
@@ -26,7 +26,7 @@ constexpr qsizetype shortest_shared_text = 64;
 constexpr qsizetype longest_bound_text = (qsizetype(1) << 30) - 1;
 
 // Room for the pages of a full transaction: pages that do not fit are written, and waited for, before their time.
-constexpr char page_cache[] = "PRAGMA cache_size = -8192"; // KiB
+constexpr char page_cache[] = "PRAGMA cache_size = -4096"; // KiB
 
 /// While it lives, `late_text` converts to QString. It goes with the library, which a host may unload.
 class late_text_conversion
@@ -75,24 +75,32 @@ void insert_statement::prepare(qsizetype columns)
     bindings.assign(values.size(), binding::nothing);
 }
 
+/// A text that has not changed since the first row is most likely a constant of the run: it stays bound.
+void insert_statement::bind(std::size_t column, const QString &value)
+{
+    QString &known = values[column];
+    binding &bound = bindings[column];
+    const bool is_known = value.constData() == known.constData() && value.size() == known.size();
+    const bool is_constant = bound == binding::nothing || (bound == binding::constant && is_known);
+    const binding wanted = value.isNull()                     ? binding::null
+                           : value.size() > longest_late_text ? binding::handed_over
+                           : is_constant                      ? binding::constant
+                                                              : binding::late;
+    known = wanted == binding::handed_over ? QString() : value;
+    if (wanted == bound && wanted != binding::handed_over)
+        return;
+    prepared_query.bindValue(static_cast<int>(column), wanted == binding::late
+                                                           ? QVariant::fromValue(late_text{&known})
+                                                           : QVariant(value.left(longest_bound_text)));
+    bound = wanted;
+}
+
 bool insert_statement::execute(const QStringList &row)
 {
     if (!prepared)
         prepare(row.size());
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        const QString &value = row.at(static_cast<qsizetype>(i));
-        const binding wanted = value.isNull()                     ? binding::null
-                               : value.size() > longest_late_text ? binding::direct
-                                                                  : binding::late;
-        if (wanted == binding::late)
-            values[i] = value;
-        if (wanted == bindings[i] && wanted != binding::direct)
-            continue;
-        prepared_query.bindValue(static_cast<int>(i), wanted == binding::late
-                                                          ? QVariant::fromValue(late_text{&values[i]})
-                                                          : QVariant(value.left(longest_bound_text)));
-        bindings[i] = wanted;
-    }
+    for (std::size_t i = 0; i < values.size(); ++i)
+        bind(i, row.at(static_cast<qsizetype>(i)));
     const bool inserted = prepared_query.exec();
     prepared = prepared && inserted;
     return inserted;

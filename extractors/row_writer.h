@@ -28,14 +28,15 @@ public:
     [[nodiscard]] const QSqlQuery &query() const { return prepared_query; }
 
 private:
-    enum class binding : char { nothing, null, late, direct };
+    enum class binding : char { nothing, null, constant, late, handed_over };
 
     void prepare(qsizetype columns);
+    void bind(std::size_t column, const QString &value);
 
     QString text;
     QSqlQuery prepared_query;
     bool prepared = false;
-    std::vector<QString> values; ///< what late bindings read; keeps its place in memory
+    std::vector<QString> values; ///< of the last row but long ones; late bindings read them in their places
     std::vector<binding> bindings;
 };
 
