@@ -19,11 +19,10 @@ public:
     /// False, with `failure` set, when the file is no archive, or one that cannot be opened.
     [[nodiscard]] bool open();
 
-    /// "zip", "tar", "7z" or "Android backup"; known after the first member was asked for.
-    [[nodiscard]] QString format() const;
-
     [[nodiscard]] bool next(member &found) override;
     [[nodiscard]] qint64 read(std::span<char> buffer) override;
+    /// "zip", "tar", "7z" or "Android backup".
+    [[nodiscard]] QString format() const override;
     [[nodiscard]] QString doubt() const override;
 
 private:
@@ -35,7 +34,7 @@ private:
     std::unique_ptr<android_backup> backup;
     QByteArray block;      ///< what the backup gives the archive reader
     QByteArray last_bytes; ///< of the tar stream of a backup
-    QByteArray password; ///< null until it is asked for
+    QByteArray password;   ///< null until it is asked for
     bool at_encrypted = false;
 };
 

@@ -23,6 +23,9 @@ public:
     explicit directory_reader(const QString &directory);
 
     [[nodiscard]] bool next(member &found) override;
+    [[nodiscard]] QString format() const override { return format_name; }
+
+    static constexpr QLatin1StringView format_name{"directory"};
 
 private:
     QString root; ///< ends in "/"
@@ -36,6 +39,7 @@ public:
     explicit mbox_reader(const QString &path) { file.setFileName(path); }
 
     [[nodiscard]] bool next(member &found) override;
+    [[nodiscard]] QString format() const override { return QStringLiteral("mbox file"); }
 
 private:
     bool told = false;

@@ -36,6 +36,9 @@ public:
     /// Why the source cannot be read on; names the file.
     [[nodiscard]] const maybe_refusal &failure() const { return why_failed; }
 
+    /// What kind of source it is, in a word or two. Of an archive it is known once a member was asked for.
+    [[nodiscard]] virtual QString format() const = 0;
+
     /// What the source leaves open although it was read to its end; empty when nothing.
     [[nodiscard]] virtual QString doubt() const { return {}; }
 

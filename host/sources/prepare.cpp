@@ -1,14 +1,12 @@
 #include "host/sources/prepare.h"
 
-#include "host/sources/archive_reader.h"
 #include "host/sources/directory_reader.h"
 #include "host/sources/expectation.h"
 #include "host/sources/layout.h"
+#include "host/sources/open_reader.h"
 #include "host/sources/parts.h"
 
-#include <QDateTime>
 #include <QDir>
-#include <QDirIterator>
 #include <QFileInfo>
 #include <QHash>
 #include <QSet>
@@ -21,9 +19,6 @@ namespace {
 constexpr qsizetype most_skipped_paths = 100;
 constexpr qsizetype longest_name = 255; // bytes
 constexpr QLatin1StringView staging_phase("staging");
-constexpr QLatin1StringView reading_phase("reading");
-
-const refusal cancelled = {exit_status::interrupted, {}};
 
 // ---- Members --------------------------------------------------------------------------------------------------------
 
@@ -34,43 +29,6 @@ struct found_member
     qint64 number; ///< among all members of the reader
     member entry;
 };
-
-QString type_of(const QString &path)
-{
-    const QFileInfo info(path);
-    if (info.isDir())
-        return QStringLiteral("directory");
-    return begins_like_archive(path) ? QStringLiteral("archive") : QStringLiteral("mbox file");
-}
-
-maybe_refusal open_reader(const QString &path, std::unique_ptr<member_reader> &reader)
-{
-    if (maybe_refusal unreadable = check_given(path))
-        return unreadable;
-    const QFileInfo info(path);
-    if (info.isDir()) {
-        reader = std::make_unique<directory_reader>(path);
-        return {};
-    }
-    if (info.size() == 0)
-        return refusal{exit_status::bad_source, path + QLatin1StringView(": is empty")};
-    if (begins_like_archive(path)) {
-        auto archive = std::make_unique<archive_reader>(path);
-        if (!archive->open())
-            return archive->failure();
-        reader = std::move(archive);
-        return {};
-    }
-    QFile file(path);
-    const bool is_mbox = path.endsWith(u".mbox") || (file.open(QIODevice::ReadOnly) && file.read(5) == "From ");
-    if (!is_mbox)
-        return refusal{exit_status::bad_source,
-                       path +
-                           QLatin1StringView(": no known kind of source; it is neither a directory nor an archive nor "
-                                             "an mbox file")};
-    reader = std::make_unique<mbox_reader>(path);
-    return {};
-}
 
 /// Why a member is left out whatever it holds; empty when it is an ordinary file with an ordinary path.
 QString why_dropped(const member &entry)
@@ -132,7 +90,7 @@ private:
 
     ready_source common; ///< what all sources that come out of this one share
     std::vector<found_member> members;
-    std::vector<qint64> members_of_reader;
+    QSet<QString> taken; ///< paths of staged files
     qint64 bytes_listed = 0;
     qint64 bytes_staged = 0;
 };
@@ -166,9 +124,8 @@ maybe_refusal source_preparation::list_members()
             return reader->failure();
         if (const QString doubt = reader->doubt(); !doubt.isEmpty())
             common.failures.append(doubt);
-        const auto *archive = dynamic_cast<const archive_reader *>(reader.get());
         common.given.append({.path = path,
-                             .type = archive ? archive->format() : type_of(path),
+                             .type = reader->format(),
                              .size = is_directory ? -1 : QFileInfo(path).size(),
                              .sha256_before = {},
                              .sha256_after = {}});
@@ -218,8 +175,7 @@ maybe_refusal source_preparation::stage_member(member_reader &reader, const foun
         QFile(target).open(QIODevice::WriteOnly | QIODevice::NewOnly);
         return {};
     }
-    const auto is_there = [&place](const source_file &file) { return file.place == place; };
-    if (std::any_of(into.files.begin(), into.files.end(), is_there)) {
+    if (taken.contains(target)) {
         note_skipped(into, QStringLiteral("path that occurs before"), from.entry.path);
         into.failures.append(from.entry.path + QLatin1StringView(": occurs more than once; the first one is read"));
         return {};
@@ -227,6 +183,7 @@ maybe_refusal source_preparation::stage_member(member_reader &reader, const foun
     const bool is_mail = place.startsWith(u"Mail/");
     file_digest digest(options.hash, options.hash && is_mail);
     const bool keep = options.keep_mail || !is_mail;
+    taken.insert(target);
     const maybe_refusal refused = staging.stage(reader, keep ? target : QString(), digest, [this](qint64 count) {
         bytes_staged += count;
         return progress(staging_phase, bytes_staged, qMax(bytes_listed, bytes_staged));
@@ -300,7 +257,8 @@ maybe_refusal source_preparation::run(QList<ready_source> &ready)
     const maybe_refusal unknown = is_directory ? recognise(only, options.scheme, found) : maybe_refusal();
     if (is_directory && !unknown && found.has_artifacts) {
         common.found = found;
-        common.given.append({.path = only, .type = type_of(only), .size = -1, .sha256_before = {}, .sha256_after = {}});
+        common.given.append(
+            {.path = only, .type = directory_reader::format_name, .size = -1, .sha256_before = {}, .sha256_after = {}});
         ready.append(common);
         return {};
     }
@@ -329,89 +287,6 @@ maybe_refusal source_preparation::run(QList<ready_source> &ready)
                                           "RESULT_DIR")};
     }
     return stage_members(placed, ready, first);
-}
-
-// ---- Files that stay where they are
-// -----------------------------------------------------------------------------------
-
-/// The files that the plug-in reads below a root; as its own walks, links to directories are not followed.
-QList<source_file> files_in_place(const evidence &found, const QString &given)
-{
-    QList<source_file> files;
-    const QString begin =
-        found.scheme == u"androidOS" ? QStringLiteral("apps/com.google.android.gm/") : QStringLiteral("Mail/");
-    QStringList folders = {begin};
-    if (found.scheme == u"androidOS")
-        folders = {begin + u"db/", begin + u"sp/", begin + u"r/app_webview/"};
-    for (const QString &folder : std::as_const(folders)) {
-        QDirIterator entries(found.root + folder, QDir::Files, QDirIterator::Subdirectories);
-        while (entries.hasNext()) {
-            const QString path = entries.next();
-            const QFileInfo info = entries.fileInfo();
-            const QString place = path.sliced(found.root.size());
-            // The plug-in refuses links out of the source.
-            if (is_read_at(place) && info.isFile() && lies_inside(path, found.root))
-                files.append({.place = place,
-                              .given_in = given,
-                              .member = place,
-                              .size = info.size(),
-                              .modified = info.lastModified().toSecsSinceEpoch(),
-                              .sha256_before = {},
-                              .sha256_after = {}});
-        }
-    }
-    return files;
-}
-
-/// One pass over each file. A file that cannot be read has no hash; the run will log what it could not read.
-maybe_refusal look_through(ready_source &source, const on_progress &progress)
-{
-    qint64 in_all = 0;
-    for (const source_file &file : std::as_const(source.files))
-        in_all += file.size;
-    qint64 done = 0;
-    QByteArray block(1024 * 1024, Qt::Uninitialized);
-    for (source_file &each : source.files) {
-        const bool is_mail = each.place.startsWith(u"Mail/");
-        QFile file(source.found.root + each.place);
-        if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-            continue;
-        file_digest digest(true, is_mail);
-        qint64 count = 0;
-        while ((count = file.read(block.data(), block.size())) > 0) {
-            digest.add(QByteArrayView(block).first(count));
-            done += count;
-            if (!progress(reading_phase, done, qMax(in_all, done)))
-                return cancelled;
-        }
-        if (count < 0)
-            continue;
-        each.size = digest.size();
-        each.sha256_before = digest.sha256();
-        each.separators = is_mail ? digest.separators() : -1;
-    }
-    return {};
-}
-
-/// Users of one archive share it: it is hashed once.
-maybe_refusal hash_given(ready_source &source, QHash<QString, QString> &known, const on_progress &progress)
-{
-    for (given_source &each : source.given) {
-        each.sha256_before = known.value(each.path);
-        if (each.size < 0 || !each.sha256_before.isEmpty())
-            continue;
-        qint64 done = 0;
-        bool go_on = true;
-        each.sha256_before = sha256_of_file(each.path, [&](qint64 count) {
-            done += count;
-            go_on = progress(reading_phase, done, qMax(each.size, done));
-            return go_on;
-        });
-        if (!go_on)
-            return cancelled;
-        known.insert(each.path, each.sha256_before);
-    }
-    return {};
 }
 
 } // namespace
@@ -444,28 +319,4 @@ maybe_refusal prepare_sources(const QStringList &sources, const prepare_options 
     if (refused)
         staging.remove();
     return refused;
-}
-
-void hash_again(QList<ready_source> &sources, const on_block &go_on)
-{
-    QStringList paths;
-    for (const ready_source &source : std::as_const(sources)) {
-        for (const source_file &file : source.files)
-            paths.append(source.found.root + file.place);
-        for (const given_source &each : source.given) {
-            if (each.size >= 0)
-                paths.append(each.path);
-        }
-    }
-    paths.removeDuplicates();
-    const QStringList hashes = sha256_of_files(paths, go_on);
-    QHash<QString, QString> hash_of;
-    for (qsizetype i = 0; i < paths.size(); ++i)
-        hash_of.insert(paths.at(i), hashes.at(i));
-    for (ready_source &source : sources) {
-        for (source_file &file : source.files)
-            file.sha256_after = hash_of.value(source.found.root + file.place);
-        for (given_source &each : source.given)
-            each.sha256_after = hash_of.value(each.path);
-    }
 }

@@ -2,10 +2,8 @@
 #pragma once
 
 #include "host/refusal.h"
-#include "host/sources/ready_source.h"
+#include "host/sources/source_files.h"
 #include "host/sources/staging.h"
-
-#include <functional>
 
 struct prepare_options
 {
@@ -15,14 +13,8 @@ struct prepare_options
     bool keep_mail = true; ///< false: mbox files are looked through, but not staged
 };
 
-/// Told how far a phase is, in bytes; false cancels.
-using on_progress = std::function<bool(const QString &phase, qint64 done, qint64 in_all)>;
-
 /// Recognise, unpack and look through all sources. A source that lies as the plug-in reads it stays where it is; the
 /// others are staged. Nothing is staged any more when this is refused. A cancel is a refusal without text.
 [[nodiscard]] maybe_refusal prepare_sources(const QStringList &sources, const prepare_options &options,
                                             staging_area &staging, const on_progress &progress,
                                             QList<ready_source> &ready);
-
-/// Read the files of the sources once more; `go_on` is asked from several threads.
-void hash_again(QList<ready_source> &sources, const on_block &go_on);
