@@ -56,6 +56,11 @@ void remove_attachments_of_cleared_rows(const extract_options &options)
         attachments.remove(name);
 }
 
+exit_status status_of_signal(int signal)
+{
+    return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
+}
+
 /// One run over all sources, once every place is made and every source is ready.
 class extraction
 {
@@ -77,6 +82,7 @@ private:
     void add_failure(const QString &line);
     void check_evidence();
     void record_results(const QSet<QString> &attachments_before);
+    void write_record();
     [[nodiscard]] bool is_cancelled() const { return signals_watched.received() != 0; }
 
     const extract_options &options;
@@ -180,20 +186,12 @@ void extraction::check_evidence()
 
 void extraction::record_results(const QSet<QString> &attachments_before)
 {
-    QStringList names = (files_in(paths.attachments) - attachments_before).values();
-    names.sort();
-    summary.attachment_files = names.size();
-    QStringList files;
-    for (const QString &name : std::as_const(names))
-        files.append(paths.attachments + name);
-    files.append(paths.database);
-    const bool hash = options.hash && !is_cancelled();
-    const QStringList hashes = hash ? sha256_of_files(files, [this](qint64) { return !is_cancelled(); })
-                                    : QStringList(files.size(), QString());
-    for (qsizetype i = 0; i < names.size(); ++i)
-        record.attachments.append(
-            {QLatin1StringView("Attachments/") + names.at(i), QFileInfo(files.at(i)).size(), hashes.at(i)});
-    record.database = {QFileInfo(paths.database).fileName(), QFileInfo(paths.database).size(), hashes.last()};
+    record.attachments = (files_in(paths.attachments) - attachments_before).values();
+    record.attachments.sort();
+    summary.attachment_files = record.attachments.size();
+    const auto go_on = [this](qint64) { return !is_cancelled(); };
+    record.database = {QFileInfo(paths.database).fileName(), QFileInfo(paths.database).size(),
+                       options.hash ? sha256_of_file(paths.database, go_on) : QString()};
 }
 
 exit_status extraction::run(const QList<ready_source> &sources, const last_rows &before)
@@ -202,7 +200,7 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
     for (const ready_source &source : sources)
         record.sources.append({source, 0, {}});
     keep_earlier_record(paths.run_record);
-    if (const maybe_refusal unwritable = write_run_record(paths.run_record, record, options))
+    if (const maybe_refusal unwritable = write_run_record(paths, record, options, [] { return true; }))
         return refuse(*unwritable);
     record.sources.clear();
 
@@ -218,30 +216,32 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
     summary.seconds = static_cast<double>(clock.elapsed()) / 1000.0;
     check_evidence();
     record_results(attachments_before);
-    summary.cancelled = is_cancelled();
+    write_record();
     progress.finish();
+    print_summary(summary, options, record.sources);
+    return summary.cancelled      ? status_of_signal(signals_watched.received())
+           : summary.failures > 0 ? exit_status::done_with_failures
+                                  : exit_status::done;
+}
 
-    const exit_status status =
-        is_cancelled() ? (signals_watched.received() == SIGINT ? exit_status::interrupted : exit_status::terminated)
-        : summary.failures > 0 ? exit_status::done_with_failures
-                               : exit_status::done;
+/// A cancel that comes while the attachments are hashed is told by the record, too.
+void extraction::write_record()
+{
     record.ended = QDateTime::currentDateTimeUtc();
     record.failures = summary.failures;
     record.failure_lines = summary.failure_lines;
-    record.state = result_lost      ? QStringLiteral("failed")
-                   : is_cancelled() ? QStringLiteral("cancelled")
-                                    : QStringLiteral("complete");
-    if (const maybe_refusal unwritable = write_run_record(paths.run_record, record, options))
-        complain(unwritable->text);
+    maybe_refusal unwritable;
+    do {
+        summary.cancelled = is_cancelled();
+        record.state = result_lost         ? QStringLiteral("failed")
+                       : summary.cancelled ? QStringLiteral("cancelled")
+                                           : QStringLiteral("complete");
+        unwritable = write_run_record(paths, record, options, [this] { return !is_cancelled(); });
+    } while (summary.cancelled != is_cancelled());
+    if (unwritable)
+        add_failure(unwritable->text);
     else
         summary.record_sha256 = sha256_of_file(paths.run_record, [](qint64) { return true; });
-    print_summary(summary, options, record.sources);
-    return summary.record_sha256.isEmpty() && status == exit_status::done ? exit_status::done_with_failures : status;
-}
-
-exit_status status_of_signal(int signal)
-{
-    return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
 }
 
 } // namespace

@@ -1,7 +1,5 @@
 #include "host/records/run_record.h"
 
-#include "host/result_database.h"
-
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -19,6 +17,7 @@
 namespace {
 
 constexpr qsizetype most_failure_lines = 1000;
+constexpr qsizetype hashed_at_a_time = 1000;
 
 /// Null for what is not known.
 QJsonValue text_or_null(const QString &text)
@@ -136,11 +135,9 @@ QJsonObject json_of(const written_file &file)
 
 QJsonObject json_of(const run_record &record, const extract_options &options)
 {
-    QJsonArray sources, attachments;
+    QJsonArray sources;
     for (const source_record &each : record.sources)
         sources.append(json_of(each));
-    for (const written_file &each : record.attachments)
-        attachments.append(json_of(each));
     return {
         {QStringLiteral("state"), record.state},
         {QStringLiteral("examiner"), text_or_null(options.examiner)},
@@ -154,9 +151,28 @@ QJsonObject json_of(const run_record &record, const extract_options &options)
         {QStringLiteral("failures"), count_or_null(record.failures)},
         {QStringLiteral("failure_lines"),
          QJsonArray::fromStringList(record.failure_lines.first(qMin(record.failure_lines.size(), most_failure_lines)))},
-        {QStringLiteral("attachments"), attachments},
         {QStringLiteral("result_database"), json_of(record.database)},
     };
+}
+
+/// One line per attachment, some at a time: there may be millions.
+void write_attachments(QFileDevice &file, const QStringList &names, const QString &directory, bool hash,
+                       const std::function<bool()> &go_on)
+{
+    for (qsizetype begin = 0; begin < names.size(); begin += hashed_at_a_time) {
+        QStringList paths;
+        for (const QString &name : names.sliced(begin, qMin(hashed_at_a_time, names.size() - begin)))
+            paths.append(directory + name);
+        const bool hashes_these = hash && go_on();
+        const QStringList hashes = hashes_these ? sha256_of_files(paths, [&go_on](qint64) { return go_on(); })
+                                                : QStringList(paths.size(), QString());
+        for (qsizetype i = 0; i < paths.size(); ++i) {
+            const written_file each = {QLatin1StringView("Attachments/") + names.at(begin + i),
+                                       QFileInfo(paths.at(i)).size(), hashes.at(i)};
+            file.write(begin + i == 0 ? "\n        " : ",\n        ");
+            file.write(QJsonDocument(json_of(each)).toJson(QJsonDocument::Compact));
+        }
+    }
 }
 
 } // namespace
@@ -166,16 +182,22 @@ QString utc_text(const QDateTime &time)
     return time.toUTC().toString(QStringLiteral("yyyy-MM-ddThh:mm:ssZ"));
 }
 
-maybe_refusal write_run_record(const QString &path, const run_record &record, const extract_options &options)
+maybe_refusal write_run_record(const result_paths &paths, const run_record &record, const extract_options &options,
+                               const std::function<bool()> &go_on)
 {
-    QSaveFile file(path);
-    const bool written = file.open(QIODevice::WriteOnly) &&
-                         file.write(QJsonDocument(json_of(record, options)).toJson(QJsonDocument::Indented)) > 0 &&
-                         file.commit();
-    if (written)
-        return {};
+    QSaveFile file(paths.run_record);
+    if (file.open(QIODevice::WriteOnly)) {
+        constexpr QByteArrayView end("\n}\n");
+        file.write(QJsonDocument(json_of(record, options)).toJson(QJsonDocument::Indented).chopped(end.size()));
+        file.write(",\n    \"attachments\": [");
+        write_attachments(file, record.attachments, paths.attachments, options.hash, go_on);
+        file.write("\n    ]");
+        file.write(end.data(), end.size());
+        if (file.commit()) // fails when a write did
+            return {};
+    }
     return refusal{exit_status::bad_result,
-                   path + QLatin1StringView(": cannot be written (") + file.errorString() + u')'};
+                   paths.run_record + QLatin1StringView(": cannot be written (") + file.errorString() + u')'};
 }
 
 void keep_earlier_record(const QString &path)

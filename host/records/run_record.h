@@ -4,10 +4,13 @@
 #include "host/extract_options.h"
 #include "host/records/reconciliation.h"
 #include "host/refusal.h"
+#include "host/result_database.h"
 #include "host/sources/ready_source.h"
 
 #include <QDateTime>
 #include <QJsonObject>
+
+#include <functional>
 
 /// What is written of one source.
 struct source_record
@@ -33,13 +36,14 @@ struct run_record
     QList<source_record> sources;
     qint64 failures = -1; ///< -1 when there is no log to count them in
     QStringList failure_lines;
-    QList<written_file> attachments;
+    QStringList attachments; ///< names of the files that the run wrote into "Attachments"
     written_file database;
 };
 
-/// Write the record in one step, so that a reader never sees half of it.
-[[nodiscard]] maybe_refusal write_run_record(const QString &path, const run_record &record,
-                                             const extract_options &options);
+/// Write the record in one step, so that a reader never sees half of it. The attachments are hashed meanwhile, if the
+/// options say so, and as long as `go_on`, which is asked from several threads.
+[[nodiscard]] maybe_refusal write_run_record(const result_paths &paths, const run_record &record,
+                                             const extract_options &options, const std::function<bool()> &go_on);
 
 /// Give the record of an earlier run of this result another name ("run-1.json", ...); it is never overwritten.
 void keep_earlier_record(const QString &path);
