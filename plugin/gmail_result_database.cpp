@@ -12,6 +12,13 @@
 
 #include <QDir>
 #include <QSqlError>
+#include <QSqlQuery>
+
+namespace {
+
+constexpr char page_size[] = "PRAGMA page_size = 8192"; // bytes; bodies of mails fill several of the usual size
+
+} // namespace
 
 void gmail::set_destination_location(QString result_dir)
 {
@@ -53,6 +60,7 @@ void gmail::create_db_tables()
         log_line("", destination_db_file);
         return;
     }
+    QSqlQuery(db).exec(QLatin1StringView(page_size));
     db.transaction();
     const QList<table_statement> schema = result_schema();
     for (const table_statement &entry : schema) {
