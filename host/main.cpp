@@ -47,6 +47,11 @@ CLI::Validator one_of(const QStringList &known)
         std::string()};
 }
 
+std::string not_negative(const std::string &given)
+{
+    return given.starts_with('-') ? given + " is negative" : std::string();
+}
+
 /// What both `extract` and `inspect` take.
 void add_source_options(CLI::App &command, raw_options &raw, extract_options &options)
 {
@@ -55,12 +60,13 @@ void add_source_options(CLI::App &command, raw_options &raw, extract_options &op
     command.add_flag("--accept-missing-parts", options.accept_missing_parts,
                      "read a Takeout export of which parts are missing");
     staging_limits &limits = options.limits;
-    command.add_option("--max-bytes", limits.most_bytes, "most bytes to unpack from archives")->capture_default_str();
-    command.add_option("--max-members", limits.most_members, "most members of archives")->capture_default_str();
-    command.add_option("--max-ratio", limits.highest_ratio, "most bytes unpacked for a byte of an archive")
-        ->capture_default_str();
-    command.add_option("--keep-free", limits.kept_free, "bytes to keep free on the disk that is unpacked to")
-        ->capture_default_str();
+    const auto add_limit = [&command](const char *name, qint64 &limit, const char *description) {
+        command.add_option(name, limit, description)->check(not_negative)->capture_default_str();
+    };
+    add_limit("--max-bytes", limits.most_bytes, "most bytes to unpack from archives");
+    add_limit("--max-members", limits.most_members, "most members of archives");
+    add_limit("--max-ratio", limits.highest_ratio, "most bytes unpacked for a byte of an archive");
+    add_limit("--keep-free", limits.kept_free, "bytes to keep free on the disk that is unpacked to");
     command.add_flag("--json", options.json, "print JSON");
     command.add_flag("--quiet", options.quiet, "show no progress");
 }

@@ -2,8 +2,10 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QStorageInfo>
 #include <QTemporaryDir>
+
+#include <filesystem>
+#include <system_error>
 
 namespace {
 
@@ -92,8 +94,10 @@ maybe_refusal staging_area::count_bytes(qint64 count)
 
 maybe_refusal staging_area::check_room() const
 {
-    const QStorageInfo disk(path);
-    if (disk.bytesAvailable() > limits.kept_free)
+    // (QStorageInfo only knows file systems that the system lists, which those of a container may not be.)
+    std::error_code unknown;
+    const std::filesystem::space_info disk = std::filesystem::space(QFile::encodeName(path).toStdString(), unknown);
+    if (unknown || disk.available > static_cast<std::uintmax_t>(limits.kept_free))
         return {};
     return refusal{exit_status::bad_result, QStringLiteral("%1: no room left to stage %2 (%3 bytes are kept free, see "
                                                            "--keep-free); choose a RESULT_DIR on a larger disk")

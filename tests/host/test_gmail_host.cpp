@@ -136,6 +136,7 @@ void test_gmail_host::refusals_data()
     QTest::newRow("unknown table") << "extract S/takeout D/r --tables messages,x" << 2
                                    << "\"x\" is not known; choose from messages";
     QTest::newRow("no table") << "extract S/takeout D/r --tables=" << 2 << "--tables: ";
+    QTest::newRow("negative limit") << "extract S/takeout D/r --keep-free -5" << 2 << "--keep-free: -5 is negative";
     QTest::newRow("unknown scheme") << "extract S/takeout D/r --scheme macos" << 2 << "\"macos\" is not known";
     QTest::newRow("clear and append") << "extract S/takeout D/r --clear --append" << 2 << "--clear";
     QTest::newRow("missing source") << "extract D/none D/r" << 4 << "none: does not exist";
