@@ -239,7 +239,7 @@ public:
 void insert_row(benchmark::State &state)
 {
     result target;
-    row_writer rows(target.db, insert_into_t, [](const QSqlDatabase &, const QSqlQuery &) {});
+    row_writer rows(target.db, insert_into_t, [](const QString &, const QString &) {});
     QStringList row(14, QStringLiteral("a text of some words"));
     for (auto _ : state) {
         row[3] = QString::number(state.iterations());

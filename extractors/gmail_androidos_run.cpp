@@ -186,12 +186,13 @@ bool gmail_androidos::check_destination(const open_database &destination, const 
 std::unique_ptr<row_writer> gmail_androidos::writer_into(const open_database &destination, const extract_step &step,
                                                          const log_origin &origin) const
 {
-    return std::make_unique<row_writer>(destination.connection(), QString::fromLatin1(step.insert),
-                                        [origin](const QSqlDatabase &db, const QSqlQuery &query) {
-                                            log_line({"Insertion Query -----FAILED-----", origin}, db.databaseName());
-                                            log_line({"", origin}, query.lastError().text());
-                                            log_line({"", origin}, query.executedQuery());
-                                        });
+    const auto log_failure = [origin, path = destination.connection().databaseName()](const QString &statement,
+                                                                                      const QString &error) {
+        log_line({"Insertion Query -----FAILED-----", origin}, path);
+        log_line({"", origin}, error);
+        log_line({"", origin}, statement);
+    };
+    return std::make_unique<row_writer>(destination.connection(), QString::fromLatin1(step.insert), log_failure);
 }
 
 void gmail_androidos::log_failed_open(const extract_step &step, const open_database &source, const log_origin &origin)

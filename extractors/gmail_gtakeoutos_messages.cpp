@@ -53,9 +53,9 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
     using progress = mbox_splitter::progress;
     mbox_splitter splitter(mail_file);
     row_writer rows(destination_db, QString::fromLatin1(insert_query_str),
-                    [&origin](const QSqlDatabase &, const QSqlQuery &query) {
-                        log_line({"Query insert ----FAILED---", origin}, query.executedQuery());
-                        log_line({"Error:", origin}, query.lastError().text());
+                    [&origin](const QString &statement, const QString &error) {
+                        log_line({"Query insert ----FAILED---", origin}, statement);
+                        log_line({"Error:", origin}, error);
                     });
     source_file = never_null(source_file_of(mbox_path));
     source_count_name = plugin_static_function::get_source_count_name();

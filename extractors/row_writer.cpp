@@ -3,8 +3,10 @@
 #include "common/log_line.h"
 
 #include <QMetaType>
+#include <QSqlError>
 #include <QVariant>
 
+#include <algorithm>
 #include <utility>
 
 /// A value whose text is read when it is needed. Qt's driver asks values of unknown kinds for their text.
@@ -20,6 +22,7 @@ constexpr qsizetype most_waiting_characters = 2 * 1024 * 1024;
 constexpr qint64 most_bytes_ahead = 8 * 1024 * 1024; // work on so many may take longer than the wait
 constexpr int last_tries = 3;                      // to commit a locked file; each waits for the driver's busy timeout
 constexpr qsizetype longest_late_text = 16 * 1024; // SQLite copies late texts; longer ones are handed over
+constexpr qsizetype longest_text_as_bytes = 300'000'000; // is no more than SQLite takes, whatever it consists of
 constexpr qsizetype shortest_shared_text = 64;
 // The driver hands sizes over as 32-bit counts of bytes, and so would cut longer texts without a word. One of this size
 // is longer than SQLite takes, too: the insert fails.
@@ -64,6 +67,7 @@ QString never_null(const QString &text)
 insert_statement::insert_statement(const QSqlDatabase &db, QString statement)
     : text(std::move(statement))
     , prepared_query(db)
+    , query_with_bytes(db)
 {
     static const late_text_conversion conversion;
 }
@@ -83,11 +87,11 @@ void insert_statement::bind(std::size_t column, const QString &value)
     const bool is_known = value.constData() == known.constData() && value.size() == known.size();
     const bool is_constant = bound == binding::nothing || (bound == binding::constant && is_known);
     const binding wanted = value.isNull()                     ? binding::null
-                           : value.size() > longest_late_text ? binding::handed_over
+                           : value.size() > longest_late_text ? binding::direct
                            : is_constant                      ? binding::constant
                                                               : binding::late;
-    known = wanted == binding::handed_over ? QString() : value;
-    if (wanted == bound && wanted != binding::handed_over)
+    known = wanted == binding::direct ? QString() : value;
+    if (wanted == bound && wanted != binding::direct)
         return;
     prepared_query.bindValue(static_cast<int>(column), wanted == binding::late
                                                            ? QVariant::fromValue(late_text{&known})
@@ -97,6 +101,9 @@ void insert_statement::bind(std::size_t column, const QString &value)
 
 bool insert_statement::execute(const QStringList &row)
 {
+    last_took_bytes = takes_bytes(row);
+    if (last_took_bytes)
+        return execute_with_bytes(row);
     if (!prepared)
         prepare(row.size());
     for (std::size_t i = 0; i < values.size(); ++i)
@@ -104,6 +111,52 @@ bool insert_statement::execute(const QStringList &row)
     const bool inserted = prepared_query.exec();
     prepared = prepared && inserted;
     return inserted;
+}
+
+/// True for a row with a long text, if Qt makes the same UTF-8 of it as SQLite does.
+bool insert_statement::takes_bytes(const QStringList &row)
+{
+    const auto is_long = [](const QString &value) { return value.size() > longest_late_text; };
+    const auto converts_alike = [is_long](const QString &value) {
+        const bool has_mark = value.startsWith(QChar::ByteOrderMark) || value.startsWith(QChar::ByteOrderSwapped);
+        return !is_long(value) || (value.size() <= longest_text_as_bytes && !has_mark && value.isValidUtf16());
+    };
+    if (std::none_of(row.begin(), row.end(), is_long) || !std::all_of(row.begin(), row.end(), converts_alike))
+        return false;
+    if (!bytes_prepared) {
+        QString statement = text;
+        bytes_prepared = query_with_bytes.prepare(statement.replace(u'?', QLatin1StringView("cast(? as text)")));
+    }
+    return bytes_prepared;
+}
+
+bool insert_statement::execute_with_bytes(const QStringList &row)
+{
+    const QChar *converted = nullptr;
+    QByteArray bytes; // of the last long text; the next column may hold it, too
+    for (qsizetype i = 0; i < row.size(); ++i) {
+        const QString &value = row.at(i);
+        const bool is_long = value.size() > longest_late_text;
+        if (is_long && value.constData() != converted) {
+            bytes = value.toUtf8();
+            converted = value.constData();
+        }
+        query_with_bytes.bindValue(static_cast<int>(i), is_long ? QVariant(bytes) : QVariant(value));
+    }
+    bytes_prepared = query_with_bytes.exec();
+    for (qsizetype i = 0; i < row.size(); ++i)
+        query_with_bytes.bindValue(static_cast<int>(i), QVariant()); // no giant is kept
+    return bytes_prepared;
+}
+
+QString insert_statement::executed_query() const
+{
+    return last_took_bytes ? text : prepared_query.executedQuery();
+}
+
+QString insert_statement::error() const
+{
+    return (last_took_bytes ? query_with_bytes : prepared_query).lastError().text();
 }
 
 // ---- waiting_rows -------------------------------------------------------------------------------------------------
@@ -120,7 +173,7 @@ void waiting_rows::append(const QStringList &row)
         }
         texts.push_back({begin, text.isNull() ? -1 : text.size()});
         if (begin == characters())
-            characters_of_all.insert(characters_of_all.end(), text.utf16(), text.utf16() + text.size());
+            characters_of_all.insert(characters_of_all.end(), text.cbegin(), text.cend());
     }
     columns = row.size();
 }
@@ -133,10 +186,9 @@ void waiting_rows::clear()
 
 void waiting_rows::for_each(const std::function<void(const QStringList &)> &take) const
 {
-    const auto *all = reinterpret_cast<const QChar *>(characters_of_all.data());
     QStringList row;
     for (const packed_text &text : texts) {
-        row.append(text.size < 0 ? QString() : never_null(QString(all + text.begin, text.size)));
+        row.append(text.size < 0 ? QString() : never_null(QString(characters_of_all.data() + text.begin, text.size)));
         if (row.size() == columns) {
             take(row);
             row.clear();
@@ -170,7 +222,7 @@ bool row_writer::insert(const QStringList &row)
     if (!in_transaction)
         in_transaction = database.transaction();
     if (!statement.execute(row)) {
-        on_failure(database, statement.query());
+        on_failure(statement.executed_query(), statement.error());
         commit();
         return false;
     }
@@ -226,7 +278,7 @@ void row_writer::insert_again(const QStringList &row)
     if (statement.execute(row))
         return;
     ++lost_rows;
-    on_failure(database, statement.query());
+    on_failure(statement.executed_query(), statement.error());
 }
 
 qint64 row_writer::take_lost_rows()
