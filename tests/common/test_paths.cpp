@@ -43,41 +43,19 @@ void test_paths::source_paths_data()
     QTest::addColumn<QString>("complete"); // with user "new"
     QTest::addColumn<QString>("relative");
     QTest::addColumn<QString>("as_given");
-    const QString home = QStringLiteral("macOS_Home_Directory");
-    QTest::newRow("home") << "/Users/old/Library/x"
-                          << "/Users/old" << home << "/Users/new/Library/x"
-                          << "/Library/x"
-                          << "/Users/old/Library/x";
-    QTest::newRow("another kind") << "/Users/old/x"
-                                  << "/Users/old"
-                                  << "other"
-                                  << "/Users/old/x"
-                                  << "/Users/old/x"
-                                  << "";
-    QTest::newRow("leading slash added") << "x/y"
-                                         << "r"
-                                         << "other"
-                                         << "/x/y"
-                                         << "/x/y"
-                                         << "";
-    QTest::newRow("root inside the path") << "a/root/b"
-                                          << "root" << home << "/a/root/b"
-                                          << "/b"
-                                          << "a/root/b";
-    QTest::newRow("root does not occur") << "/a/b"
-                                         << "/c" << home << "/a/b"
-                                         << "/a/b"
-                                         << "/a/b";
-    QTest::newRow("user alone") << "/Users/old"
-                                << "" << home << "/Users/new"
-                                << "/Users/old"
-                                << "/Users/old";
-    QTest::newRow("blank") << " "
-                           << ""
-                           << "other"
-                           << " "
-                           << " "
-                           << "";
+    constexpr char home[] = "macOS_Home_Directory";
+    const char *const cases[][7] = {
+        {"home", "/Users/old/Library/x", "/Users/old", home, "/Users/new/Library/x", "/Library/x",
+         "/Users/old/Library/x"},
+        {"another kind", "/Users/old/x", "/Users/old", "other", "/Users/old/x", "/Users/old/x", ""},
+        {"leading slash added", "x/y", "r", "other", "/x/y", "/x/y", ""},
+        {"root inside the path", "a/root/b", "root", home, "/a/root/b", "/b", "a/root/b"},
+        {"root does not occur", "/a/b", "/c", home, "/a/b", "/a/b", "/a/b"},
+        {"user alone", "/Users/old", "", home, "/Users/new", "/Users/old", "/Users/old"},
+        {"blank", " ", "", "other", " ", " ", ""},
+    };
+    for (const auto &[name, path, root, kind, complete, relative, as_given] : cases)
+        QTest::newRow(name) << path << root << kind << complete << relative << as_given;
 }
 
 void test_paths::source_paths()
@@ -112,21 +90,15 @@ void test_paths::os_versions_data()
     QTest::addColumn<QString>("version");
     QTest::addColumn<QString>("scheme");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("old macOS") << "10.14.6"
-                               << "macOS"
-                               << "10.14.6";
-    QTest::newRow("macOS") << "13.2.1"
-                           << "macOS"
-                           << "13";
-    QTest::newRow("iOS") << "16.1"
-                         << "iOS"
-                         << "16";
-    QTest::newRow("winOS") << "10.0.19045"
-                           << "winOS"
-                           << "10";
-    QTest::newRow("the dispatch word of iOS") << "16.1"
-                                              << "iOS_UID"
-                                              << "16.1";
+    const char *const cases[][4] = {
+        {"old macOS", "10.14.6", "macOS", "10.14.6"},
+        {"macOS", "13.2.1", "macOS", "13"},
+        {"iOS", "16.1", "iOS", "16"},
+        {"winOS", "10.0.19045", "winOS", "10"},
+        {"the dispatch word of iOS", "16.1", "iOS_UID", "16.1"},
+    };
+    for (const auto &[name, version, scheme, expected] : cases)
+        QTest::newRow(name) << version << scheme << expected;
 }
 
 void test_paths::os_versions()
@@ -194,49 +166,38 @@ void test_paths::removing_never_leaves_the_directory()
 
 void test_paths::free_names_data()
 {
-    QTest::addColumn<QStringList>("taken");
+    QTest::addColumn<QString>("taken"); // names between slashes
     QTest::addColumn<QString>("wanted");
     QTest::addColumn<QString>("expected");
-    const auto list = [](std::initializer_list<const char *> names) {
-        QStringList result;
-        for (const char *name : names)
-            result.append(QString::fromUtf8(name));
-        return result;
+    const char *const cases[][4] = {
+        {"free", "", "/some/where/a.txt", "a.txt"},
+        {"taken twice", "a.txt/1_a.txt", "a.txt", "2_a.txt"},
+        {"a gap is used", "a.txt/2_a.txt", "a.txt", "1_a.txt"},
+        {"other case is another name", "A.txt", "a.txt", "a.txt"},
+        {"hidden", ".a", ".a", "1_.a"},
+        {"parent", "", "x/..", "1_.."},
+        {"no name", "", "x/", ""},
+        {"blanks around the entry", " a ", "a", "1_a"},
+        {"blanks around the wanted name", "a", "a ", "1_a "},
+        {"umlaut", "\xC3\xA4", "\xC3\xA4", "1_\xC3\xA4"},
     };
-    QTest::newRow("free") << list({}) << "/some/where/a.txt"
-                          << "a.txt";
-    QTest::newRow("taken twice") << list({"a.txt", "1_a.txt"}) << "a.txt"
-                                 << "2_a.txt";
-    QTest::newRow("a gap is used") << list({"a.txt", "2_a.txt"}) << "a.txt"
-                                   << "1_a.txt";
-    QTest::newRow("other case is another name") << list({"A.txt"}) << "a.txt"
-                                                << "a.txt";
-    QTest::newRow("hidden") << list({".a"}) << ".a"
-                            << "1_.a";
-    QTest::newRow("parent") << list({}) << "x/.."
-                            << "1_..";
-    QTest::newRow("no name") << list({}) << "x/"
-                             << "";
-    QTest::newRow("blanks around the entry") << list({" a "}) << "a"
-                                             << "1_a";
-    QTest::newRow("blanks around the wanted name") << list({"a"}) << "a "
-                                                   << "1_a ";
-    QTest::newRow("umlaut") << list({"ä"}) << "ä"
-                            << "1_ä";
+    for (const auto &[name, taken, wanted, expected] : cases)
+        QTest::newRow(name) << QString::fromUtf8(taken) << QString::fromUtf8(wanted) << QString::fromUtf8(expected);
 }
 
 void test_paths::free_names()
 {
-    QFETCH(QStringList, taken);
+    QFETCH(QString, taken);
     QFETCH(QString, wanted);
     QFETCH(QString, expected);
     const QTemporaryDir directory;
     const QString path = directory.path() + u"/new";
-    for (const QString &name : taken)
+    const QStringList names = taken.split(u'/', Qt::SkipEmptyParts);
+    for (const QString &name : names)
         write_file(path + u'/' + name, "x");
     QCOMPARE(statics::get_available_file(wanted, path, {}), expected);
     QVERIFY(QFile::exists(path));
-    for (const QString &name : taken)
+    for (const QString &name : names)
         QVERIFY(statics::is_file_exist_in_dir(path, u' ' + name, {}));
     QCOMPARE(statics::is_file_exist_in_dir(path, expected, {}), false);
     statics::set_cancel_extraction(true);
