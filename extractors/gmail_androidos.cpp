@@ -132,9 +132,10 @@ QStringList gmail_androidos::extract_last_warmup_accounts() const
     if (warm_accounts_path.isEmpty())
         return {};
     QFile file(warm_accounts_path);
-    if (!is_regular_file(warm_accounts_path) || !file.open(QIODevice::ReadOnly)) {
+    const bool is_regular = is_regular_file(warm_accounts_path);
+    if (!is_regular || !file.open(QIODevice::ReadOnly)) {
         log_line(" File Open Failed:", warm_accounts_path);
-        log_line("", file.errorString());
+        log_line("", is_regular ? file.errorString() : QStringLiteral("Not a regular file"));
         return {};
     }
     const bool fits = file.size() <= most_bytes_of_preferences;
