@@ -3,7 +3,7 @@
 #include "common/log_line.h"
 
 #include <QMetaType>
-#include <QSqlError>
+#include <QStringEncoder>
 #include <QVariant>
 
 #include <algorithm>
@@ -21,7 +21,8 @@ constexpr qint64 longest_wait = 500; // milliseconds
 constexpr qsizetype most_waiting_characters = 2 * 1024 * 1024;
 constexpr qint64 most_bytes_ahead = 8 * 1024 * 1024; // work on so many may take longer than the wait
 constexpr int last_tries = 3;                      // to commit a locked file; each waits for the driver's busy timeout
-constexpr qsizetype longest_late_text = 16 * 1024; // SQLite copies late texts; longer ones are handed over
+constexpr qsizetype longest_late_text = 16 * 1024; // SQLite copies and converts late texts
+constexpr qsizetype longest_kept_text = 64 * 1024; // in memory until the next row
 constexpr qsizetype longest_text_as_bytes = 300'000'000; // is no more than SQLite takes, whatever it consists of
 constexpr qsizetype shortest_shared_text = 64;
 // The driver hands sizes over as 32-bit counts of bytes, and so would cut longer texts without a word. One of this size
@@ -47,6 +48,18 @@ public:
     Q_DISABLE_COPY_MOVE(late_text_conversion)
 };
 
+/// A text as UTF-8; null when SQLite would make something else of it. It drops a mark in front, and takes halves of
+/// characters for what they are not.
+QByteArray utf8_of(const QString &text)
+{
+    if (text.size() > longest_text_as_bytes || text.startsWith(QChar::ByteOrderMark) ||
+        text.startsWith(QChar::ByteOrderSwapped))
+        return {};
+    QStringEncoder encoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless);
+    const QByteArray bytes = encoder.encode(text);
+    return encoder.hasError() ? QByteArray() : bytes;
+}
+
 qsizetype characters_in(const QStringList &row)
 {
     qsizetype characters = 0;
@@ -66,97 +79,70 @@ QString never_null(const QString &text)
 
 insert_statement::insert_statement(const QSqlDatabase &db, QString statement)
     : text(std::move(statement))
-    , prepared_query(db)
-    , query_with_bytes(db)
+    , query(db)
 {
     static const late_text_conversion conversion;
+    QSqlQuery encoding(QStringLiteral("PRAGMA encoding"), db);
+    takes_bytes = encoding.next() && encoding.value(0).toString() == u"UTF-8";
 }
 
 void insert_statement::prepare(qsizetype columns)
 {
-    prepared = prepared_query.prepare(text);
+    QString for_bytes = text;
+    prepared = query.prepare(takes_bytes ? for_bytes.replace(u'?', QLatin1StringView("cast(? as text)")) : text);
     values.resize(static_cast<std::size_t>(columns));
     bindings.assign(values.size(), binding::nothing);
 }
 
-/// A text that has not changed since the first row is most likely a constant of the run: it stays bound.
 void insert_statement::bind(std::size_t column, const QString &value)
+{
+    if (value.size() > longest_late_text)
+        bind_long(column, value);
+    else
+        bind_short(column, value);
+}
+
+/// A body stands in two columns: it is converted once.
+void insert_statement::bind_long(std::size_t column, const QString &value)
+{
+    if (takes_bytes && value.constData() != converted) {
+        bytes = utf8_of(value);
+        converted = value.constData();
+    }
+    query.bindValue(static_cast<int>(column), bytes.isNull() ? QVariant(value.left(longest_bound_text)) : bytes);
+    bindings[column] = binding::direct;
+}
+
+/// A text that has not changed since the first row is most likely a constant of the run: it stays bound.
+void insert_statement::bind_short(std::size_t column, const QString &value)
 {
     QString &known = values[column];
     binding &bound = bindings[column];
     const bool is_known = value.constData() == known.constData() && value.size() == known.size();
     const bool is_constant = bound == binding::nothing || (bound == binding::constant && is_known);
-    const binding wanted = value.isNull()                     ? binding::null
-                           : value.size() > longest_late_text ? binding::direct
-                           : is_constant                      ? binding::constant
-                                                              : binding::late;
-    known = wanted == binding::direct ? QString() : value;
-    if (wanted == bound && wanted != binding::direct)
+    const binding wanted = value.isNull() ? binding::null : is_constant ? binding::constant : binding::late;
+    known = value;
+    if (wanted == std::exchange(bound, wanted))
         return;
-    prepared_query.bindValue(static_cast<int>(column), wanted == binding::late
-                                                           ? QVariant::fromValue(late_text{&known})
-                                                           : QVariant(value.left(longest_bound_text)));
-    bound = wanted;
+    query.bindValue(static_cast<int>(column),
+                    wanted == binding::late ? QVariant::fromValue(late_text{&known}) : QVariant(value));
 }
 
 bool insert_statement::execute(const QStringList &row)
 {
-    last_took_bytes = takes_bytes(row);
-    if (last_took_bytes)
-        return execute_with_bytes(row);
     if (!prepared)
         prepare(row.size());
     for (std::size_t i = 0; i < values.size(); ++i)
         bind(i, row.at(static_cast<qsizetype>(i)));
-    const bool inserted = prepared_query.exec();
+    const bool inserted = query.exec();
     prepared = prepared && inserted;
+    bytes = QByteArray();
+    converted = nullptr;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (row.at(static_cast<qsizetype>(i)).size() > longest_kept_text)
+            bind(i, QString());
+    }
     return inserted;
-}
-
-/// True for a row with a long text, if Qt makes the same UTF-8 of it as SQLite does.
-bool insert_statement::takes_bytes(const QStringList &row)
-{
-    const auto is_long = [](const QString &value) { return value.size() > longest_late_text; };
-    const auto converts_alike = [is_long](const QString &value) {
-        const bool has_mark = value.startsWith(QChar::ByteOrderMark) || value.startsWith(QChar::ByteOrderSwapped);
-        return !is_long(value) || (value.size() <= longest_text_as_bytes && !has_mark && value.isValidUtf16());
-    };
-    if (std::none_of(row.begin(), row.end(), is_long) || !std::all_of(row.begin(), row.end(), converts_alike))
-        return false;
-    if (!bytes_prepared) {
-        QString statement = text;
-        bytes_prepared = query_with_bytes.prepare(statement.replace(u'?', QLatin1StringView("cast(? as text)")));
-    }
-    return bytes_prepared;
-}
-
-bool insert_statement::execute_with_bytes(const QStringList &row)
-{
-    const QChar *converted = nullptr;
-    QByteArray bytes; // of the last long text; the next column may hold it, too
-    for (qsizetype i = 0; i < row.size(); ++i) {
-        const QString &value = row.at(i);
-        const bool is_long = value.size() > longest_late_text;
-        if (is_long && value.constData() != converted) {
-            bytes = value.toUtf8();
-            converted = value.constData();
-        }
-        query_with_bytes.bindValue(static_cast<int>(i), is_long ? QVariant(bytes) : QVariant(value));
-    }
-    bytes_prepared = query_with_bytes.exec();
-    for (qsizetype i = 0; i < row.size(); ++i)
-        query_with_bytes.bindValue(static_cast<int>(i), QVariant()); // no giant is kept
-    return bytes_prepared;
-}
-
-QString insert_statement::executed_query() const
-{
-    return last_took_bytes ? text : prepared_query.executedQuery();
-}
-
-QString insert_statement::error() const
-{
-    return (last_took_bytes ? query_with_bytes : prepared_query).lastError().text();
 }
 
 // ---- waiting_rows -------------------------------------------------------------------------------------------------
@@ -166,6 +152,7 @@ void waiting_rows::append(const QStringList &row)
 {
     for (qsizetype i = 0; i < row.size(); ++i) {
         const QString &text = row.at(i);
+        const QStringView view = text; // (QString::utf16 would make a copy of a literal)
         qsizetype begin = characters();
         for (qsizetype j = 0; j < i && text.size() >= shortest_shared_text; ++j) {
             if (row.at(j).constData() == text.constData())
@@ -173,7 +160,7 @@ void waiting_rows::append(const QStringList &row)
         }
         texts.push_back({begin, text.isNull() ? -1 : text.size()});
         if (begin == characters())
-            characters_of_all.insert(characters_of_all.end(), text.cbegin(), text.cend());
+            characters_of_all.insert(characters_of_all.end(), view.utf16(), view.utf16() + view.size());
     }
     columns = row.size();
 }
@@ -186,9 +173,10 @@ void waiting_rows::clear()
 
 void waiting_rows::for_each(const std::function<void(const QStringList &)> &take) const
 {
+    const auto *all = reinterpret_cast<const QChar *>(characters_of_all.data());
     QStringList row;
     for (const packed_text &text : texts) {
-        row.append(text.size < 0 ? QString() : never_null(QString(characters_of_all.data() + text.begin, text.size)));
+        row.append(text.size < 0 ? QString() : never_null(QString(all + text.begin, text.size)));
         if (row.size() == columns) {
             take(row);
             row.clear();
@@ -222,7 +210,7 @@ bool row_writer::insert(const QStringList &row)
     if (!in_transaction)
         in_transaction = database.transaction();
     if (!statement.execute(row)) {
-        on_failure(statement.executed_query(), statement.error());
+        on_failure(statement.statement(), statement.error());
         commit();
         return false;
     }
@@ -278,7 +266,7 @@ void row_writer::insert_again(const QStringList &row)
     if (statement.execute(row))
         return;
     ++lost_rows;
-    on_failure(statement.executed_query(), statement.error());
+    on_failure(statement.statement(), statement.error());
 }
 
 qint64 row_writer::take_lost_rows()

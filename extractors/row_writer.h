@@ -5,6 +5,7 @@
 
 #include <QElapsedTimer>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
 
@@ -14,10 +15,11 @@
 /// What the program computes is never NULL: an empty text for a null one.
 [[nodiscard]] QString never_null(const QString &text);
 
-/// A prepared insert statement. Texts are not handed to Qt's binding row by row, which costs several times what the
-/// insert does: what is bound, once, is a value that is asked for its text when the statement is executed. Long texts
-/// take another way: as UTF-8, which SQLite need not convert, through a statement that takes them for texts. A giant
-/// body in two columns is in memory half as often.
+/// A prepared insert statement. Texts are not bound one by one, which costs several times what the insert does:
+///
+/// - a short text is bound once, as a value that is asked for its text when the statement is executed;
+/// - a constant stays bound;
+/// - a long text is bound as UTF-8, which SQLite takes as it is: a body in two columns is not converted twice.
 class insert_statement
 {
 public:
@@ -27,26 +29,27 @@ public:
     /// one that log lines are known for. It is prepared again for the next row, as a locked database may be let go.
     [[nodiscard]] bool execute(const QStringList &row);
 
-    /// Of the last execution. The statement is told as it was given, whichever way the texts took.
-    [[nodiscard]] QString executed_query() const;
-    [[nodiscard]] QString error() const;
+    /// As it was given, without the casts for UTF-8.
+    [[nodiscard]] const QString &statement() const { return text; }
+    /// Of the last execution.
+    [[nodiscard]] QString error() const { return query.lastError().text(); }
 
 private:
     enum class binding : char { nothing, null, constant, late, direct };
 
     void prepare(qsizetype columns);
     void bind(std::size_t column, const QString &value);
-    [[nodiscard]] bool takes_bytes(const QStringList &row);
-    [[nodiscard]] bool execute_with_bytes(const QStringList &row);
+    void bind_long(std::size_t column, const QString &value);
+    void bind_short(std::size_t column, const QString &value);
 
     QString text;
-    QSqlQuery prepared_query;
+    QSqlQuery query;
+    bool takes_bytes = false; ///< the database keeps texts as UTF-8
     bool prepared = false;
-    std::vector<QString> values; ///< of the last row but long ones; late bindings read them in their places
+    std::vector<QString> values; ///< short ones, of the last rows; late bindings read them in their places
     std::vector<binding> bindings;
-    QSqlQuery query_with_bytes; ///< prepared with the first row that needs it
-    bool bytes_prepared = false;
-    bool last_took_bytes = false;
+    const QChar *converted = nullptr; ///< where a long text of the row stands ...
+    QByteArray bytes;                 ///< ... and what it is as UTF-8; null when that cannot be bound
 };
 
 /// Rows that were inserted but not committed, packed into one block of memory that is used again and again.
@@ -69,7 +72,7 @@ private:
         qsizetype size; ///< -1 for NULL
     };
 
-    std::vector<QChar> characters_of_all;
+    std::vector<char16_t> characters_of_all;
     std::vector<packed_text> texts; ///< of all rows, one behind the other
     qsizetype columns = 0;
 };
