@@ -1,0 +1,244 @@
+/// Android sources that cannot be read, or only in part: rows that are left, log lines, and evidence that stays as it
+/// is.
+#include "tests/support/android_test.h"
+
+#include <QDir>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTest>
+
+#include <sys/stat.h>
+
+class test_android_failures : public android_test
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { session = std::make_unique<plugin_session>(QStringLiteral("androidOS")); }
+    void write_ahead_rows_and_untouched_evidence();
+    void failures_data();
+    void failures();
+    void views_and_made_columns_data();
+    void views_and_made_columns();
+    void links_and_pipes();
+    void unopenable_result();
+    void failed_inserts();
+    void cancelled();
+};
+
+void test_android_failures::write_ahead_rows_and_untouched_evidence()
+{
+    const QString live = session->result(QStringLiteral("../live.db"));
+    QVERIFY(run_sql(live, {QStringLiteral("pragma journal_mode = wal")}));
+    {
+        // Copied while the writer is at work: the rows are in the log only.
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("live"));
+        db.setDatabaseName(live);
+        QVERIFY(db.open());
+        for (const QString &statement : provider_tables + sql({"insert into Message(subject) values('in the log')"}))
+            QVERIFY(QSqlQuery(db).exec(statement));
+        for (const char *suffix : {"", "-wal", "-shm"})
+            write_file(source("db/EmailProvider.db") + QLatin1StringView(suffix),
+                       read_file(live + QLatin1StringView(suffix)));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("live"));
+    const QStringList names = files_in(source("db"));
+    QList<QByteArray> before;
+    for (const QString &name : names)
+        before.append(read_file(source("db/") + name));
+    session->prepare({QStringLiteral("messages"), QStringLiteral("mailbox")});
+    session->extract();
+    QCOMPARE(rows("select subject from messages"), QStringList(QStringLiteral("in the log")));
+    QCOMPARE(files_in(source("db")), names);
+    for (qsizetype i = 0; i < names.size(); ++i)
+        QVERIFY(read_file(source("db/") + names.at(i)) == before.at(i));
+    QVERIFY(QDir(session->result(QStringLiteral("tmp"))).isEmpty());
+}
+
+void test_android_failures::failures_data()
+{
+    QTest::addColumn<QString>("what");
+    QTest::addColumn<QStringList>(
+        "lines"); // of the log, where FAILED or what follows it; COPY stands for the working copy
+    const QString mails = QStringLiteral("gmail_androidos::extract_gm_mails: ");
+    const QString select =
+        QStringLiteral("Select _id, displayName,timeStamp,subject,flagAttachment,messageId, mailboxKey,fromList, "
+                       "toList,ccList,bccList,replyToList,snippet,flagSeen from Message");
+    const QString no_query = QStringLiteral("No query Unable to fetch row");
+    const QStringList mails_failed = {mails + u" Select query ---FAILED---COPY", mails + no_query, mails + select};
+    const QString mailbox = QStringLiteral("gmail_androidos::get_mailbox_name: ");
+    const QString mismatch = QStringLiteral("Parameter count mismatch");
+    QTest::newRow("no Message table") << "drop table Message" << mails_failed;
+    QTest::newRow("missing column") << "alter table Message rename column snippet to other" << mails_failed;
+    QTest::newRow("no Mailbox table, told once")
+        << "drop table Mailbox"
+        << QStringList({mailbox + u" Select query ---FAILED---", mailbox + mismatch,
+                        mailbox + u"select displayName from Mailbox where _id = :0"});
+    QTest::newRow("empty file") << "FILE" << mails_failed;
+    QTest::newRow("no database") << "FILEthis is not a database, but it is longer than a header would be"
+                                 << mails_failed;
+}
+
+void test_android_failures::failures()
+{
+    QFETCH(QString, what);
+    QVERIFY(provider(sql({"insert into Message(_id, mailboxKey) values(1, 1), (2, 2), (3, 1)",
+                          "insert into Account values(1, 'N', 'a@x', 'S', null)"})));
+    if (what.startsWith(u"FILE"))
+        write_file(source("db/EmailProvider.db"), what.sliced(4).toUtf8().repeated(what.size() > 4 ? 100 : 0));
+    else
+        QVERIFY(run_sql(source("db/EmailProvider.db"), {what}));
+    write_file(source("sp/warm_accounts_preferences.xml"), "<s name='lastly_warmed_up_accounts'>a@x</s>");
+    const log_capture log;
+    extract("messages");
+    QStringList told;
+    for (const QString &line : log.lines()) {
+        if (line.contains(u"FAILED") || told.size() % 3 != 0)
+            told.append(line);
+    }
+    QFETCH(QStringList, lines);
+    QCOMPARE(told,
+             lines.replaceInStrings(QStringLiteral("COPY"), session->result(QStringLiteral("tmp/EmailProvider.db"))));
+    QVERIFY(QDir(session->result(QStringLiteral("tmp"))).isEmpty());
+
+    // Other tables do not suffer, unless the file is no database at all.
+    extract("accounts");
+    QCOMPARE(rows("select count(*) from accounts"),
+             QStringList(what.startsWith(u"FILE") ? QStringLiteral("0") : QStringLiteral("1")));
+}
+
+/// What stands in the place of a table is read when that surely comes to an end.
+void test_android_failures::views_and_made_columns_data()
+{
+    QTest::addColumn<QString>("instead");
+    QTest::addColumn<QString>("rows_or_refusal");
+    const char *const select_all = "Message as select o.* from O o";
+    const auto add = [&](const char *name, const QString &definition, const char *expected) {
+        QTest::newRow(name) << QString(u"create " + definition) << QString::fromUtf8(expected);
+    };
+    const auto view = [&](const char *more) {
+        return QString(u"view " + QString::fromUtf8(select_all) + QString::fromUtf8(more));
+    };
+    add("plain view", view(""), "1");
+    add("view with its order and a row found by key",
+        view(" join Mailbox m on m.rowid = o.mailboxKey order by snippet"), "1");
+    add("union", view(" union all select * from O"), "2");
+    add("recursion",
+        view(" where _id in (with recursive n(i) as (select 1 union all select i from n) select i from n)"),
+        "refused: Message is a view that could run without end");
+    add("loops in loops", view(", Account a, Account b, Account c where a.senderName + b.senderName"),
+        "refused: Message is a view that could run without end");
+    add("costly function", view(" where length(zeroblob(1000000000)) > 1"),
+        "refused: Message is a view that could run without end");
+    add("costly pattern", view(" where snippet like '%a%b%c%d%'"),
+        "refused: Message is a view that could run without end");
+    add("virtual table",
+        QStringLiteral("virtual table Message using fts5(_id, displayName, timeStamp, subject, "
+                       "flagAttachment, messageId, mailboxKey, fromList, toList, ccList, bccList, "
+                       "replyToList, snippet, flagSeen)"),
+        "refused: Message is a virtual table");
+    add("column made when it is read",
+        QStringLiteral(
+            "table Message(_id, displayName, timeStamp, subject, flagAttachment, messageId, mailboxKey, "
+            "fromList, toList, ccList, bccList, replyToList, flagSeen, snippet as (printf('%.*c', 1e9, 'x')))"),
+        "refused: Message has generated columns");
+}
+
+void test_android_failures::views_and_made_columns()
+{
+    QFETCH(QString, instead);
+    QFETCH(QString, rows_or_refusal);
+    QVERIFY(provider(sql({"insert into Message(_id, mailboxKey, snippet) values(1, 1, 's')",
+                          "insert into Mailbox(_id) values(1)", "insert into Account(_id) values(1), (2)",
+                          "insert into Attachment(_id, fileName, messageKey) values(5, 'f', 1)",
+                          "alter table Attachment rename to A", "create view Attachment as select * from A",
+                          "alter table Message rename to O"})));
+    QVERIFY(run_sql(source("db/EmailProvider.db"), {instead}));
+    const log_capture log;
+    extract("messages");
+    const bool refused = rows_or_refusal.startsWith(u"refused");
+    QCOMPARE(rows("select count(*) from messages"), QStringList(refused ? QStringLiteral("0") : rows_or_refusal));
+    QCOMPARE(log.lines_with(u"extract_gm_mails: " + rows_or_refusal).size(), refused ? 1 : 0);
+    if (!refused) // the look-up goes through a view, too
+        QCOMPARE(rows("select distinct email_attachments from messages"),
+                 QStringList(QStringLiteral("File Name : f;File Path : /5")));
+}
+
+void test_android_failures::links_and_pipes()
+{
+    QVERIFY(provider(sql({"insert into Message(_id) values(1)", "insert into Account(emailAddress) values('a@x')"})));
+    const QString outside = session->result(QStringLiteral("../../../outside/"));
+    write_file(outside + QLatin1StringView("1.html"), "x");
+    QVERIFY(QFile::copy(source("db/EmailProvider.db"), outside + QLatin1StringView("Cookies")));
+    QDir().mkpath(source("f/body/0"));
+    QDir().mkpath(source("r/app_webview"));
+    QDir().mkpath(source("sp"));
+    QVERIFY(QFile::link(outside + QLatin1StringView("1.html"), source("f/body/0/1.html")));
+    QVERIFY(QFile::link(outside + QLatin1StringView("Cookies"), source("r/app_webview/Cookies")));
+    QCOMPARE(::mkfifo(QFile::encodeName(source("sp/warm_accounts_preferences.xml")).constData(), 0600), 0);
+    const log_capture log;
+    session->prepare({QStringLiteral("messages"), QStringLiteral("accounts"), QStringLiteral("cookies")});
+    session->extract(); // does not wait for the pipe
+    QCOMPARE(rows("select snippet_file from messages"), QStringList(QString()));
+    QCOMPARE(log.lines_with(QStringLiteral("[link leads out of the source] ----FAILED---- :")).size(), 2);
+}
+
+void test_android_failures::unopenable_result()
+{
+    QVERIFY(provider({}));
+    session->prepare({QStringLiteral("mailbox")});
+    QFile::remove(session->database());
+    QDir().mkpath(session->database());
+    const log_capture log;
+    session->extract();
+    const QString me = QStringLiteral("gmail_androidos::extract_gm_mailboxes: ");
+    QCOMPARE(log.lines_with(me),
+             QStringList({me + u"Starts", me + u" Destination Db opening ---FAILED--- " + session->database(),
+                          me + u"unable to open database file Error opening database", me + session->database()}));
+}
+
+void test_android_failures::failed_inserts()
+{
+    QVERIFY(provider(sql({"insert into Mailbox(displayName) values('a'), ('bad'), ('c')"})));
+    session->prepare({QStringLiteral("mailbox")});
+    QVERIFY(run_sql(
+        session->database(),
+        sql({"create trigger t before insert on mailbox when new.display_name = 'bad' begin select raise(abort, "
+             "'no'); end"})));
+    const log_capture log;
+    session->extract();
+    QCOMPARE(rows("select display_name from mailbox"), QStringList({QStringLiteral("a"), QStringLiteral("c")}));
+    const QString me = QStringLiteral("gmail_androidos::extract_gm_mailboxes: ");
+    const QStringList lines = log.lines();
+    const qsizetype at = lines.indexOf(me + u"Insertion Query -----FAILED-----" + session->database());
+    QVERIFY(at > 0);
+    QCOMPARE(lines.at(at + 1), QString(me + u"no Unable to fetch row"));
+    QVERIFY(lines.at(at + 2).startsWith(
+        me + u"insert into mailbox(bookmark, display_name, server_id, sync_time ,last_touched_time,"));
+}
+
+/// The rows before a cancel are kept; the closing lines are left out; nothing is left in the temporary directory.
+void test_android_failures::cancelled()
+{
+    QVERIFY(provider(sql({"with recursive n(i) as (select 1 union all select i + 1 from n where i < 200000) insert "
+                          "into Message(_id, subject) "
+                          "select i, i from n"})));
+    session->prepare({QStringLiteral("messages"), QStringLiteral("mailbox")});
+    qint64 announced = 0;
+    connect(&session->plugin, &gmail::signal_extracted_records_of_plugin_overall, this, [&](qint64 total) {
+        if (total == 0 || announced != 0)
+            return;
+        announced = total;
+        QCOMPARE(rows("select count(*) from messages"), QStringList(QString::number(total)));
+        session->plugin.pub_cancel_extraction();
+    });
+    const log_capture log;
+    session->extract();
+    QVERIFY(announced > 0 && announced < 200000);
+    QCOMPARE(rows("select count(*) from messages"), QStringList(QString::number(announced)));
+    QVERIFY(log.lines_with(QStringLiteral("extract_gm_mails:  Ends")).isEmpty());
+    QVERIFY(QDir(session->result(QStringLiteral("tmp"))).isEmpty());
+}
+
+QTEST_MAIN(test_android_failures)
+#include "test_android_failures.moc"
