@@ -47,6 +47,14 @@ qsizetype find_separator(QByteArrayView lines)
     return lines.size();
 }
 
+/// QByteArray::append copies all when it grows. This lets the memory grow where it is.
+void append_bytes(QByteArray &message, QByteArrayView bytes)
+{
+    const qsizetype size = message.size();
+    message.resize(size + bytes.size());
+    std::copy(bytes.begin(), bytes.end(), message.begin() + size);
+}
+
 } // namespace
 
 mbox_splitter::mbox_splitter(QIODevice &mail_file)
@@ -118,11 +126,11 @@ void mbox_splitter::append(QByteArrayView lines)
 {
     while (true) {
         const qsizetype surviving = local_text::surviving_lines(lines);
-        message_buffer.append(lines.first(surviving));
+        append_bytes(message_buffer, lines.first(surviving));
         if (surviving == lines.size())
             return;
         const QByteArrayView odd_line = first_line(lines.sliced(surviving));
-        message_buffer.append(local_text::converted(odd_line));
+        append_bytes(message_buffer, local_text::converted(odd_line));
         lines = lines.sliced(surviving + odd_line.size());
     }
 }
