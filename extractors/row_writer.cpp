@@ -113,7 +113,8 @@ void insert_statement::bind_long(std::size_t column, const QString &value)
     bindings[column] = binding::direct;
 }
 
-/// A text that has not changed since the first row is most likely a constant of the run: it stays bound.
+/// A text that has not changed since the first row is most likely a constant of the run: it stays bound. What is known
+/// of a column changes after its binding, which may throw when memory is short.
 void insert_statement::bind_short(std::size_t column, const QString &value)
 {
     QString &known = values[column];
@@ -121,23 +122,23 @@ void insert_statement::bind_short(std::size_t column, const QString &value)
     const bool is_known = value.constData() == known.constData() && value.size() == known.size();
     const bool is_constant = bound == binding::nothing || (bound == binding::constant && is_known);
     const binding wanted = value.isNull() ? binding::null : is_constant ? binding::constant : binding::late;
+    if (wanted != bound)
+        query.bindValue(static_cast<int>(column),
+                        wanted == binding::late ? QVariant::fromValue(late_text{&known}) : QVariant(value));
+    bound = wanted;
     known = value;
-    if (wanted == std::exchange(bound, wanted))
-        return;
-    query.bindValue(static_cast<int>(column),
-                    wanted == binding::late ? QVariant::fromValue(late_text{&known}) : QVariant(value));
 }
 
 bool insert_statement::execute(const QStringList &row)
 {
     if (!prepared)
         prepare(row.size());
+    converted = nullptr; // also when the row before did not come to its end
     for (std::size_t i = 0; i < values.size(); ++i)
         bind(i, row.at(static_cast<qsizetype>(i)));
     const bool inserted = query.exec();
     prepared = prepared && inserted;
     bytes = QByteArray();
-    converted = nullptr;
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (row.at(static_cast<qsizetype>(i)).size() > longest_kept_text)
             bind(i, QString());
