@@ -3,6 +3,7 @@
 #include "host/log_file.h"
 #include "host/plugin_run.h"
 #include "host/progress.h"
+#include "host/records/expectation.h"
 #include "host/run_places.h"
 #include "host/signal_watch.h"
 #include "host/sources/prepare.h"
@@ -282,7 +283,10 @@ exit_status run_extract_command(extract_options options, signal_watch &signals_w
         QDir(result_paths(options.result_dir).directory + QLatin1StringView("tmp")).removeRecursively();
     });
     QList<ready_source> sources;
-    if (const maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources)) {
+    maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
+    if (!refused && options.hash)
+        refused = expect_rows(sources, staging, show_bytes);
+    if (refused) {
         progress.finish();
         if (const int signal = signals_watched.received(); signal != 0 && refused->text.isEmpty()) {
             complain(QStringLiteral("cancelled before the extraction began; nothing was written"));
@@ -290,8 +294,8 @@ exit_status run_extract_command(extract_options options, signal_watch &signals_w
         }
         return refuse(*refused);
     }
-    if (const maybe_refusal refused = places.make_log())
-        return refuse(*refused);
+    if (const maybe_refusal no_log = places.make_log())
+        return refuse(*no_log);
     places.keep();
     progress.expect(sources, options.tables);
     return extraction(options, plugin, progress, signals_watched).run(sources, before);

@@ -1,8 +1,8 @@
 #include "host/inspect_command.h"
 
 #include "host/progress.h"
+#include "host/records/expectation.h"
 #include "host/signal_watch.h"
-#include "host/sources/expectation.h"
 #include "host/sources/prepare.h"
 #include "host/terminal.h"
 
@@ -90,7 +90,9 @@ exit_status run_inspect_command(const extract_options &options, signal_watch &si
                                        .hash = true,
                                        .keep_mail = false};
     QList<ready_source> sources;
-    const maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
+    maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
+    if (!refused)
+        refused = expect_rows(sources, staging, show_bytes);
     progress.finish();
     if (const int signal = signals_watched.received(); signal != 0)
         return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;

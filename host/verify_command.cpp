@@ -1,6 +1,6 @@
 #include "host/verify_command.h"
 
-#include "host/records/digest.h"
+#include "host/pass/digest.h"
 #include "host/result_database.h"
 #include "host/terminal.h"
 

@@ -1,6 +1,6 @@
 #include "host/records/reconciliation.h"
 
-#include "host/sources/expectation.h"
+#include "host/records/expectation.h"
 
 #include <QHash>
 #include <QSqlDatabase>

@@ -1,7 +1,6 @@
 #include "host/sources/prepare.h"
 
 #include "host/sources/directory_reader.h"
-#include "host/sources/expectation.h"
 #include "host/sources/layout.h"
 #include "host/sources/open_reader.h"
 #include "host/sources/parts.h"
@@ -310,10 +309,6 @@ maybe_refusal prepare_sources(const QStringList &sources, const prepare_options 
                 refused = look_through(source, progress);
             else
                 refused = hash_given(source, known_hashes, progress);
-            if (!refused && !progress(reading_phase, 0, 0))
-                refused = cancelled;
-            if (!refused)
-                source.expected = rows_expected_of(source, staging.folder(static_cast<int>(each)) + u"counting/");
         }
     }
     if (refused)

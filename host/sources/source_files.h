@@ -1,7 +1,7 @@
 /// The files that the plug-in reads, and what one pass over their bytes tells of them.
 #pragma once
 
-#include "host/records/digest.h"
+#include "host/pass/digest.h"
 #include "host/refusal.h"
 #include "host/sources/ready_source.h"
 

@@ -1,7 +1,7 @@
 /// A private folder below the result, for the files that the plug-in cannot read where they are.
 #pragma once
 
-#include "host/records/digest.h"
+#include "host/pass/digest.h"
 #include "host/refusal.h"
 #include "host/sources/member.h"
 

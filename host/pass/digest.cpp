@@ -1,4 +1,4 @@
-#include "host/records/digest.h"
+#include "host/pass/digest.h"
 
 #include <QFile>
 
