@@ -7,7 +7,6 @@
 #include "host/terminal.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 
@@ -107,6 +106,6 @@ exit_status run_inspect_command(const extract_options &options, signal_watch &si
             print_as_text(source);
     }
     if (options.json)
-        print(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented).trimmed()));
+        print_json(array);
     return exit_status::done;
 }

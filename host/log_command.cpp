@@ -5,17 +5,23 @@
 
 #include <QtGlobal>
 
+#include <unistd.h>
+
 exit_status run_log_command(const QString &path)
 {
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {}); // the cipher's warnings
     log_file log(path);
     if (!log.open())
         return refuse({exit_status::bad_source, path + QLatin1StringView(": cannot be read (") + log.error() + u')'});
+    const bool on_terminal = isatty(STDOUT_FILENO) != 0; // elsewhere the log keeps its bytes
     exit_status status = exit_status::done;
     log_file::piece piece;
     for (qint64 number = 1; log.next(piece); ++number) {
+        if (output_is_closed())
+            break;
         if (piece.readable) {
-            print(piece.line);
+            print_bytes(on_terminal ? escaped_utf8(piece.line) : piece.line);
+            print_bytes("\n");
             continue;
         }
         status = exit_status::done_with_failures;

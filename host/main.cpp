@@ -4,10 +4,13 @@
 #include "host/inspect_command.h"
 #include "host/log_command.h"
 #include "host/signal_watch.h"
+#include "host/terminal.h"
 #include "host/verify_command.h"
 
 #include <CLI/CLI.hpp>
 #include <QApplication>
+
+#include <csignal>
 
 namespace {
 
@@ -140,7 +143,9 @@ void take_over(const raw_options &raw, extract_options &options)
 
 } // namespace
 
-int main(int argc, char *argv[])
+namespace {
+
+exit_status run(int argc, char *argv[])
 {
     raw_options raw;
     extract_options options;
@@ -165,12 +170,12 @@ int main(int argc, char *argv[])
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? int(exit_status::done) : int(exit_status::wrong_usage);
+        return app.exit(error) == 0 ? exit_status::done : exit_status::wrong_usage;
     }
     if (log->parsed())
-        return int(run_log_command(text(raw.log_to_read)));
+        return run_log_command(text(raw.log_to_read));
     if (verify->parsed())
-        return int(run_verify_command(text(raw.result_to_verify)));
+        return run_verify_command(text(raw.result_to_verify));
 
     signal_watch signals_watched; // before Qt starts threads that would take the signals
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
@@ -182,9 +187,17 @@ int main(int argc, char *argv[])
     qInstallMessageHandler(default_handler);
     take_over(raw, options);
     if (inspect->parsed())
-        return int(run_inspect_command(options, signals_watched));
+        return run_inspect_command(options, signals_watched);
     options.result_dir = options.sources.takeLast();
     for (int i = 1; i < argc; ++i)
         options.arguments.append(QString::fromLocal8Bit(argv[i]));
-    return int(run_extract_command(options, signals_watched));
+    return run_extract_command(options, signals_watched);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    std::signal(SIGPIPE, SIG_IGN); // a reader that has seen enough ends the output, not the run
+    return int(finish_output(run(argc, argv)));
 }

@@ -12,6 +12,7 @@ enum class exit_status : int {
     bad_source = 4,
     bad_result = 5,
     no_library = 6,
+    output_lost = 8,
     interrupted = 130,
     terminated = 143,
 };
@@ -24,6 +25,7 @@ inline constexpr char exit_status_help[] = "Exit status:\n"
                                            "  4    SOURCE missing or not recognised\n"
                                            "  5    RESULT_DIR not writable or refused\n"
                                            "  6    the library cannot be loaded\n"
+                                           "  8    done, but standard output could not be written\n"
                                            "  130  cancelled by SIGINT, what was extracted is kept\n"
                                            "  143  cancelled by SIGTERM, what was extracted is kept";
 

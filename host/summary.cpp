@@ -3,7 +3,6 @@
 #include "host/terminal.h"
 
 #include <QJsonArray>
-#include <QJsonDocument>
 
 namespace {
 
@@ -25,7 +24,7 @@ void print_as_json(const run_summary &summary, const extract_options &options)
         {QStringLiteral("run_record"), paths.run_record},
         {QStringLiteral("run_record_sha256"), summary.record_sha256},
     };
-    print(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented).trimmed()));
+    print_json(object);
 }
 
 /// Where a source is: its root when the plug-in read it in place, else what was given.

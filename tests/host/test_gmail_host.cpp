@@ -1,4 +1,5 @@
 /// The command-line host as an examiner uses it: arguments in, files, text and exit status out.
+#include "host/terminal.h"
 #include "tests/support/support.h"
 
 #include <QDir>
@@ -41,6 +42,10 @@ private Q_SLOTS:
     void failures_are_counted_data();
     void failures_are_counted();
     void log_reader();
+    void output_that_goes_nowhere_data();
+    void output_that_goes_nowhere();
+    void texts_on_a_terminal_data();
+    void texts_on_a_terminal();
     void cancelled_by_a_signal_data();
     void cancelled_by_a_signal();
     void killed();
@@ -245,6 +250,56 @@ void test_gmail_host::log_reader()
     QVERIFY(run.errors.contains(QStringLiteral("log: piece 4, %1 bytes at offset %2, cannot be deciphered")
                                     .arg(damaged.size() - second - 8)
                                     .arg(plain_line.size() + second)));
+}
+
+void test_gmail_host::output_that_goes_nowhere_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("target"); // of standard output, as a shell writes it
+    QTest::addColumn<int>("status");
+    for (const char *command : {"extract S/takeout D/r", "inspect S/takeout", "verify D/done", "log D/log", "--help"})
+        QTest::addRow("%s, full disk", command) << command << "> /dev/full" << 8;
+    // More than a pipe takes, read by nobody.
+    QTest::newRow("log, closed pipe") << "log D/log"
+                                      << "| true" << 0;
+    QTest::newRow("extract, closed pipe") << "extract S/takeout D/r"
+                                          << "| true" << 0;
+}
+
+void test_gmail_host::output_that_goes_nowhere()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, target);
+    write_file(path(QStringLiteral("log")), QByteArray("[t][f]:-- line\n").repeated(100000));
+    host({QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("done"))});
+    command.replace(QStringLiteral("S/"), samples).replace(QStringLiteral("D/"), directory->path() + u'/');
+    QProcess shell;
+    shell.start(QStringLiteral("bash"), {QStringLiteral("-c"), QStringLiteral(GMAIL_HOST " ") + command + u' ' +
+                                                                   target + QStringLiteral("; exit ${PIPESTATUS[0]}")});
+    QVERIFY(shell.waitForFinished(60000));
+    QTEST(shell.exitCode(), "status");
+    const QString errors = QString::fromUtf8(shell.readAllStandardError());
+    QCOMPARE(errors.count(u"standard output: cannot be written (No space left on device)"),
+             target.contains(u"full") ? 1 : 0);
+    QCOMPARE(QFile::exists(result(QStringLiteral("run.json"))), command.startsWith(u"extract"));
+}
+
+void test_gmail_host::texts_on_a_terminal_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("ordinary") << QStringLiteral("Grüße, 日本 \\x") << QStringLiteral("Grüße, 日本 \\x");
+    QTest::newRow("back to the line's begin") << QStringLiteral("a\rmatches") << "a\\x0Dmatches";
+    QTest::newRow("escape, line feed, delete") << QStringLiteral("\x1b[2K\n\x7f") << "\\x1B[2K\\x0A\\x7F";
+    QTest::newRow("eight-bit command") << QStringLiteral("\u009b2J") << "\\x9B2J";
+    QTest::newRow("turned direction") << QStringLiteral("fdp\u202eexe.") << "fdp\\u202Eexe.";
+}
+
+void test_gmail_host::texts_on_a_terminal()
+{
+    QFETCH(QString, text);
+    QTEST(escaped(text), "shown");
+    QCOMPARE(escaped_utf8(text.toUtf8()), escaped(text).toUtf8());
 }
 
 /// Enough messages for a few seconds.
