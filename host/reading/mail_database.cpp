@@ -1,0 +1,206 @@
+#include "host/reading/mail_database.h"
+
+#include <QFileInfo>
+
+namespace {
+
+constexpr char settings[] = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -16000;";
+
+constexpr char page_size[] = "PRAGMA page_size = 8192;";
+
+// Tables whose rows are looked up by mail are stored in that order and need no index for it.
+constexpr char schema[] = R"(
+CREATE TABLE meta (key TEXT PRIMARY KEY, value TEXT) WITHOUT ROWID;
+CREATE TABLE mail (
+    id INTEGER PRIMARY KEY, source_count_name TEXT, source_file TEXT, ordinal INTEGER, "offset" INTEGER,
+    length INTEGER, sha256 TEXT, message_id TEXT, in_reply_to TEXT, thread_id TEXT, date INTEGER, date_text TEXT,
+    subject TEXT, row_table TEXT, "row" INTEGER, row_note TEXT, problems TEXT, text TEXT, html TEXT, headers TEXT);
+CREATE TABLE address (
+    mail INTEGER NOT NULL REFERENCES mail (id), role TEXT NOT NULL, position INTEGER NOT NULL, name TEXT, address TEXT,
+    PRIMARY KEY (mail, role, position)) WITHOUT ROWID;
+CREATE TABLE label (
+    mail INTEGER NOT NULL REFERENCES mail (id), label TEXT NOT NULL, PRIMARY KEY (mail, label)) WITHOUT ROWID;
+CREATE TABLE reference (
+    mail INTEGER NOT NULL REFERENCES mail (id), position INTEGER NOT NULL, message_id TEXT,
+    PRIMARY KEY (mail, position)) WITHOUT ROWID;
+CREATE TABLE part (
+    mail INTEGER NOT NULL REFERENCES mail (id), path TEXT NOT NULL, media_type TEXT, charset TEXT, name TEXT,
+    disposition TEXT, content_id TEXT, encoding TEXT, size INTEGER, sha256 TEXT, file TEXT, is_text INTEGER NOT NULL);
+CREATE TABLE difference (
+    mail INTEGER REFERENCES mail (id), "row" INTEGER, field TEXT, kind TEXT, explanation TEXT);
+CREATE TABLE attachment_file (
+    file TEXT, "row" INTEGER, mail INTEGER REFERENCES mail (id), kind TEXT, part_path TEXT);
+CREATE VIRTUAL TABLE mail_search USING fts5 (subject, addresses, text, names);
+CREATE INDEX mail_date ON mail (date);
+CREATE INDEX mail_message_id ON mail (message_id);
+CREATE INDEX mail_thread_id ON mail (thread_id);
+CREATE INDEX mail_row ON mail ("row");
+CREATE INDEX address_address ON address (address);
+CREATE INDEX label_label ON label (label);
+CREATE INDEX part_mail ON part (mail);
+CREATE INDEX part_sha256 ON part (sha256);
+CREATE INDEX difference_mail ON difference (mail);
+CREATE INDEX attachment_file_mail ON attachment_file (mail);
+CREATE INDEX attachment_file_file ON attachment_file (file);
+)";
+
+constexpr char row_separators[] = R"(
+CREATE TEMP TABLE row_separator (
+    mail INTEGER NOT NULL, source_file_number INTEGER NOT NULL, ordinal INTEGER NOT NULL, "offset" INTEGER NOT NULL);
+)";
+
+/// Several texts as one, for the search.
+void append_words(QByteArray &words, const QByteArray &more)
+{
+    if (!words.isEmpty() && !more.isEmpty())
+        words += '\n';
+    words += more;
+}
+
+qint64 number_from(sqlite_connection &file, const char *query)
+{
+    sqlite_statement statement;
+    return statement.prepare(file, query) && statement.next() ? statement.integer(0) : 0;
+}
+
+} // namespace
+
+maybe_refusal mail_database::open(const QString &path)
+{
+    const auto refused = [&path](const QString &why) {
+        return refusal{exit_status::bad_result, path + QLatin1StringView(": ") + why};
+    };
+    const bool is_new = !QFileInfo::exists(path) || QFileInfo(path).size() == 0;
+    if (!file.open(path, sqlite_connection::mode::read_write))
+        return refused(file.failure());
+    if (is_new)
+        file.execute(page_size);
+    file.execute(settings);
+    file.execute("BEGIN");
+    if (is_new) {
+        file.execute(schema);
+        file.execute(QByteArray("PRAGMA user_version = " + QByteArray::number(schema_version)).constData());
+    } else if (number_from(file, "PRAGMA user_version") != schema_version ||
+               number_from(file, "SELECT count(*) FROM sqlite_master WHERE name IN ('mail', 'mail_search', 'meta')") !=
+                   3) {
+        return refused(QStringLiteral("not a mail database of this version of the program; use --clear to replace it"));
+    }
+    file.execute(row_separators);
+    prepare_statements();
+    set_meta("program", "gmail_host " GMAIL_VERSION);
+    id_of_first_mail = next_mail = number_from(file, "SELECT max(id) FROM mail") + 1;
+    if (!failure().isEmpty())
+        return refused(failure());
+    return {};
+}
+
+void mail_database::prepare_statements()
+{
+    insert_mail.prepare(file,
+                        "INSERT INTO mail (id, source_count_name, source_file, ordinal, \"offset\", length, sha256, "
+                        "message_id, in_reply_to, thread_id, date, date_text, subject, row_table, \"row\", row_note, "
+                        "problems, text, html, headers) VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+    insert_address.prepare(file, "INSERT INTO address VALUES (?,?,?,?,?)");
+    insert_label.prepare(file, "INSERT OR IGNORE INTO label VALUES (?,?)");
+    insert_reference.prepare(file, "INSERT INTO reference VALUES (?,?,?)");
+    insert_part.prepare(file, "INSERT INTO part VALUES (?,?,?,?,?,?,?,?,?,?,?,?)");
+    insert_text.prepare(file, "INSERT INTO mail_search (rowid, subject, addresses, text, names) VALUES (?,?,?,?,?)");
+    insert_separator.prepare(file, "INSERT INTO temp.row_separator VALUES (?,?,?,?)");
+    insert_difference.prepare(file, "INSERT INTO difference VALUES (?,?,?,?,?)");
+    insert_attachment.prepare(file, "INSERT INTO attachment_file VALUES (?,?,?,?,?)");
+    update_row.prepare(file, "UPDATE mail SET row_table = ?, \"row\" = ?, row_note = ? WHERE id = ?");
+    replace_meta.prepare(file, "INSERT OR REPLACE INTO meta VALUES (?,?)");
+    find_file.prepare(file, "SELECT file FROM part WHERE sha256 = ? AND file IS NOT NULL LIMIT 1");
+}
+
+qint64 mail_database::insert(const mail_record &mail, const QByteArrayList &files, int source_file_number)
+{
+    const qint64 id = next_mail++;
+    const QByteArray problems = mail.problems.join('\n');
+    insert_mail.bind(id).bind(mail.source_count_name).bind(mail.source_file).bind(mail.ordinal);
+    insert_mail.bind(mail.offset).bind(mail.length).bind(mail.sha256).bind(mail.message_id).bind(mail.in_reply_to);
+    insert_mail.bind(mail.thread_id).bind(mail.date).bind(mail.date_text).bind(mail.subject).bind(mail.row_table);
+    insert_mail.bind(mail.row).bind(mail.row_note).bind(problems).bind(mail.text).bind(mail.html).bind(mail.headers);
+    insert_mail.run();
+    for (const mail_address &each : mail.addresses)
+        insert_address.bind(id).bind(each.role).bind(qint64(each.position)).bind(each.name).bind(each.address).run();
+    for (const QByteArray &label : mail.labels)
+        insert_label.bind(id).bind(label).run();
+    qint64 position = 0;
+    for (const QByteArray &reference : mail.references)
+        insert_reference.bind(id).bind(++position).bind(reference).run();
+    for (const row_separator &each : mail.separators)
+        insert_separator.bind(id).bind(qint64(source_file_number)).bind(each.ordinal).bind(each.offset).run();
+    insert_parts(id, mail, files);
+    insert_search(id, mail);
+    return failure().isEmpty() ? id : 0;
+}
+
+void mail_database::insert_parts(qint64 id, const mail_record &mail, const QByteArrayList &files)
+{
+    for (qsizetype i = 0; i < mail.parts.size(); ++i) {
+        const mail_part &part = mail.parts.at(i);
+        insert_part.bind(id).bind(part.path).bind(part.media_type).bind(part.charset).bind(part.name);
+        insert_part.bind(part.disposition).bind(part.content_id).bind(part.encoding).bind(part.size);
+        insert_part.bind(part.sha256).bind(files.value(i)).bind(qint64(part.is_text)).run();
+    }
+}
+
+void mail_database::insert_search(qint64 id, const mail_record &mail)
+{
+    QByteArray addresses, names;
+    for (const mail_address &each : mail.addresses) {
+        append_words(addresses, each.name);
+        append_words(addresses, each.address);
+    }
+    for (const mail_part &part : mail.parts)
+        append_words(names, part.name);
+    insert_text.bind(id).bind(mail.subject).bind(addresses);
+    insert_text.bind(mail.text.isEmpty() ? mail.search_text : mail.text).bind(names).run();
+}
+
+QByteArray mail_database::file_of(const QByteArray &sha256)
+{
+    find_file.bind(sha256);
+    const QByteArray found = find_file.next() ? find_file.text(0) : QByteArray();
+    find_file.reset();
+    return found;
+}
+
+void mail_database::set_row(qint64 mail, const QByteArray &row_table, std::optional<qint64> row,
+                            const QByteArray &row_note)
+{
+    update_row.bind(row_table).bind(row).bind(row_note).bind(mail).run();
+}
+
+void mail_database::insert(const mail_difference &difference)
+{
+    insert_difference.bind(difference.mail).bind(difference.row).bind(difference.field).bind(difference.kind);
+    insert_difference.bind(difference.explanation).run();
+}
+
+void mail_database::insert(const stored_attachment &attachment)
+{
+    insert_attachment.bind(attachment.file).bind(attachment.row).bind(attachment.mail).bind(attachment.kind);
+    insert_attachment.bind(attachment.part_path).run();
+}
+
+void mail_database::set_meta(const QByteArray &key, const QByteArray &value)
+{
+    replace_meta.bind(key).bind(value).run();
+}
+
+void mail_database::commit()
+{
+    file.execute("COMMIT; BEGIN");
+}
+
+void mail_database::close()
+{
+    file.execute("COMMIT");
+    for (sqlite_statement *statement :
+         {&insert_mail, &insert_address, &insert_label, &insert_reference, &insert_part, &insert_text,
+          &insert_separator, &insert_difference, &insert_attachment, &update_row, &replace_meta, &find_file})
+        statement->finalize();
+    file.close();
+}

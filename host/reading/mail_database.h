@@ -1,0 +1,94 @@
+/// `Mail.sqlite`: its tables, and writing to them.
+///
+/// It is filled in two phases by one process through one object of this class. Phase 1 (reading) inserts the mails of
+/// all sources in their order, with their addresses, labels, references and parts; it needs no rows and runs beside the
+/// extraction. Phase 2 (comparison) begins once the extraction has ended: it finds the row of each mail and writes
+/// `set_row`, `difference` and `attachment_file`. What phase 2 must know of phase 1 is in the database: the mails
+/// themselves, and `temp.row_separator (mail, source_file_number, ordinal, offset)`, a temporary table with the lines
+/// at which the plug-in begins messages. A file's n-th separator is completed, and so becomes a row, when there is an
+/// n+1-th one; `source_file_number` is 1 for the first file of this run, and so on.
+///
+/// Mails of earlier runs (`--append`) are in the database, too; those of this run have an id of `first_mail()` or more.
+#pragma once
+
+#include "host/reading/mail_record.h"
+#include "host/reading/sqlite.h"
+#include "host/refusal.h"
+
+#include <QString>
+
+/// A line of `difference`.
+struct mail_difference
+{
+    qint64 mail = 0;
+    std::optional<qint64> row;
+    QByteArray field; ///< a column of `messages`, or "row"
+    QByteArray kind;  ///< "missing", "shortened", "undecoded", "other" or "surplus"
+    QByteArray explanation;
+};
+
+/// A line of `attachment_file`.
+struct stored_attachment
+{
+    QByteArray file; ///< as in `export_file_paths`; empty for a part that was never stored
+    std::optional<qint64> row;
+    std::optional<qint64> mail;
+    QByteArray kind; ///< "identical", "longer", "shorter", "other" or "missing"
+    QByteArray part_path;
+};
+
+/// Not for several threads. After the first failure nothing more is written; `failure()` says why.
+class mail_database
+{
+public:
+    /// `PRAGMA user_version` of the schema.
+    static constexpr int schema_version = 1;
+
+    mail_database() = default;
+    Q_DISABLE_COPY_MOVE(mail_database)
+
+    /// Open the file at `path`, which is made with its tables when it does not exist. Refused: a file that is not such
+    /// a database, or one of another version.
+    [[nodiscard]] maybe_refusal open(const QString &path);
+
+    /// Insert a mail with all that belongs to it; the id of its row, or 0 when the database failed. `files` are the
+    /// values of `part.file`, one for each of `mail.parts`, empty for NULL. `source_file_number` goes to
+    /// `row_separator`; it is not used when `mail.separators` is empty.
+    qint64 insert(const mail_record &mail, const QByteArrayList &files, int source_file_number);
+
+    /// The `file` of the first part with this content, or empty.
+    [[nodiscard]] QByteArray file_of(const QByteArray &sha256);
+
+    void set_row(qint64 mail, const QByteArray &row_table, std::optional<qint64> row, const QByteArray &row_note);
+    void insert(const mail_difference &difference);
+    void insert(const stored_attachment &attachment);
+
+    /// Remember a text in `meta`; an earlier one of the same key is replaced.
+    void set_meta(const QByteArray &key, const QByteArray &value);
+
+    /// Writing happens within a transaction that is open from `open` on. This ends it and begins the next one.
+    void commit();
+
+    /// `commit`, and nothing more is written.
+    void close();
+
+    /// The id that the first mail inserted by this object has, or would have.
+    [[nodiscard]] qint64 first_mail() const { return id_of_first_mail; }
+
+    /// For queries of phase 2. Lives as long as this object is open.
+    [[nodiscard]] sqlite_connection &connection() { return file; }
+
+    /// Empty while all is well.
+    [[nodiscard]] QString failure() const { return file.failure(); }
+
+private:
+    void prepare_statements();
+    void insert_parts(qint64 id, const mail_record &mail, const QByteArrayList &files);
+    void insert_search(qint64 id, const mail_record &mail);
+
+    sqlite_connection file;
+    qint64 id_of_first_mail = 1;
+    qint64 next_mail = 1;
+    sqlite_statement insert_mail, insert_address, insert_label, insert_reference, insert_part, insert_text,
+        insert_separator, insert_difference, insert_attachment, update_row, replace_meta, find_file;
+};

@@ -1,0 +1,72 @@
+/// A mail as it was read: the values of one row of `mail` and of the rows that belong to it.
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <QList>
+
+#include <optional>
+
+/// Texts are UTF-8. An empty text means that there is none: it becomes NULL in the database.
+struct mail_address
+{
+    QByteArray role;  ///< "from", "sender", "reply-to", "to", "cc" or "bcc"
+    int position = 0; ///< from 1, within the role
+    QByteArray name;
+    QByteArray address;
+};
+
+/// A leaf part, or an embedded message.
+struct mail_part
+{
+    QByteArray path; ///< number of the body section, "1.2"
+    QByteArray media_type;
+    QByteArray charset; ///< as declared, in lower case
+    QByteArray name;
+    QByteArray disposition;
+    QByteArray content_id; ///< without angle brackets
+    QByteArray encoding;   ///< transfer encoding, in lower case
+    qint64 size = 0;       ///< bytes, decoded
+    QByteArray sha256;     ///< of these bytes, lower-case hex
+    QByteArray extension;  ///< of the file that takes the bytes, with its dot; may be empty
+    QByteArray spool_file; ///< where the bytes wait to be moved to "Parts"; empty when they are not written
+    bool is_text = false;  ///< `text` or `html` of the mail has it
+};
+
+/// A line of an mbox at which the plug-in begins a message. Its rule is simpler than that for mails, so a mail may
+/// contain several.
+struct row_separator
+{
+    qint64 ordinal = 0; ///< from 1, within the file
+    qint64 offset = 0;  ///< bytes, within the file
+};
+
+struct mail_record
+{
+    QByteArray source_count_name; ///< as in the rows
+    QByteArray source_file;       ///< as in the rows
+    qint64 ordinal = 0;           ///< from 1, within the file or table
+    std::optional<qint64> offset; ///< bytes; none on Android
+    std::optional<qint64> length; ///< bytes, the "From " line included; none on Android
+    QByteArray sha256;            ///< of these bytes, lower-case hex
+    QByteArray message_id;
+    QByteArray in_reply_to;
+    QByteArray thread_id;
+    std::optional<qint64> date; ///< UTC seconds
+    QByteArray date_text;
+    QByteArray subject;
+    QByteArray text;
+    QByteArray html;
+    QByteArray headers;
+    QByteArray row_table; ///< "messages" once the row is known
+    std::optional<qint64> row;
+    QByteArray row_note;     ///< why there is no row
+    QByteArrayList problems; ///< a sentence each
+
+    QList<mail_address> addresses;
+    QByteArrayList labels;
+    QByteArrayList references;
+    QList<mail_part> parts;
+    QByteArray search_text;          ///< what the search takes when `text` is empty: the text of `html`
+    QList<row_separator> separators; ///< of the plug-in, within this mail
+};
