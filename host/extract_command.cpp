@@ -1,11 +1,11 @@
 #include "host/extract_command.h"
 
+#include "host/command_line.h"
 #include "host/log_file.h"
 #include "host/plugin_run.h"
 #include "host/progress.h"
 #include "host/records/expectation.h"
 #include "host/run_places.h"
-#include "host/signal_watch.h"
 #include "host/sources/prepare.h"
 #include "host/summary.h"
 #include "host/terminal.h"
@@ -202,7 +202,7 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
         record.sources.append({source, 0, {}});
     keep_earlier_record(paths.run_record);
     if (const maybe_refusal unwritable = write_run_record(paths, record, options, [] { return true; }))
-        return refuse(*unwritable);
+        return refuse(*unwritable, options.json);
     record.sources.clear();
 
     // The plug-in makes a folder for attachments in the current directory: let that be the one it makes anyway.
@@ -245,25 +245,23 @@ void extraction::write_record()
         summary.record_sha256 = sha256_of_file(paths.run_record, [](qint64) { return true; });
 }
 
-} // namespace
-
-exit_status run_extract_command(extract_options options, signal_watch &signals_watched)
+exit_status extract_sources(extract_options options, signal_watch &signals_watched)
 {
     make_paths_absolute(options);
     for (const QString &source : std::as_const(options.sources)) {
         if (const maybe_refusal missing = check_given(source))
-            return refuse(*missing);
+            return refuse(*missing, options.json);
     }
     progress_display progress(options.quiet);
     plugin_run plugin([&progress](qint64 records, int tabs) { progress.show_records(records, tabs); });
     if (const maybe_refusal refused = plugin.load(options.library))
-        return refuse(*refused);
+        return refuse(*refused, options.json);
     run_places places(options);
     last_rows before;
     if (const maybe_refusal refused = places.check(before))
-        return refuse(*refused);
+        return refuse(*refused, options.json);
     if (const maybe_refusal refused = places.make())
-        return refuse(*refused);
+        return refuse(*refused, options.json);
 
     staging_area staging(result_paths(options.result_dir).staging, options.limits);
     staging.remove_leftovers();
@@ -292,11 +290,64 @@ exit_status run_extract_command(extract_options options, signal_watch &signals_w
             complain(QStringLiteral("cancelled before the extraction began; nothing was written"));
             return status_of_signal(signal);
         }
-        return refuse(*refused);
+        return refuse(*refused, options.json);
     }
     if (const maybe_refusal no_log = places.make_log())
         return refuse(*no_log);
     places.keep();
     progress.expect(sources, options.tables);
     return extraction(options, plugin, progress, signals_watched).run(sources, before);
+}
+
+void add_run_options(CLI::App &command, extract_options &options)
+{
+    options.tables = artifact_tables();
+    add_texts(command, "--tables", options.tables, "tables to fill, separated by commas (all five when left out)")
+        ->delimiter(',')
+        ->allow_extra_args(false) // would take what comes after for tables
+        ->check(one_of(artifact_tables()));
+    command.add_option("--engine", options.engine, "engine type (0; others extract no rows)");
+    command.add_option("--source-count", options.source_count, "number of the source (1)")->check(at_least(1));
+    add_text(command, "--source-type", options.source_type, "type of the source");
+    add_text(command, "--scheme-display", options.scheme_display, "text for the column os_scheme_display");
+    add_text(command, "--account", options.account, "account of a Takeout source, for the column account_id");
+    add_text(command, "--os-version", options.os_version, "version of the source's operating system");
+    add_texts(command, "--user", options.users, "user account of the source, NAME or NAME:DOMAIN (repeatable)")
+        ->allow_extra_args(false);
+}
+
+void add_result_options(CLI::App &command, extract_options &options)
+{
+    add_text(command, "--log", options.log_file, "debug log (gmail.log beside the result database)");
+    command.add_flag_callback(
+        "--no-log", [&options] { options.log = false; }, "write no debug log; failures cannot be counted then");
+    command.add_flag("--encrypt-log", options.encrypt_log, "encipher the debug log");
+    command.add_flag("--log-on-terminal", options.log_on_terminal, "also write the log to standard error");
+    CLI::Option *clear = command.add_flag("--clear", options.clear,
+                                          "empty the chosen tables first (with messages, the Attachments folder, too)");
+    command.add_flag("--append", options.append, "add to a result that already contains rows")->excludes(clear);
+    add_text(command, "--library", options.library, "the plug-in's library");
+    command.add_flag_callback(
+        "--no-hash", [&options] { options.hash = false; }, "neither hash nor count the source before the extraction");
+    add_text(command, "--examiner", options.examiner, "text for run.json");
+    add_text(command, "--case", options.case_name, "text for run.json");
+}
+
+} // namespace
+
+void add_extract_command(command_line &line)
+{
+    const auto options = std::make_shared<extract_options>();
+    CLI::App &command = line.add("extract", "Extract sources into a result database", [&line, options] {
+        application running(line);
+        options->result_dir = take_result_dir(*options);
+        options->tables.removeDuplicates();
+        options->arguments = line.arguments();
+        options->working_directory = QDir::currentPath();
+        return extract_sources(*options, running.signals_watched);
+    });
+    add_places(command, *options);
+    add_source_options(command, *options);
+    add_run_options(command, *options);
+    add_result_options(command, *options);
 }

@@ -1,9 +1,6 @@
-/// `gmail_host extract SOURCE RESULT_DIR`: one run of the plug-in, checked before and summed up after.
+/// `gmail_host extract`: sources into a result, with a record of the run.
 #pragma once
 
-#include "host/extract_options.h"
-#include "host/refusal.h"
+class command_line;
 
-class signal_watch;
-
-[[nodiscard]] exit_status run_extract_command(extract_options options, signal_watch &signals_watched);
+void add_extract_command(command_line &line);

@@ -1,4 +1,4 @@
-/// What `gmail_host extract` was asked for.
+/// What `gmail_host extract`, and every sub-command that reads sources, was asked for.
 #pragma once
 
 #include "host/sources/staging.h"
@@ -6,11 +6,21 @@
 #include <QString>
 #include <QStringList>
 
-struct extract_options
+/// What every sub-command that reads sources takes.
+struct source_options
 {
     QStringList sources;
-    QString result_dir;
     QString scheme; ///< found from the source when empty
+    bool accept_missing_parts = false;
+    staging_limits limits;
+    int threads = 1; ///< at least 1
+    bool json = false;
+    bool quiet = false;
+};
+
+struct extract_options : source_options
+{
+    QString result_dir;
     QStringList tables;
     int engine = 0;
     int source_count = 1;
@@ -26,14 +36,11 @@ struct extract_options
     bool clear = false;
     bool append = false;
     QString library; ///< looked for beside the program when empty
-    bool json = false;
-    bool quiet = false;
     bool hash = true;
-    bool accept_missing_parts = false;
     QString examiner;
     QString case_name;
-    staging_limits limits;
-    QStringList arguments; ///< as given
+    QStringList arguments;     ///< as given
+    QString working_directory; ///< that the arguments refer to
 };
 
 /// The tables a run can fill, in the order of the result.

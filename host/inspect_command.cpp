@@ -1,5 +1,6 @@
 #include "host/inspect_command.h"
 
+#include "host/command_line.h"
 #include "host/progress.h"
 #include "host/records/expectation.h"
 #include "host/signal_watch.h"
@@ -67,13 +68,11 @@ void print_as_text(const ready_source &source)
         print(QStringLiteral("  %1 members skipped: %2").arg(skipped.value()).arg(skipped.key()));
 }
 
-} // namespace
-
-exit_status run_inspect_command(const extract_options &options, signal_watch &signals_watched)
+exit_status inspect_sources(const source_options &options, signal_watch &signals_watched)
 {
     for (const QString &source : options.sources) {
         if (const maybe_refusal missing = check_given(source))
-            return refuse(*missing);
+            return refuse(*missing, options.json);
     }
     const QTemporaryDir directory;
     if (!directory.isValid())
@@ -96,7 +95,7 @@ exit_status run_inspect_command(const extract_options &options, signal_watch &si
     if (const int signal = signals_watched.received(); signal != 0)
         return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
     if (refused)
-        return refuse(*refused);
+        return refuse(*refused, options.json);
 
     QJsonArray array;
     for (const ready_source &source : std::as_const(sources)) {
@@ -108,4 +107,17 @@ exit_status run_inspect_command(const extract_options &options, signal_watch &si
     if (options.json)
         print_json(array);
     return exit_status::done;
+}
+
+} // namespace
+
+void add_inspect_command(command_line &line)
+{
+    const auto options = std::make_shared<source_options>();
+    CLI::App &command = line.add("inspect", "Show what sources contain, without extracting", [&line, options] {
+        application running(line);
+        return inspect_sources(*options, running.signals_watched);
+    });
+    add_texts(command, "SOURCE", options->sources, "as for extract")->required();
+    add_source_options(command, *options);
 }

@@ -1,9 +1,6 @@
-/// `gmail_host inspect`: what a source is and what a run would read, without extracting.
+/// `gmail_host inspect`: what a source is and what a run would read of it, without extracting.
 #pragma once
 
-#include "host/extract_options.h"
-#include "host/refusal.h"
+class command_line;
 
-class signal_watch;
-
-[[nodiscard]] exit_status run_inspect_command(const extract_options &options, signal_watch &signals_watched);
+void add_inspect_command(command_line &line);

@@ -1,5 +1,6 @@
 #include "host/log_command.h"
 
+#include "host/command_line.h"
 #include "host/log_file.h"
 #include "host/terminal.h"
 
@@ -7,7 +8,9 @@
 
 #include <unistd.h>
 
-exit_status run_log_command(const QString &path)
+namespace {
+
+exit_status print_log(const QString &path)
 {
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {}); // the cipher's warnings
     log_file log(path);
@@ -32,4 +35,14 @@ exit_status run_log_command(const QString &path)
                      .arg(piece.offset));
     }
     return status;
+}
+
+} // namespace
+
+void add_log_command(command_line &line)
+{
+    const auto path = std::make_shared<QString>();
+    CLI::App &command =
+        line.add("log", "Print a debug log, deciphered where it is enciphered", [path] { return print_log(*path); });
+    add_text(command, "FILE", *path, "the log")->required();
 }

@@ -1,7 +1,6 @@
-/// `gmail_host log FILE`: a debug log as plain lines.
+/// `gmail_host log`: a debug log as plain lines, enciphered or not.
 #pragma once
 
-#include "host/refusal.h"
+class command_line;
 
-/// Print the lines to standard output, and to standard error which pieces could not be deciphered.
-[[nodiscard]] exit_status run_log_command(const QString &path);
+void add_log_command(command_line &line);

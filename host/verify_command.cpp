@@ -1,5 +1,6 @@
 #include "host/verify_command.h"
 
+#include "host/command_line.h"
 #include "host/pass/digest.h"
 #include "host/result_database.h"
 #include "host/terminal.h"
@@ -47,9 +48,7 @@ bool leads_out(const QString &name)
     return QDir::cleanPath(name).startsWith(u"../") || QDir::isAbsolutePath(name);
 }
 
-} // namespace
-
-exit_status run_verify_command(const QString &result_dir)
+exit_status verify_result(const QString &result_dir)
 {
     const result_paths paths(result_dir);
     QFile file(paths.run_record);
@@ -83,4 +82,14 @@ exit_status run_verify_command(const QString &result_dir)
     }
     print(QLatin1StringView("SHA-256 of run.json ") + sha256_of_file(paths.run_record, [](qint64) { return true; }));
     return items.status();
+}
+
+} // namespace
+
+void add_verify_command(command_line &line)
+{
+    const auto result_dir = std::make_shared<QString>();
+    CLI::App &command = line.add("verify", "Compare a result, and its source, with the record of the run",
+                                 [result_dir] { return verify_result(*result_dir); });
+    add_text(command, "RESULT_DIR", *result_dir, "as for extract")->required();
 }

@@ -1,7 +1,6 @@
-/// `gmail_host verify`: does a result, and where it can be reached its source, still match the run's record?
+/// `gmail_host verify`: whether a result, and its source, are still as the records of its runs say.
 #pragma once
 
-#include "host/refusal.h"
+class command_line;
 
-/// One line per item on standard output. A source that cannot be reached is told, and no failure.
-[[nodiscard]] exit_status run_verify_command(const QString &result_dir);
+void add_verify_command(command_line &line);

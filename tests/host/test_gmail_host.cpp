@@ -137,11 +137,16 @@ void test_gmail_host::refusals_data()
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("said");
     QTest::newRow("no command") << "" << 2 << "subcommand";
+    QTest::newRow("unknown command") << "exract S/takeout D/r" << 2
+                                     << "\"exract\" is not a sub-command; choose from extract";
+    QTest::newRow("no source") << "extract S/takeout" << 2 << "At least 2 required";
+    QTest::newRow("number of the source")
+        << "extract S/takeout D/r --source-count 0" << 2 << "--source-count: 0 is less than 1";
     QTest::newRow("unknown option") << "extract S/takeout D/r --x" << 2 << "--x";
     QTest::newRow("unknown table") << "extract S/takeout D/r --tables messages,x" << 2
                                    << "\"x\" is not known; choose from messages";
     QTest::newRow("no table") << "extract S/takeout D/r --tables=" << 2 << "--tables: ";
-    QTest::newRow("negative limit") << "extract S/takeout D/r --keep-free -5" << 2 << "--keep-free: -5 is negative";
+    QTest::newRow("negative limit") << "extract S/takeout D/r --keep-free -5" << 2 << "--keep-free: -5 is less than 0";
     QTest::newRow("unknown scheme") << "extract S/takeout D/r --scheme macos" << 2 << "\"macos\" is not known";
     QTest::newRow("clear and append") << "extract S/takeout D/r --clear --append" << 2 << "--clear";
     QTest::newRow("missing source") << "extract D/none D/r" << 4 << "none: does not exist";
@@ -179,6 +184,10 @@ void test_gmail_host::refusals()
     QVERIFY(run.output.isEmpty());
     QCOMPARE(QDir(path(QStringLiteral("t"))).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
              QStringList(QStringLiteral("Mail")));
+    const QStringList as_json = arguments.split(u' ', Qt::SkipEmptyParts) + QStringList(QStringLiteral("--json"));
+    const QJsonObject object = QJsonDocument::fromJson(host(as_json).output.toUtf8()).object();
+    if (arguments.startsWith(u"extract") || status == 2)
+        QVERIFY(object[u"exit_status"].toInt() == status && object[u"message"].toString().contains(said));
 }
 
 void test_gmail_host::given_scheme_that_finds_nothing()

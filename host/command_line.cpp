@@ -1,0 +1,181 @@
+#include "host/command_line.h"
+
+#include "host/evidence.h"
+#include "host/terminal.h"
+
+#include <QApplication>
+
+#include <thread>
+
+namespace {
+
+/// Shows the list of places as two.
+class place_formatter : public CLI::Formatter
+{
+public:
+    std::string make_option_usage(const CLI::Option *option) const override
+    {
+        return option->get_expected_min() > 1 ? option->get_name(true) : CLI::Formatter::make_option_usage(option);
+    }
+};
+
+} // namespace
+
+// ---- The whole line -------------------------------------------------------------------------------------------------
+
+command_line::command_line(int &argc, char **argv)
+    : count(argc)
+    , values(argv)
+    , parser("Runs the Gmail artifact plug-in without the suite.", "gmail_host")
+{
+    parser.require_subcommand(1);
+    parser.formatter(std::make_shared<place_formatter>());
+    parser.set_version_flag("--version", GMAIL_VERSION);
+    parser.footer(exit_status_help);
+}
+
+command_line::~command_line() = default;
+
+CLI::App &command_line::add(const char *name, const char *description, std::function<exit_status()> action)
+{
+    CLI::App *command = parser.add_subcommand(name, description);
+    command->footer(exit_status_help);
+    command->callback([this, action = std::move(action)] { chosen = action; });
+    return *command;
+}
+
+exit_status command_line::run()
+{
+    try {
+        parser.parse(count, values);
+    } catch (const CLI::ParseError &error) {
+        return error.get_exit_code() == 0 ? static_cast<exit_status>(parser.exit(error)) : refuse_usage(error);
+    }
+    return chosen();
+}
+
+exit_status command_line::refuse_usage(const CLI::ParseError &error) const
+{
+    QString what = QString::fromLocal8Bit(error.what()).simplified();
+    const QStringList given = arguments();
+    if (parser.get_subcommands().empty() && !given.isEmpty() && !given.first().startsWith(u'-')) {
+        QStringList known;
+        for (const CLI::App *command : parser.get_subcommands([](const CLI::App *) { return true; }))
+            known.append(text_of_argument(command->get_name()));
+        what = QLatin1Char('"') + given.first() + QLatin1StringView("\" is not a sub-command; choose from ") +
+               known.join(QLatin1StringView(", "));
+    }
+    return refuse({exit_status::wrong_usage, what + QLatin1StringView(" (see gmail_host --help)")},
+                  given.contains(QLatin1StringView("--json")));
+}
+
+QStringList command_line::arguments() const
+{
+    QStringList given;
+    for (int i = 1; i < count; ++i)
+        given.append(QString::fromLocal8Bit(values[i]));
+    return given;
+}
+
+application::application(const command_line &line)
+{
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen"); // the plug-in is a widget, but never shown
+    // What Qt says while it starts (an unset XDG_RUNTIME_DIR, say) is of no use to an examiner.
+    const QtMessageHandler default_handler =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    qt = std::make_unique<QApplication>(line.count, line.values);
+    qInstallMessageHandler(default_handler);
+}
+
+application::~application() = default;
+
+// ---- Options --------------------------------------------------------------------------------------------------------
+
+QString text_of_argument(const std::string &bytes)
+{
+    return QString::fromLocal8Bit(bytes);
+}
+
+CLI::Option *add_text(CLI::App &command, const char *name, QString &target, const char *description)
+{
+    return command.add_option_function<std::string>(
+        name, [&target](const std::string &given) { target = text_of_argument(given); }, description);
+}
+
+CLI::Option *add_texts(CLI::App &command, const char *name, QStringList &target, const char *description)
+{
+    return command.add_option_function<std::vector<std::string>>(
+        name,
+        [&target](const std::vector<std::string> &given) {
+            target.clear();
+            for (const std::string &each : given)
+                target.append(text_of_argument(each));
+        },
+        description);
+}
+
+CLI::Validator one_of(const QStringList &known)
+{
+    return {
+        [known](const std::string &given) {
+            const QString text = text_of_argument(given);
+            if (known.contains(text))
+                return std::string();
+            const QString what = text.isEmpty() ? QStringLiteral("is empty")
+                                                : QLatin1Char('"') + text + QStringLiteral("\" is not known");
+            return QString(what + QStringLiteral("; choose from ") + known.join(QStringLiteral(", "))).toStdString();
+        },
+        std::string()};
+}
+
+CLI::Validator at_least(int min)
+{
+    return {[min](const std::string &given) {
+                bool is_number = false;
+                const qlonglong number = text_of_argument(given).toLongLong(&is_number);
+                return is_number && number < min ? given + " is less than " + std::to_string(min) : std::string();
+            },
+            std::string()};
+}
+
+void add_threads_option(CLI::App &command, int &threads)
+{
+    threads = qMax(1, static_cast<int>(std::thread::hardware_concurrency()));
+    command.add_option("--threads", threads, "threads that work at the same time (one for each processor)")
+        ->check(at_least(1));
+}
+
+void add_source_options(CLI::App &command, source_options &options)
+{
+    add_text(command, "--scheme", options.scheme, "os scheme of the source (found from SOURCE when left out)")
+        ->check(one_of(os_schemes()));
+    command.add_flag("--accept-missing-parts", options.accept_missing_parts,
+                     "read a Takeout export even if parts are missing");
+    staging_limits &limits = options.limits;
+    const auto add_limit = [&command](const char *name, qint64 &limit, const char *description) {
+        command.add_option(name, limit, description)->check(at_least(0))->capture_default_str();
+    };
+    add_limit("--max-bytes", limits.most_bytes, "maximum bytes to unpack from archives");
+    add_limit("--max-members", limits.most_members, "maximum members of archives");
+    add_limit("--max-ratio", limits.highest_ratio, "maximum unpacked bytes per archive byte");
+    add_limit("--keep-free", limits.kept_free, "bytes to leave free on the disk used for unpacking");
+    add_threads_option(command, options.threads);
+    command.add_flag("--json", options.json, "print JSON");
+    command.add_flag("--quiet", options.quiet, "show no progress");
+}
+
+void add_places(CLI::App &command, source_options &options)
+{
+    add_texts(command, "SOURCE... RESULT_DIR", options.sources,
+              "directories, archives (zip, tar, 7z, Android backup) or mbox files; the parts of a Takeout export "
+              "count as one. The password of an enciphered archive is asked for, or taken from the environment "
+              "variable GMAIL_HOST_PASSWORD. Last, the directory for Artifacts_Result/Gmail/")
+        ->required()
+        ->expected(2, CLI::detail::expected_max_vector_size);
+}
+
+QString take_result_dir(source_options &options)
+{
+    return options.sources.takeLast();
+}
