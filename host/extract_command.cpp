@@ -293,7 +293,7 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
         return refuse(*refused, options.json);
     }
     if (const maybe_refusal no_log = places.make_log())
-        return refuse(*no_log);
+        return refuse(*no_log, options.json);
     places.keep();
     progress.expect(sources, options.tables);
     return extraction(options, plugin, progress, signals_watched).run(sources, before);
