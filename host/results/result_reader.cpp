@@ -1,5 +1,7 @@
 #include "host/results/result_reader.h"
 
+#include "host/reading/mail_database.h"
+#include "host/results/text_functions.h"
 #include "plugin/result_schema.h"
 
 #include <QDir>
@@ -162,6 +164,7 @@ maybe_refusal result_reader::open_rows()
     const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
     if (sqlite3_open_v2(immutable_uri(rows.path).constData(), &connection, flags, nullptr) != SQLITE_OK)
         return damaged(rows.path, QString::fromUtf8(sqlite3_errmsg(connection)));
+    add_text_functions(connection);
     sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     if (maybe_refusal refused = find_tables(false))
         return refused;
@@ -182,13 +185,13 @@ maybe_refusal result_reader::open_mail()
     row_cursor version = query("pragma mail_db.user_version");
     if (!version.next())
         return damaged(path, QString::fromUtf8(version.error()));
-    if (version.number(0) != mail_schema_version)
+    if (version.number(0) != mail_database::schema_version)
         return bad_result(
             QStringLiteral("%1: of version %2, and this program reads version %3; \"gmail_host read --clear "
                            "SOURCE RESULT_DIR\" writes it again")
                 .arg(path)
                 .arg(version.number(0))
-                .arg(mail_schema_version));
+                .arg(mail_database::schema_version));
     return find_tables(true);
 }
 
@@ -205,7 +208,7 @@ maybe_refusal result_reader::find_tables(bool of_mail)
         result_table table = {&known, {}};
         const QList<QByteArray> times = table.times();
         while (names.next())
-            table.columns.append({names.text(0), times.contains(names.text(0))});
+            table.columns.append({names.text(0), times.contains(names.text(0)), !of_mail});
         if (names.error_code() != SQLITE_OK)
             return damaged(path, QString::fromUtf8(names.error()));
         if (table.columns.isEmpty())

@@ -4,9 +4,6 @@
 #include <QByteArray>
 #include <QList>
 
-/// What `PRAGMA user_version` of a Mail.sqlite has to be.
-inline constexpr qint64 mail_schema_version = 1;
-
 /// What is known of a table before a result is opened. All times are seconds since 1970-01-01 00:00:00 UTC.
 struct known_table
 {
@@ -14,7 +11,7 @@ struct known_table
     bool of_mail;      ///< in Mail.sqlite, else in Gmail.sqlite
     const char *times; ///< columns that are times, separated by commas, the most telling one first
     const char *shown; ///< columns that `show` begins with, separated by commas
-    const char *key;   ///< column that numbers the rows, by which they are sorted
+    const char *key;   ///< column by which rows are sorted when nothing else is asked for
 };
 
 /// In the order in which tables are listed.
@@ -29,18 +26,19 @@ inline constexpr known_table known_tables[] = {
      "INT,host_key,name,creation_time,expire_time,last_access_time,is_secure,path,value", "INT"},
     {"exportfilelist", false, "", "INT,table_name,filepath,exp_newpath,exp_size", "INT"},
     {"mail", true, "date", "id,date,subject,source_file,ordinal,row,problems,text", "id"},
-    {"address", true, "", "mail,role,position,name,address", "rowid"},
-    {"label", true, "", "mail,label", "rowid"},
-    {"reference", true, "", "mail,position,message_id", "rowid"},
-    {"part", true, "", "mail,path,media_type,name,size,is_text,file", "rowid"},
-    {"difference", true, "", "mail,row,field,kind,explanation", "rowid"},
-    {"attachment_file", true, "", "mail,row,kind,part_path,file", "rowid"},
+    {"address", true, "", "mail,role,position,name,address", "mail"},
+    {"label", true, "", "mail,label", "mail"},
+    {"reference", true, "", "mail,position,message_id", "mail"},
+    {"part", true, "", "mail,path,media_type,name,size,is_text,file", "mail"},
+    {"difference", true, "", "mail,row,field,kind,explanation", "mail"},
+    {"attachment_file", true, "", "mail,row,kind,part_path,file", "mail"},
 };
 
 struct result_column
 {
     QByteArray name;
     bool is_time = false;
+    bool zero_is_none = false; ///< of a time: rows of Gmail.sqlite have 0 where no date could be read
 };
 
 /// A table as it is in an opened result.
@@ -54,7 +52,9 @@ struct result_table
     [[nodiscard]] qsizetype find(const QByteArray &column) const;
     /// The columns that are times, the most telling one first.
     [[nodiscard]] QList<QByteArray> times() const;
-    /// For a query: the table's name with its database, and a column's name, in quotes.
+    /// For a query: the condition that a row has a time in this column, one of `times`.
+    [[nodiscard]] QByteArray has_time(const QByteArray &time) const;
+    /// For a query: the table's name with its database.
     [[nodiscard]] QByteArray sql_name() const;
 };
 

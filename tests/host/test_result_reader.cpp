@@ -1,6 +1,6 @@
 /// Opening results: good ones, and everything that may be wrong with one.
 #include "host/results/result_reader.h"
-#include "plugin/result_schema.h"
+#include "tests/support/result_with_mail.h"
 #include "tests/support/support.h"
 
 #include <QDir>
@@ -25,9 +25,8 @@ private Q_SLOTS:
 private:
     QString result(const QString &name = {}) const
     {
-        return directory->filePath(u"r/Artifacts_Result/Gmail/"_s + name);
+        return directory->filePath(u"result/Artifacts_Result/Gmail/"_s + name);
     }
-    void add_mail(int version);
 
     std::unique_ptr<QTemporaryDir> directory;
 };
@@ -35,23 +34,7 @@ private:
 void test_result_reader::init()
 {
     directory = std::make_unique<QTemporaryDir>();
-    QDir().mkpath(result());
-    QStringList statements;
-    for (const table_statement &each : result_schema())
-        statements.append(each.statement);
-    statements.append(u"insert into messages (INT, subject, timestamp) values (1, 'first', '1700000000')"_s);
-    QVERIFY(run_sql(result(u"Gmail.sqlite"_s), statements));
-}
-
-void test_result_reader::add_mail(int version)
-{
-    QStringList statements = {u"pragma user_version = %1"_s.arg(version)};
-    for (const known_table &table : known_tables) {
-        if (table.of_mail)
-            statements.append(u"create table \"%1\" (id integer primary key, mail integer, date integer)"_s.arg(
-                QLatin1StringView(table.name)));
-    }
-    QVERIFY(run_sql(result(u"Mail.sqlite"_s), statements));
+    make_result_with_mail(directory->path());
 }
 
 /// What is done to a good result, and the words that the refusal must have.
@@ -65,7 +48,7 @@ void test_result_reader::refused_data()
     QTest::addColumn<QString>("words");
     const spoil nothing = [](const QString &) {};
     const auto add = [](const char *name, const spoil &spoil_it, const QString &words) {
-        QTest::newRow(name) << u"r"_s << spoil_it << words;
+        QTest::newRow(name) << u"result"_s << spoil_it << words;
     };
     const QString database = u"Gmail.sqlite"_s;
     QTest::newRow("no directory") << u"elsewhere"_s << nothing << u"does not exist"_s;
@@ -140,10 +123,9 @@ void test_result_reader::no_mail()
 {
     QFETCH(const spoil, spoil_it);
     QFETCH(const QString, words);
-    add_mail(int(mail_schema_version));
     spoil_it(result(u"Mail.sqlite"_s));
     result_reader reader;
-    QVERIFY(!reader.open(directory->filePath(u"r"_s)));
+    QVERIFY(!reader.open(directory->filePath(u"result"_s)));
     QVERIFY(!reader.has_mail() && !reader.table("mail") && reader.table("messages"));
     QVERIFY2(reader.mail_problem()->text.contains(words), qPrintable(reader.mail_problem()->text));
     QVERIFY(!reader.changed());
@@ -152,9 +134,8 @@ void test_result_reader::no_mail()
 /// Also of a database that the suite left in WAL mode, and of a place with characters that mean something in a URI.
 void test_result_reader::reads_rows_and_leaves_nothing()
 {
-    add_mail(int(mail_schema_version));
     run_sql(result(u"Gmail.sqlite"_s), {u"pragma journal_mode=wal"_s});
-    QVERIFY(QDir(directory->path()).rename(u"r"_s, u"ä%20?#&"_s));
+    QVERIFY(QDir(directory->path()).rename(u"result"_s, u"ä%20?#&"_s));
     const QString place = directory->filePath(u"ä%20?#&/Artifacts_Result/Gmail"_s);
     const QStringList before = files_in(place);
     {
@@ -162,11 +143,11 @@ void test_result_reader::reads_rows_and_leaves_nothing()
         QVERIFY(!reader.open(place));
         QVERIFY(reader.has_mail());
         QVERIFY(reader.table("messages")->columns.at(reader.table("messages")->find("timestamp")).is_time);
-        row_cursor rows = reader.query("select timestamp, subject, snippet from messages where subject = ?", {"first"});
+        row_cursor rows = reader.query("select timestamp, subject, snippet from messages where subject = ?", {"First"});
         QVERIFY(rows.next());
         QCOMPARE(rows.at(0).stored_as, cell::type::integer);
-        QCOMPARE(rows.number(0), 1700000000);
-        QCOMPARE(rows.text(1), QByteArray("first"));
+        QCOMPARE(rows.number(0), 1704702600);
+        QCOMPARE(rows.text(1), QByteArray("First"));
         QCOMPARE(rows.at(2).stored_as, cell::type::null);
         QCOMPARE(files_in(place), before);
         QVERIFY(!rows.next() && !reader.failure(rows) && !reader.changed());
@@ -179,7 +160,7 @@ void test_result_reader::reads_rows_and_leaves_nothing()
 void test_result_reader::changed_while_read()
 {
     result_reader reader;
-    QVERIFY(!reader.open(directory->filePath(u"r"_s)));
+    QVERIFY(!reader.open(directory->filePath(u"result"_s)));
     QVERIFY(run_sql(result(u"Gmail.sqlite"_s), {u"insert into messages (subject) values ('second')"_s}));
     QVERIFY(reader.changed());
     QVERIFY(reader.changed()->text.contains(u"changed while it was read"));
@@ -187,7 +168,7 @@ void test_result_reader::changed_while_read()
     QLockFile lock(result(u"gmail_host.lock"_s));
     QVERIFY(lock.tryLock());
     result_reader during_a_run;
-    const maybe_refusal refused = during_a_run.open(directory->filePath(u"r"_s));
+    const maybe_refusal refused = during_a_run.open(directory->filePath(u"result"_s));
     QVERIFY(refused && refused->text.contains(u"a run is writing this result"));
 }
 

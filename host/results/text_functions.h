@@ -1,0 +1,7 @@
+/// Comparing texts without regard to upper and lower case in queries, beyond the letters that SQLite knows.
+#pragma once
+
+struct sqlite3;
+
+/// Give a connection the functions `contains_text(text, sought)` and `same_text(text, other)`. Both are false for NULL.
+void add_text_functions(sqlite3 *connection);
