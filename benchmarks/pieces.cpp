@@ -162,7 +162,7 @@ void free_name_and_file(benchmark::State &state)
 {
     const QTemporaryDir directory;
     const QString path = directory.path() + u'/';
-    const std::atomic_bool cancelled = false;
+    cancel_flag cancelled;
     free_file_names names(path, cancelled);
     for (auto _ : state) {
         const QString name = names.next(QStringLiteral("image001.png"), cancelled);
@@ -180,7 +180,7 @@ void body_file_index(benchmark::State &state)
     const QTemporaryDir directory;
     for (int i = 0; i < 5000; ++i)
         QFile(directory.filePath(QString::number(i) + u".html")).open(QIODevice::WriteOnly);
-    const std::atomic_bool cancelled = false;
+    cancel_flag cancelled;
     for (auto _ : state) {
         const body_files files(directory.path(), evidence_root(directory.path()), cancelled);
         benchmark::DoNotOptimize(files.path_of(QStringLiteral("77")));

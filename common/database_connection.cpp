@@ -13,7 +13,8 @@ open_database::open_database(const QString &name, const QString &path, const QSt
     : db(new_connection(name, path))
 {
     db.setConnectOptions(options);
-    db.open();
+    if (!path.isEmpty()) // SQLite would make a database of its own, which is gone when it is closed
+        db.open();
 }
 
 open_database::~open_database()

@@ -154,38 +154,13 @@ void undo_chain(QByteArray &body, const QByteArray &key_parts)
     }
 }
 
-/// The seed of the process's random generator, and the first number behind it. Many ciphers are made within one
-/// millisecond: seeding again with the same seed would only give the same number again.
-struct seeded_generator
-{
-    unsigned seed = 0;
-    int first_number = -1; ///< -1 until it was taken
-};
-
-thread_local seeded_generator generator;
-
 } // namespace
 
 encryptor_string::encryptor_string()
     : key_value(library_key)
 {
-    const auto seed = static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch() & 0xFFFF);
-    if (seed != generator.seed || generator.first_number < 0) {
-        std::srand(seed);
-        generator = {seed, -1};
-    }
+    std::srand(static_cast<unsigned>(QDateTime::currentMSecsSinceEpoch() & 0xFFFF));
     splitKey();
-}
-
-/// The first number behind the seed, then what the generator gives.
-char encryptor_string::random_byte()
-{
-    const bool is_first = std::exchange(at_first_number, false);
-    if (!is_first)
-        return static_cast<char>(std::rand() & 0xFF);
-    if (generator.first_number < 0)
-        generator.first_number = std::rand();
-    return static_cast<char>(generator.first_number & 0xFF);
 }
 
 void encryptor_string::splitKey()
@@ -213,7 +188,7 @@ QByteArray encryptor_string::encryptToByteArray(QByteArray plain)
     const packed_text packed = plain.size() > longest_remembered
                                    ? make()
                                    : recent.value_of({plain, {compression_mode, protection_mode}}, make);
-    QByteArray body = random_byte() + packed.body;
+    QByteArray body = static_cast<char>(std::rand() & 0xFF) + packed.body;
     lay_chain(body, key_parts);
     last_error = no_error;
     return version + QByteArray(1, packed.flags) + body;

@@ -47,7 +47,4 @@ public:
 
 private:
     bool refuse_without_key();
-    char random_byte();
-
-    bool at_first_number = true; ///< of the random generator, behind its seed
 };

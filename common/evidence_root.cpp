@@ -1,9 +1,79 @@
 #include "common/evidence_root.h"
 
+#include "common/cancel_flag.h"
 #include "common/log_line.h"
 
+#include <QFileInfo>
+
+#include <cerrno>
 #include <dirent.h>
 #include <memory>
+#include <optional>
+#include <unistd.h>
+
+namespace {
+
+bool is_unreadable(const QByteArray &directory)
+{
+    return ::access(directory.constData(), R_OK | X_OK) != 0 && errno != ENOENT && errno != ENOTDIR;
+}
+
+void log_unreadable(const QString &directory, const log_origin &origin)
+{
+    log_line({"[directory cannot be read] ----FAILED---- :", origin}, directory);
+}
+
+/// A directory that is being listed.
+class open_directory
+{
+public:
+    open_directory(const QString &directory, const log_origin &origin)
+        : path(directory)
+    {
+        const QByteArray encoded = QFile::encodeName(directory);
+        const bool unreadable = is_unreadable(encoded);
+        errno = 0;
+        entries.reset(unreadable ? nullptr : ::opendir(encoded.constData()));
+        if (unreadable || (!entries && errno != ENOENT && errno != ENOTDIR))
+            log_unreadable(directory, origin);
+    }
+
+    [[nodiscard]] const dirent *next() { return entries ? ::readdir(entries.get()) : nullptr; }
+
+    const QString path;
+
+private:
+    struct closer
+    {
+        void operator()(DIR *directory) const { ::closedir(directory); }
+    };
+    std::unique_ptr<DIR, closer> entries;
+};
+
+enum class kind { other, file, directory, link };
+
+kind kind_of(const dirent &raw, const QString &path)
+{
+    switch (raw.d_type) {
+    case DT_REG:
+        return kind::file;
+    case DT_DIR:
+        return kind::directory;
+    case DT_LNK:
+        return kind::link;
+    case DT_UNKNOWN: { // the file system keeps it elsewhere
+        const QFileInfo info(path);
+        return info.isSymLink() ? kind::link
+               : info.isDir()   ? kind::directory
+               : info.isFile()  ? kind::file
+                                : kind::other;
+    }
+    default:
+        return kind::other;
+    }
+}
+
+} // namespace
 
 evidence_root::evidence_root(const QString &root)
 {
@@ -12,39 +82,64 @@ evidence_root::evidence_root(const QString &root)
         canonical_root = canonical.endsWith(u'/') ? canonical : canonical + u'/';
 }
 
-bool evidence_root::holds(const QString &path, const log_origin &origin) const
+QString evidence_root::place_outside(const QString &path) const
 {
     const QString canonical = QFileInfo(path).canonicalFilePath(); // empty when it does not exist
-    if (canonical.isEmpty() || QString(canonical + u'/').startsWith(canonical_root))
-        return true;
-    log_line({"[link leads out of the source] ----FAILED---- :", origin}, path);
-    return false;
+    return QString(canonical + u'/').startsWith(canonical_root) ? QString() : canonical;
 }
 
-bool evidence_root::holds_entry(const QFileInfo &entry, const log_origin &origin) const
+bool evidence_root::leads_out(const QString &path, const log_origin &origin) const
 {
-    return !entry.isSymLink() || holds(entry.filePath(), origin);
+    const QString outside = place_outside(path);
+    if (!outside.isEmpty())
+        log_line({"[link leads out of the source] ----FAILED---- :", origin}, path, u" -> ", outside);
+    return !outside.isEmpty();
 }
 
-void evidence_root::tell_unreadable(const QFileInfo &directory, const log_origin &origin)
+bool evidence_root::has(const QString &path, const log_origin &origin) const
 {
-    const QString name = directory.fileName();
-    if (!directory.isDir() || name == u"." || name == u"..")
-        return;
-    if (!directory.isReadable() || !directory.isExecutable()) {
-        log_line({"[directory cannot be read] ----FAILED---- :", origin}, directory.filePath());
-        return;
+    return QFileInfo::exists(path) && !leads_out(path, origin);
+}
+
+bool evidence_root::walk(const QString &directory, const cancel_flag &cancelled, const log_origin &origin,
+                         const take_entry &take) const
+{
+    open_directory entries(directory.endsWith(u'/') ? directory.chopped(1) : directory, origin);
+    while (const dirent *raw = entries.next()) {
+        if (cancelled.is_set())
+            return false;
+        if (!QUtf8StringView(raw->d_name).isValidUtf8()) {
+            log_line({"[name cannot be read] ----FAILED---- :", origin}, entries.path, u"/",
+                     QString::fromLatin1(QByteArray(raw->d_name).toPercentEncoding()));
+            continue;
+        }
+        if (raw->d_name[0] == '.')
+            continue; // hidden; the directory itself; the one above it
+        evidence_entry entry = {entries.path, QFile::decodeName(raw->d_name)};
+        const kind what = kind_of(*raw, entry.path());
+        const bool leads_somewhere = what != kind::link || QFileInfo::exists(entry.path());
+        if (what == kind::other || !leads_somewhere || (what == kind::link && leads_out(entry.path(), origin)))
+            continue;
+        entry.is_directory = what == kind::directory || (what == kind::link && QFileInfo(entry.path()).isDir());
+        take(entry);
+        if (what == kind::directory && !walk(entry.path(), cancelled, origin, take))
+            return false;
     }
-    const std::unique_ptr<DIR, int (*)(DIR *)> entries(::opendir(QFile::encodeName(directory.filePath()).constData()),
-                                                       ::closedir);
-    while (const dirent *entry = entries ? ::readdir(entries.get()) : nullptr) {
-        if (!QUtf8StringView(entry->d_name).isValidUtf8())
-            log_line({"[name cannot be read] ----FAILED---- :", origin}, directory.filePath(), u"/",
-                     QString::fromLatin1(QByteArray(entry->d_name).toPercentEncoding()));
-    }
+    return true;
 }
 
-bool is_regular_file(const QString &path)
+QString evidence_root::open(QFile &file) const
 {
-    return QFileInfo(path).isFile();
+    const QFileInfo info(file.fileName());
+    if (!place_outside(file.fileName()).isEmpty())
+        return QStringLiteral("The link leads out of the source");
+    if (info.exists() && !info.isFile() && !info.isDir())
+        return QStringLiteral("Not a regular file");
+    return file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ? QString() : file.errorString();
+}
+
+void evidence_root::report_if_unreadable(const QString &directory, const log_origin &origin)
+{
+    if (is_unreadable(QFile::encodeName(directory)))
+        log_unreadable(directory, origin);
 }

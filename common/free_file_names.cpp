@@ -21,11 +21,11 @@ bool entry_exists(const QString &path)
 
 } // namespace
 
-free_file_names::free_file_names(QString directory, const std::atomic_bool &cancelled)
+free_file_names::free_file_names(QString directory, const cancel_flag &cancelled)
     : path(std::move(directory))
 {
     QDirIterator entries(path, QDir::AllEntries | QDir::Hidden | QDir::System);
-    while (!cancelled && entries.hasNext()) {
+    while (!cancelled.is_set() && entries.hasNext()) {
         entries.next();
         created(entries.fileName());
     }
@@ -46,9 +46,9 @@ bool free_file_names::is_taken(const QString &name) const
     return !trimmed.isEmpty() && entry_exists(path + trimmed);
 }
 
-QString free_file_names::next(const QString &wanted, const std::atomic_bool &cancelled)
+QString free_file_names::next(const QString &wanted, const cancel_flag &cancelled)
 {
-    if (cancelled)
+    if (cancelled.is_set())
         return {};
     auto count = next_count.find(wanted);
     if (count == next_count.end()) {
@@ -56,7 +56,7 @@ QString free_file_names::next(const QString &wanted, const std::atomic_bool &can
             return wanted;
         count = next_count.insert(wanted, 1);
     }
-    for (; !cancelled; ++*count) {
+    for (; !cancelled.is_set(); ++*count) {
         QString candidate = QString::number(*count) + u'_' + wanted;
         if (!is_taken(candidate))
             return candidate;

@@ -5,7 +5,7 @@
 #include <QSet>
 #include <QString>
 
-#include <atomic>
+#include "common/cancel_flag.h"
 
 /// Hands out names for new files of one directory: the wanted name, else the first free one of "1_" + name,
 /// "2_" + name, and so on. A name is taken when an entry of the directory has it, both trimmed; hidden entries, links
@@ -19,11 +19,11 @@ class free_file_names
 public:
     /// `directory` ends in "/"; it need not exist. The listing ends early when `cancelled` becomes true; no name is
     /// handed out then.
-    free_file_names(QString directory, const std::atomic_bool &cancelled);
+    free_file_names(QString directory, const cancel_flag &cancelled);
 
     /// A free name for a file called `wanted` (a bare name). Nothing is created: until the caller has made the file and
     /// told so by `created`, the same question gives the same answer. Empty when `cancelled` becomes true.
-    QString next(const QString &wanted, const std::atomic_bool &cancelled);
+    QString next(const QString &wanted, const cancel_flag &cancelled);
 
     /// A file of this name now exists.
     void created(const QString &name);

@@ -1,6 +1,5 @@
 #include "common/plugin_helper_functions.h"
 
-#include "common/evidence_root.h"
 #include "common/log_line.h"
 #include "common/media_extensions.h"
 #include "common/plugin_static_function.h"
@@ -8,7 +7,7 @@
 #include <QFile>
 
 #ifdef Q_OS_LINUX
-#include <unistd.h>
+#    include <unistd.h>
 #endif
 
 namespace {
@@ -30,28 +29,22 @@ QString suffix_of(const QString &file_name)
 
 constexpr qint64 block_size = 4 * 1024 * 1024; // copied between two looks at the cancel flag
 
-/// Why the file could not be copied; empty when it was, and when the copying was cancelled.
-QString why_not_copied(QFile &source, QFile &copy, const std::atomic_bool &cancelled)
+/// Why the rest of `source` could not be copied; empty when it was, and when the copying was cancelled.
+QString why_not_copied(QFile &source, QFile &copy, const cancel_flag &cancelled)
 {
-    if (!is_regular_file(source.fileName()) && QFileInfo::exists(source.fileName()))
-        return QStringLiteral("Not a regular file"); // a named pipe would never end
-    if (!source.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return source.errorString();
-    if (!copy.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
-        return copy.errorString();
     const qint64 size = source.size();
     qint64 copied = 0;
     qint64 count = 1;
 #ifdef Q_OS_LINUX
     // As far as the kernel can do it by itself; what it leaves, an error included, is left to the loop below.
-    while (count > 0 && !cancelled) {
+    while (count > 0 && !cancelled.is_set()) {
         count = ::copy_file_range(source.handle(), nullptr, copy.handle(), nullptr, block_size, 0);
         copied += qMax<qint64>(count, 0);
     }
     count = 1;
 #endif
     QByteArray block(block_size, Qt::Uninitialized);
-    while (count > 0 && !cancelled) {
+    while (count > 0 && !cancelled.is_set()) {
         count = source.read(block.data(), block.size());
         if (count < 0)
             return source.errorString();
@@ -59,35 +52,7 @@ QString why_not_copied(QFile &source, QFile &copy, const std::atomic_bool &cance
             return copy.errorString();
         copied += count;
     }
-    return cancelled || copied >= size ? QString() : QStringLiteral("The file became shorter meanwhile");
-}
-
-/// Copy one file. What cannot be copied whole is not left behind in part: a database cut short reads as a damaged one.
-void copy_file(const QString &source_path, const QString &copy_path, const std::atomic_bool &cancelled,
-               const log_origin &origin)
-{
-    QFile source(source_path);
-    QFile copy(copy_path);
-    const QString failure = why_not_copied(source, copy, cancelled);
-    if (copy.isOpen() && (cancelled || !failure.isEmpty()))
-        copy.remove();
-    if (!failure.isEmpty())
-        log_line({"[copy of source file] ----FAILED---- :", origin}, source_path, u" error: ", failure);
-}
-
-/// Copy a source file into `directory` under a name that is free there.
-QString copy_into(const QString &directory, const QString &source_path, const std::atomic_bool &cancelled,
-                  const log_origin &origin)
-{
-    if (source_path.trimmed().isEmpty())
-        return {};
-    const QString name = plugin_static_function::get_available_file(source_path, directory, origin.signature());
-    if (name.isEmpty())
-        return {};
-    QString copy = directory + name;
-    QFile::remove(copy);
-    copy_file(source_path, copy, cancelled, origin);
-    return cancelled ? QString() : copy;
+    return cancelled.is_set() || copied >= size ? QString() : QStringLiteral("The file became shorter meanwhile");
 }
 
 } // namespace
@@ -99,28 +64,28 @@ plugin_helper_functions::plugin_helper_functions(QWidget *parent)
 
 void plugin_helper_functions::set_essentials()
 {
-    bool_cancel_extraction = false;
+    bool_cancel_extraction.set(false);
 }
 
 void plugin_helper_functions::set_cancel_extraction(bool cancelled)
 {
-    bool_cancel_extraction = cancelled;
+    bool_cancel_extraction.set(cancelled);
 }
 
 bool plugin_helper_functions::check_is_image_by_extn(QString file_name) const
 {
-    return !bool_cancel_extraction && media_extensions::is_image(suffix_of(file_name));
+    return !bool_cancel_extraction.is_set() && media_extensions::is_image(suffix_of(file_name));
 }
 
 bool plugin_helper_functions::check_is_video_by_extn(QString file_name) const
 {
-    return !bool_cancel_extraction &&
+    return !bool_cancel_extraction.is_set() &&
            (media_extensions::is_video(suffix_of(file_name)) || check_is_audio_by_extn(file_name));
 }
 
 bool plugin_helper_functions::check_is_audio_by_extn(QString file_name) const
 {
-    return !bool_cancel_extraction && media_extensions::is_audio(suffix_of(file_name));
+    return !bool_cancel_extraction.is_set() && media_extensions::is_audio(suffix_of(file_name));
 }
 
 void plugin_helper_functions::set_adhoc_parent_path(QString path)
@@ -128,24 +93,70 @@ void plugin_helper_functions::set_adhoc_parent_path(QString path)
     adhoc_parent_path = path;
 }
 
+void plugin_helper_functions::set_source_root(const evidence_root &root)
+{
+    source_root = root;
+}
+
 QString plugin_helper_functions::get_adhoc_path_for_database(QString source_path) const
 {
-    const log_origin origin;
-    QString copy = copy_into(adhoc_parent_path, source_path, bool_cancel_extraction, origin);
-    if (copy.isEmpty())
-        return {};
-    for (const QLatin1StringView companion : {QLatin1StringView("-shm"), QLatin1StringView("-wal")}) {
-        if (QFile::exists(source_path + companion))
-            copy_file(source_path + companion, copy + companion, bool_cancel_extraction, origin); // only a new file
-    }
-    if (bool_cancel_extraction) {
-        QFile::remove(copy);
-        return {};
-    }
-    return copy;
+    return working_copy(source_path, {QString(), QStringLiteral("-shm"), QStringLiteral("-wal")}, {});
 }
 
 QString plugin_helper_functions::get_adhoc_path_for_regular_file(QString source_path) const
 {
-    return copy_into(adhoc_parent_path, source_path, bool_cancel_extraction, {});
+    return working_copy(source_path, {QString()}, {});
+}
+
+/// A file and its companions, each when it is there; the file itself in any case, so that a missing one is logged.
+QString plugin_helper_functions::working_copy(const QString &source_path, const QStringList &suffixes,
+                                              const log_origin &origin) const
+{
+    if (source_path.trimmed().isEmpty())
+        return {};
+    if (adhoc_parent_path.isEmpty()) {
+        log_failed_copy(source_path, QStringLiteral("There is no folder for working copies"), origin);
+        return {};
+    }
+    const QString name = plugin_static_function::get_available_file(source_path, adhoc_parent_path, origin.signature());
+    if (name.isEmpty())
+        return {};
+    QString copy = adhoc_parent_path + name;
+    QStringList made;
+    for (const QString &suffix : suffixes) {
+        if ((suffix.isEmpty() || QFile::exists(source_path + suffix)) &&
+            copy_file(source_path + suffix, copy + suffix, origin))
+            made.append(copy + suffix);
+    }
+    if (!bool_cancel_extraction.is_set())
+        return copy;
+    for (const QString &path : std::as_const(made))
+        QFile::remove(path);
+    return {};
+}
+
+/// Copy one file to a place where there is none. What cannot be copied whole is not left there in part: a truncated
+/// database looks damaged.
+bool plugin_helper_functions::copy_file(const QString &source_path, const QString &copy_path,
+                                        const log_origin &origin) const
+{
+    QFile source(source_path);
+    QFile copy(copy_path);
+    QString failure = source_root.open(source);
+    if (failure.isEmpty() && !copy.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+        failure = copy.errorString();
+    if (failure.isEmpty())
+        failure = why_not_copied(source, copy, bool_cancel_extraction);
+    const bool is_whole = failure.isEmpty() && !bool_cancel_extraction.is_set();
+    if (copy.isOpen() && !is_whole)
+        copy.remove();
+    if (!failure.isEmpty())
+        log_failed_copy(source_path, failure, origin);
+    return is_whole;
+}
+
+void plugin_helper_functions::log_failed_copy(const QString &source_path, const QString &failure,
+                                              const log_origin &origin)
+{
+    log_line({"[copy of source file] ----FAILED---- :", origin}, source_path, u" error: ", failure);
 }

@@ -7,7 +7,7 @@ using general_info_record = struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info
 
 int plugin_static_function::type_engine_int = -1;
 int plugin_static_function::source_count_int = -1;
-std::atomic_bool plugin_static_function::bool_cancel_extraction = false;
+cancel_flag plugin_static_function::bool_cancel_extraction;
 bool plugin_static_function::debug_mode_status_bool = false;
 bool plugin_static_function::debug_print_in_file_bool = false;
 bool plugin_static_function::debug_print_on_terminal_bool = false;
@@ -21,7 +21,7 @@ void plugin_static_function::set_essentials()
 {
     type_engine_int = -1;
     source_count_int = -1;
-    bool_cancel_extraction = false;
+    bool_cancel_extraction.set(false);
     debug_mode_status_bool = false;
     debug_print_in_file_bool = false;
     debug_print_on_terminal_bool = false;
@@ -42,7 +42,7 @@ void plugin_static_function::set_source_count(int source_count)
 
 void plugin_static_function::set_cancel_extraction(bool cancelled)
 {
-    bool_cancel_extraction = cancelled;
+    bool_cancel_extraction.set(cancelled);
 }
 
 void plugin_static_function::set_general_info(general_info_record general_info)

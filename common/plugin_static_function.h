@@ -15,7 +15,7 @@
 #include <QStringList>
 #include <QWidget>
 
-#include <atomic>
+#include "common/cancel_flag.h"
 
 Q_FORWARD_DECLARE_OBJC_CLASS(NSDate);
 Q_FORWARD_DECLARE_OBJC_CLASS(NSObject);
@@ -31,7 +31,7 @@ public:
 
     static int type_engine_int;         ///< 0 bench, 1 sweep, 2 probe edition; -1 not set
     static int source_count_int;        ///< the host's number of the source; -1 not set
-    static std::atomic_bool bool_cancel_extraction; ///< polled by every loop of the services
+    static cancel_flag bool_cancel_extraction; ///< polled by every loop of the services
     static bool debug_mode_status_bool; ///< the debug log is on
     static bool debug_print_in_file_bool;
     static bool debug_print_on_terminal_bool;
@@ -122,11 +122,12 @@ public:
     // ---- Paths ------------------------------------------------------------------------------------------------------
 
     /// Copy a directory with everything in it, hidden files included; existing files are overwritten. Symbolic links
-    /// to directories are passed over (a link could lead in a circle). Failures are logged per file.
+    /// to files are copied as files; those to directories are not copied, as they could lead in a circle, and each is a
+    /// failure. Failures are logged, one per file or link.
     static void copy_directory(QString source_dir, QString destination_dir);
 
-    /// Remove a directory with everything in it. Symbolic links are removed, never followed; a missing directory and
-    /// an empty path do nothing. Failures are not reported.
+    /// Remove a directory with everything in it. Symbolic links are removed, never followed; no permission is
+    /// changed. What cannot be removed stays, with what it is in. A missing directory and an empty path do nothing.
     static void remove_directory(QString dir);
 
     /// The entries of `parent_list`, in order, that `other_list` does not contain.

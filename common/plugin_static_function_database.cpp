@@ -23,7 +23,7 @@ struct wording
     const char *query_error = nullptr;
 };
 
-// The leading and doubled blanks differ from family to family; readers of old logs search for these very texts.
+// The leading and doubled blanks differ from family to family. Scripts search logs for these very texts.
 
 constexpr wording execute_by_path_wording = {
     .open = " Destination Db opening --------FAILED------ ",
@@ -113,7 +113,7 @@ outcome run_statement(const helper_call &call, const QSqlDatabase &db, QSqlQuery
 {
     query.prepare(command);
     for (const QString &value : bind_values) {
-        if (plugin_static_function::bool_cancel_extraction)
+        if (plugin_static_function::bool_cancel_extraction.is_set())
             return outcome::cancelled;
         query.addBindValue(value);
     }
@@ -123,15 +123,19 @@ outcome run_statement(const helper_call &call, const QSqlDatabase &db, QSqlQuery
     return outcome::failed;
 }
 
-/// The trimmed texts of one column, as far as the run is not cancelled.
+/// The trimmed texts of one column, as far as the run is not cancelled. Rows that an error cuts short are no result: a
+/// part of a damaged table would look like all of it.
 outcome collect_column(QSqlQuery &query, int column_index, QStringList &texts)
 {
     while (query.next()) {
-        if (plugin_static_function::bool_cancel_extraction)
+        if (plugin_static_function::bool_cancel_extraction.is_set())
             return outcome::cancelled;
         texts.append(query.value(column_index).toString().trimmed());
     }
-    return outcome::done;
+    if (!query.lastError().isValid())
+        return outcome::done;
+    texts.clear();
+    return outcome::failed;
 }
 
 /// A cancel leaves the connection open and registered: the next call of the same caller removes it.
@@ -166,8 +170,13 @@ outcome list_rows(const helper_call &call, const QString &command, const QString
 {
     QSqlQuery query(db);
     query.setForwardOnly(true);
-    const outcome result = run_statement(call, db, query, command, bind_values);
-    return result == outcome::done ? collect_column(query, column_index, texts) : result;
+    outcome result = run_statement(call, db, query, command, bind_values);
+    if (result != outcome::done)
+        return result;
+    result = collect_column(query, column_index, texts);
+    if (result == outcome::failed)
+        call.log_failed_query(db, command, query);
+    return result;
 }
 
 QStringList list_by_path(const helper_call &call, const QString &command, const QStringList &bind_values,
@@ -263,7 +272,9 @@ bool plugin_static_function::check_value_existence_in_db_by_dbreference(QString 
     QSqlQuery query(db);
     query.setForwardOnly(true);
     query.prepare(command);
-    if (!query.exec()) {
+    QStringList texts;
+    const outcome result = query.exec() ? collect_column(query, column_index, texts) : outcome::failed;
+    if (result == outcome::failed) {
         // The label names the by-path form, although the function works by reference.
         const QString signature = QString::fromLatin1(Q_FUNC_INFO);
         app_debug(QLatin1StringView("[check_value_existence_in_db_by_dbpath] query --------FAILED------") +
@@ -274,12 +285,11 @@ bool plugin_static_function::check_value_existence_in_db_by_dbreference(QString 
                   signature);
         return false;
     }
-    QStringList texts;
-    if (collect_column(query, column_index, texts) == outcome::cancelled)
+    if (result == outcome::cancelled)
         return false;
     const QString sought = value.trimmed();
     for (const QString &text : std::as_const(texts)) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             return false;
         if (text == sought)
             return true;
@@ -295,7 +305,11 @@ QStringList plugin_static_function::get_total_tables_list_by_dbpath(QString db_p
         call.log_failed_open(db);
         return {};
     }
-    const QStringList tables = db.tables(QSql::Tables);
+    // `tables` says nothing of a schema that cannot be read to its end.
+    const QString schema = QStringLiteral("select name from sqlite_master");
+    QStringList names;
+    const bool is_whole = list_rows(call, schema, {}, 0, db, names) != outcome::failed;
+    const QStringList tables = is_whole ? db.tables(QSql::Tables) : QStringList();
     db.close();
     return tables;
 }

@@ -6,6 +6,9 @@
 #include <QDir>
 #include <QDirIterator>
 
+#include <filesystem>
+#include <vector>
+
 using system_account_record = struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_system_account;
 
 namespace {
@@ -42,15 +45,33 @@ void copy_file(const QString &source_path, const QString &destination_path, cons
         log_line({"[copy_directory] Error:", origin}, destination.errorString());
         return;
     }
-    while (!plugin_static_function::bool_cancel_extraction) {
+    while (!plugin_static_function::bool_cancel_extraction.is_set()) {
         const QByteArray block = source.read(copy_block_size);
-        if (block.isEmpty())
+        if (block.isEmpty() || destination.write(block) != block.size())
             break;
-        destination.write(block);
     }
-    source.close();
     destination.flush();
-    destination.close();
+    for (const QFile *file : {&source, &destination}) {
+        if (file->error() == QFile::NoError)
+            continue;
+        log_line({"[copy_directory] file copy ----FAILED---- :", origin}, source.fileName());
+        log_line({"[copy_directory] Error:", origin}, file->errorString());
+        break;
+    }
+}
+
+/// Qt's own removal changes the mode of what it cannot remove, through links, too. What stays is left as it is.
+void remove_tree(const std::filesystem::path &path)
+{
+    std::error_code ignored;
+    std::vector<std::filesystem::path> entries;
+    if (std::filesystem::is_directory(std::filesystem::symlink_status(path, ignored))) {
+        for (std::filesystem::directory_iterator entry(path, ignored), end; entry != end; entry.increment(ignored))
+            entries.push_back(entry->path());
+    }
+    for (const std::filesystem::path &entry : entries)
+        remove_tree(entry);
+    std::filesystem::remove(path, ignored);
 }
 
 } // namespace
@@ -66,16 +87,19 @@ void plugin_static_function::copy_directory(QString source_dir, QString destinat
     QDir().mkpath(destination_dir);
     const QStringList files = source.entryList(QDir::Files | QDir::Hidden, QDir::NoSort);
     for (const QString &name : files) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             return;
         copy_file(source_dir + u'/' + name, destination_dir + u'/' + name, origin);
     }
-    const QStringList directories =
-        source.entryList(QDir::AllDirs | QDir::Hidden | QDir::NoSymLinks | QDir::NoDotAndDotDot, QDir::NoSort);
+    const QStringList directories = source.entryList(QDir::AllDirs | QDir::Hidden | QDir::NoDotAndDotDot, QDir::NoSort);
     for (const QString &name : directories) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             return;
-        copy_directory(source_dir + u'/' + name, destination_dir + u'/' + name);
+        const QString directory = source_dir + u'/' + name;
+        if (QFileInfo(directory).isSymLink())
+            log_line("[copy_directory] link to a directory is not copied ----FAILED---- :", directory);
+        else
+            copy_directory(directory, destination_dir + u'/' + name);
     }
 }
 
@@ -83,12 +107,8 @@ void plugin_static_function::remove_directory(QString dir)
 {
     while (dir.endsWith(u'/'))
         dir.chop(1); // "link/" names what the link leads to
-    if (dir.isEmpty())
-        return;
-    if (QFileInfo(dir).isSymLink())
-        QFile::remove(dir);
-    else
-        QDir(dir).removeRecursively();
+    if (!dir.isEmpty())
+        remove_tree(QFile::encodeName(dir).toStdString());
 }
 
 QStringList plugin_static_function::get_unmatched_varible_list_of_parentlist(QStringList parent_list,
@@ -97,7 +117,7 @@ QStringList plugin_static_function::get_unmatched_varible_list_of_parentlist(QSt
     const QSet<QString> others(other_list.cbegin(), other_list.cend());
     QStringList unmatched;
     for (const QString &entry : std::as_const(parent_list)) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             break;
         if (!others.contains(entry))
             unmatched.append(entry);
@@ -116,7 +136,7 @@ bool plugin_static_function::is_file_exist_in_dir(QString dir, QString file_name
 {
     const QString sought = file_name.trimmed();
     QDirIterator entries(dir, QDir::AllEntries | QDir::Hidden | QDir::System);
-    while (!bool_cancel_extraction && entries.hasNext()) {
+    while (!bool_cancel_extraction.is_set() && entries.hasNext()) {
         entries.next();
         if (entries.fileName().trimmed() == sought)
             return true;

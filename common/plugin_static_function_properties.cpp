@@ -124,7 +124,7 @@ QString plugin_static_function::get_nsarray_key_and_values(void *key, void *dict
         return {};
     QStringList items;
     for (const object item : items_of(list)) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             return {};
         items.append(text_of(item).trimmed());
     }
@@ -139,7 +139,7 @@ struct_GLOBAL_ARTIFACT_used_dates plugin_static_function::extract_used_date(QStr
         dates.last_used_date = epoch_of_description(*last_used);
     const auto used = attribute_description(file_path, QStringLiteral("kMDItemUsedDates"));
     for (const QString &part : used.value_or(QString()).remove(u'(').remove(u')').remove(u'"').split(u',')) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             break;
         if (!part.trimmed().isEmpty())
             dates.used_dates_QStringList.append(epoch_of_description(part.trimmed()));

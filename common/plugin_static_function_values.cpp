@@ -63,7 +63,7 @@ QString plugin_static_function::mining_size(QString path)
         QDirIterator entries(info.filePath(), QDir::AllEntries | QDir::Hidden | QDir::System,
                              QDirIterator::Subdirectories);
         while (entries.hasNext()) {
-            if (bool_cancel_extraction)
+            if (bool_cancel_extraction.is_set())
                 return QString::number(info.size());
             entries.next();
             const QFileInfo entry = entries.fileInfo();
@@ -84,7 +84,7 @@ QString plugin_static_function::convert_string_to_unicode(QString text)
     log_line(" : running");
     QStringList codes;
     for (qsizetype at = 0;; at += escape.size()) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             return {};
         at = decoded.indexOf(escape, at);
         if (at < 0)
@@ -93,7 +93,7 @@ QString plugin_static_function::convert_string_to_unicode(QString text)
     }
     log_line(" : infinite loop cross"); // said of every text that comes so far
     for (const QString &code : std::as_const(codes)) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             return {};
         decoded.replace(escape + code, QChar(code.toUShort(nullptr, 16)));
     }
@@ -119,7 +119,7 @@ QString plugin_static_function::get_filtered_string_value(QString description)
 {
     QStringList items;
     for (QString &item : description.trimmed().split(u',')) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             return {};
         items.append(item.remove(u'(').remove(u')').remove(u'"').trimmed());
     }

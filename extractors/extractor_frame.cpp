@@ -65,12 +65,12 @@ void extractor_frame::set_engine_type(int engine_type)
 
 void extractor_frame::set_essentials()
 {
-    bool_cancel_extraction = false;
+    bool_cancel_extraction.set(false);
 }
 
 void extractor_frame::cancel_extraction()
 {
-    bool_cancel_extraction = true;
+    bool_cancel_extraction.set(true);
 }
 
 void extractor_frame::set_source_count(int count)

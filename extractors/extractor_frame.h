@@ -8,7 +8,7 @@
 #include <QStringList>
 #include <QWidget>
 
-#include <atomic>
+#include "common/cancel_flag.h"
 
 class plugin_helper_functions;
 class row_writer;
@@ -74,7 +74,7 @@ protected:
     QString destination_db_file;
     QString artifacts_result_dir;
     int engine_type_int = 0;
-    std::atomic_bool bool_cancel_extraction = false;
+    cancel_flag bool_cancel_extraction;
     int source_count_int = 0;
     QStringList essential_list_QStringList;
     QString plugin_name;

@@ -1,11 +1,9 @@
 /// Android: discovery, run order, the two shared readers.
 #include "extractors/gmail_androidos.h"
 
-#include "extractors/android/bounded_query.h"
+#include "common/warm_accounts.h"
 #include "extractors/android/extract_step.h"
-#include "extractors/android/warm_accounts.h"
 
-#include <QDirIterator>
 #include <QFile>
 #include <QSqlError>
 #include <QVariant>
@@ -13,9 +11,6 @@
 namespace {
 
 constexpr QLatin1StringView application("apps/com.google.android.gm/");
-
-/// Preferences are read at once. A device writes some hundred bytes.
-constexpr qint64 most_bytes_of_preferences = 64 * 1024 * 1024;
 
 } // namespace
 
@@ -34,19 +29,14 @@ void gmail_androidos::find_source_file()
 
     const QString root = virtual_source_path + application;
     const log_origin origin;
-    for (const char *folder : {"", "sp/", "f/", "f/body/", "r/", "r/app_webview/", "db/"}) // f/body/0/ is walked later
-        evidence_root::tell_unreadable(QFileInfo(root + QLatin1StringView(folder)), origin);
-    QDirIterator entries(root + QLatin1StringView("db/"), QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        if (bool_cancel_extraction)
-            return;
-        const QString path = entries.next();
-        const QString name = entries.fileName();
-        evidence_root::tell_unreadable(entries.fileInfo(), origin);
-        if (name.startsWith(QLatin1StringView("mailstore.")) && name.endsWith(QLatin1StringView(".db")) &&
-            source_root.holds(path, {}))
-            mail_store_paths.append(path);
-    }
+    for (const char *folder : {"", "sp/", "f/", "f/body/", "r/", "r/app_webview/"}) // the others are walked
+        evidence_root::report_if_unreadable(root + QLatin1StringView(folder), origin);
+    const auto note_mail_store = [this](const evidence_entry &entry) {
+        if (entry.name.startsWith(QLatin1StringView("mailstore.")) && entry.name.endsWith(QLatin1StringView(".db")))
+            mail_store_paths.append(entry.path());
+    };
+    if (!source_root.walk(root + QLatin1StringView("db/"), bool_cancel_extraction, origin, note_mail_store))
+        return;
 
     const std::pair<QString &, QLatin1StringView> fixed_paths[] = {
         {provider_db_path, QLatin1StringView("db/EmailProvider.db")},
@@ -57,7 +47,7 @@ void gmail_androidos::find_source_file()
         {attachment_cache_dir_path, QLatin1StringView("db/1.db_att/")},
     };
     for (const auto &[member, relative] : fixed_paths) {
-        if (QFile::exists(root + relative) && source_root.holds(root + relative, {}))
+        if (source_root.has(root + relative, origin))
             member = root + relative;
     }
     log_line("[find_source_file] Ends");
@@ -113,10 +103,7 @@ QString gmail_androidos::get_gmail_account_id()
     QSqlQuery query(source.connection());
     query.setForwardOnly(true);
     const QString statement = QStringLiteral("Select emailAddress from Account");
-    QString refusal = why_not_prepared(source.connection(), QStringLiteral("Account"));
-    if (refusal.isEmpty() && query.prepare(statement))
-        refusal = why_refused(source.connection(), QStringLiteral("Account"), statement);
-    if (!refusal.isEmpty()) {
+    if (const QString refusal = source.prepare(query, statement); !refusal.isEmpty()) {
         log_failed_query({}, refusal, statement, origin);
         return none;
     }
@@ -124,7 +111,11 @@ QString gmail_androidos::get_gmail_account_id()
         log_failed_query(query, {}, origin);
         return none;
     }
-    return query.next() ? columns::text_of(query.value(0)) : none;
+    if (query.next())
+        return columns::text_of(query.value(0));
+    if (query.lastError().isValid())
+        log_failed_query(query, {}, origin);
+    return none;
 }
 
 QStringList gmail_androidos::extract_last_warmup_accounts() const
@@ -132,14 +123,12 @@ QStringList gmail_androidos::extract_last_warmup_accounts() const
     if (warm_accounts_path.isEmpty())
         return {};
     QFile file(warm_accounts_path);
-    const bool is_regular = is_regular_file(warm_accounts_path);
-    if (!is_regular || !file.open(QIODevice::ReadOnly)) {
+    if (const QString error = source_root.open(file); !error.isEmpty()) {
         log_line(" File Open Failed:", warm_accounts_path);
-        log_line("", is_regular ? file.errorString() : QStringLiteral("Not a regular file"));
+        log_line("", error);
         return {};
     }
-    const bool fits = file.size() <= most_bytes_of_preferences;
-    const auto accounts = fits ? lastly_warmed_up_accounts(file.read(most_bytes_of_preferences)) : std::nullopt;
+    const auto accounts = warm_accounts::read_from(file);
     if (!accounts)
         log_line("[extract_last_warmup_accounts] ----FAILED---- too large or too many attributes: ",
                  warm_accounts_path);

@@ -72,8 +72,8 @@ private:
 
     // The frame of the steps. `step` is logged and named after `origin`.
     void run_on_provider(const extract_step &step, const log_origin &origin, const make_look_up &look_up = {});
-    void run_on_one_source(const extract_step &step, const QString &source_path, const log_origin &origin,
-                           const make_look_up &look_up = {});
+    void run_on_one_source(const extract_step &step, const QString &source_path, bool needs_copy,
+                           const log_origin &origin, const make_look_up &look_up = {});
     void run_on_every_mail_store(const extract_step &step, const log_origin &origin);
     enum class outcome { all_read, failed, cancelled };
     outcome copy_rows(const extract_step &step, const QString &copy, row_context &context, row_writer &rows,

@@ -100,5 +100,5 @@ void gmail_androidos::extract_gm_accounts()
 /// A store that cannot be copied shows as one that cannot be opened.
 void gmail_androidos::extract_gm_cookies()
 {
-    run_on_one_source(cookie_step, cookie_store_path, {});
+    run_on_one_source(cookie_step, cookie_store_path, false, {});
 }

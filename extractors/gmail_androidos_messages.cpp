@@ -93,7 +93,7 @@ constexpr qsizetype most_characters_of_a_row = 500'000'000; // SQLite takes no l
 struct mail_look_ups
 {
     mail_look_ups(const source_database &source, const QString &body_dir, const evidence_root &root,
-                  const bool &cancelled)
+                  const cancel_flag &cancelled)
         : mailboxes(source, mailbox_statement, "Mailbox", "_id")
         , attachments(source, attachment_statement, "Attachment", "messageKey")
         , bodies(body_dir, root, cancelled)
@@ -161,7 +161,8 @@ gmail_androidos::struct_attachment_detail gmail_androidos::get_mail_attachments_
     struct_attachment_detail detail;
     if (!attachments.ask(mail_id, {}))
         return detail;
-    while (!bool_cancel_extraction && detail.description.size() < most_characters_of_a_row && attachments.next()) {
+    while (!bool_cancel_extraction.is_set() && detail.description.size() < most_characters_of_a_row &&
+           attachments.next()) {
         const QString path = cached_attachment_path(attachments.value(0).toString());
         detail.description += QLatin1StringView("File Name : ") + attachments.value(1).toString() +
                               QLatin1StringView(";File Path : ") + path + QLatin1StringView(";;");

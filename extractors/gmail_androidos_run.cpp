@@ -1,38 +1,25 @@
 /// Android: the frame of every extract step.
 #include "common/plugin_helper_functions.h"
 #include "common/plugin_static_function.h"
-#include "extractors/android/bounded_query.h"
 #include "extractors/android/extract_step.h"
 #include "extractors/gmail_androidos.h"
 #include "extractors/row_writer.h"
 
 #include <QFile>
+#include <QScopeGuard>
 #include <QSqlError>
-#include <QSqlRecord>
 
 #include <new>
 
 namespace {
 
-/// Where the columns of a step stand in the rows of its query, -1 for those that read nothing. SQLite compares names
-/// without regard to case, and so does the record.
-QList<int> positions_of(const extract_step &step, const QSqlQuery &query)
-{
-    const QSqlRecord record = query.record();
-    QList<int> positions;
-    for (const column &value : step.columns)
-        positions.append(value.source_column ? record.indexOf(QLatin1StringView(value.source_column)) : -1);
-    return positions;
-}
-
-QStringList values_of(const extract_step &step, const QSqlQuery &query, const QList<int> &positions,
-                      const row_context &context)
+QStringList values_of(const extract_step &step, const QSqlQuery &query, const row_context &context)
 {
     QStringList values;
-    values.reserve(positions.size());
-    for (qsizetype i = 0; i < positions.size(); ++i) {
-        const QVariant read = positions.at(i) < 0 ? QVariant() : query.value(positions.at(i));
-        values.append(step.columns[static_cast<std::size_t>(i)].value(context, read));
+    values.reserve(static_cast<qsizetype>(step.columns.size()));
+    for (std::size_t i = 0; i < step.columns.size(); ++i) {
+        const int position = step.positions[i];
+        values.append(step.columns[i].value(context, position < 0 ? QVariant() : query.value(position)));
     }
     return values;
 }
@@ -53,30 +40,29 @@ QString account_of_mail_store(const QString &path)
 
 } // namespace
 
-/// As `run_on_one_source`, but without any further line when the database or its working copy is not there.
+/// As `run_on_one_source`, but without any further line when the database is not there.
 void gmail_androidos::run_on_provider(const extract_step &step, const log_origin &origin, const make_look_up &look_up)
 {
-    const bool is_there = QFile::exists(provider_db_path) && QFile::exists(working_copy_of(provider_db_path));
-    run_on_one_source(step, is_there ? provider_db_path : QString(), origin, look_up);
+    run_on_one_source(step, QFile::exists(provider_db_path) ? provider_db_path : QString(), true, origin, look_up);
 }
 
-/// Every early end leaves out the closing line.
-void gmail_androidos::run_on_one_source(const extract_step &step, const QString &source_path, const log_origin &origin,
-                                        const make_look_up &look_up)
+/// Every early end leaves out the closing line. A copy that could not be made (logged) shows as a database that cannot
+/// be opened, unless `needs_copy`.
+void gmail_androidos::run_on_one_source(const extract_step &step, const QString &source_path, bool needs_copy,
+                                        const log_origin &origin, const make_look_up &look_up)
 {
     log_line({"Starts", origin});
+    const auto copies_end = qScopeGuard([this] { remove_working_copies(); });
     const QString copy = working_copy_of(source_path);
-    outcome result = outcome::failed;
-    if (!copy.isEmpty()) {
-        const open_database destination(origin.signature(), destination_db_file);
-        if (check_destination(destination, origin)) {
-            const std::unique_ptr<row_writer> rows = writer_into(destination, step, origin);
-            row_context context = context_of(source_file_value(relative_path(source_path.trimmed())));
-            result = copy_rows(step, copy, context, *rows, origin, look_up);
-            finish_rows(*rows);
-        }
-    }
-    remove_working_copies();
+    if (copy.isEmpty() || (needs_copy && !QFile::exists(copy)))
+        return;
+    const open_database destination(origin.signature(), destination_db_file);
+    if (!check_destination(destination, origin))
+        return;
+    const std::unique_ptr<row_writer> rows = writer_into(destination, step, origin);
+    row_context context = context_of(source_file_value(relative_path(source_path.trimmed())));
+    const outcome result = copy_rows(step, copy, context, *rows, origin, look_up);
+    finish_rows(*rows);
     if (result == outcome::all_read)
         log_line({" Ends", origin});
 }
@@ -91,13 +77,13 @@ void gmail_androidos::run_on_every_mail_store(const extract_step &step, const lo
     const std::unique_ptr<row_writer> rows = writer_into(destination, step, origin);
     outcome result = outcome::all_read;
     for (const QString &path : std::as_const(mail_store_paths)) {
+        const auto copies_end = qScopeGuard([this] { remove_working_copies(); });
         const QString copy = working_copy_of(path);
         if (QFile::exists(copy)) {
             row_context context = context_of(source_file_value(relative_path(path)));
             context.account = account_of_mail_store(path);
             result = copy_rows(step, copy, context, *rows, origin, {});
         }
-        remove_working_copies();
         if (result == outcome::cancelled)
             break;
     }
@@ -133,10 +119,7 @@ gmail_androidos::outcome gmail_androidos::copy_rows_that_fit(const extract_step 
     const QString statement = QLatin1StringView(step.select);
     QSqlQuery query(source.connection());
     query.setForwardOnly(true);
-    QString refusal = why_not_prepared(source.connection(), step.table());
-    if (refusal.isEmpty() && query.prepare(statement))
-        refusal = why_refused(source.connection(), step.table(), statement);
-    if (!refusal.isEmpty()) {
+    if (const QString refusal = source.prepare(query, statement); !refusal.isEmpty()) {
         log_failed_query(copy, refusal, statement, origin);
         return outcome::failed;
     }
@@ -146,25 +129,23 @@ gmail_androidos::outcome gmail_androidos::copy_rows_that_fit(const extract_step 
     }
 
     const row_look_up fill = look_up ? look_up(source) : row_look_up();
-    const QList<int> positions = positions_of(step, query);
-    const int paired_position = step.paired_column ? query.record().indexOf(QLatin1StringView(step.paired_column)) : -1;
     while (query.next()) {
         if (fill)
             fill(query, context);
         if (step.uses_account)
             know_account(context);
-        if (bool_cancel_extraction) // also because look-ups that a cancel ended tell too little
+        if (bool_cancel_extraction.is_set()) // also because look-ups that a cancel ended tell too little
             return outcome::cancelled;
-        if (!step.paired_column) {
-            insert_row(rows, values_of(step, query, positions, context));
+        if (step.paired_position < 0) {
+            insert_row(rows, values_of(step, query, context));
             continue;
         }
         for (const QString &name : std::as_const(context.paired_names)) {
-            if (bool_cancel_extraction)
+            if (bool_cancel_extraction.is_set())
                 return outcome::cancelled;
             context.paired_name = name;
-            context.pair_matches = query.value(paired_position).toString() == name;
-            insert_row(rows, values_of(step, query, positions, context));
+            context.pair_matches = query.value(step.paired_position).toString() == name;
+            insert_row(rows, values_of(step, query, context));
         }
     }
     if (!query.lastError().isValid())
@@ -224,16 +205,12 @@ row_context gmail_androidos::context_of(const QString &source_file) const
     return context;
 }
 
-/// One copy of a source file per step. Empty for an empty path and when the run is cancelled. Companions that lead out
-/// of the source are left behind.
+/// One copy of a source file per step. Empty for an empty path, when the run is cancelled and when there is no folder
+/// for it.
 QString gmail_androidos::working_copy_of(const QString &source_path)
 {
     if (!working_copies.contains(source_path)) {
-        const log_origin origin;
-        const bool with_companions = source_root.holds(source_path + QLatin1StringView("-shm"), origin) &&
-                                     source_root.holds(source_path + QLatin1StringView("-wal"), origin);
-        const QString copy = with_companions ? helper_obj->get_adhoc_path_for_database(source_path)
-                                             : helper_obj->get_adhoc_path_for_regular_file(source_path);
+        const QString copy = helper_obj->get_adhoc_path_for_database(source_path);
         if (copy.isEmpty())
             return {};
         working_copies.insert(source_path, copy);

@@ -5,7 +5,6 @@
 #include "common/log_line.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QSqlError>
 
 namespace {
@@ -53,7 +52,7 @@ void gmail_gtakeoutos::find_source_file()
     const log_span span("[find_source_file] starts", "[find_source_file] end");
     mail_dir_path.clear();
     const QString candidate = virtual_source_path + QLatin1StringView("Mail");
-    if (!QFile::exists(candidate) || !source_root.holds(candidate, {}))
+    if (!source_root.has(candidate, {}))
         return;
     mail_dir_path = candidate;
     log_line("[find_source_file] Source file found at path-->>", mail_dir_path);
@@ -96,16 +95,9 @@ bool gmail_gtakeoutos::parse_every_mbox()
 {
     if (mail_dir_path.isEmpty())
         return true; // an empty path would be walked as the current directory
-    const log_origin origin;
-    evidence_root::tell_unreadable(QFileInfo(mail_dir_path), origin);
-    QDirIterator entries(mail_dir_path, QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        if (bool_cancel_extraction)
-            return false;
-        const QString path = entries.next().trimmed();
-        evidence_root::tell_unreadable(entries.fileInfo(), origin);
-        if (path.endsWith(QLatin1StringView(".mbox")) && source_root.holds_entry(entries.fileInfo(), origin))
+    return source_root.walk(mail_dir_path, bool_cancel_extraction, {}, [this](const evidence_entry &entry) {
+        const QString path = entry.path().trimmed();
+        if (path.endsWith(QLatin1StringView(".mbox")))
             start_mbox_parsing_for_plugin(path);
-    }
-    return true;
+    });
 }

@@ -66,7 +66,7 @@ QString gmail_gtakeoutos::recipients(const mail &message, qsizetype begin, QLati
     const auto next_line = [this, &message](QString &text) {
         const bool has_next = scan_pos + 1 < message.bytes.size();
         text += emlx_multiple(message, scan_pos);
-        return has_next && scan_pos >= 0 && !bool_cancel_extraction;
+        return has_next && scan_pos >= 0 && !bool_cancel_extraction.is_set();
     };
     QString text = mail_headers::unfolded(std::move(line.text), next_line);
     return mail_headers::recipient_names(mail_headers::without_name(std::move(text), name));
@@ -109,7 +109,7 @@ QString gmail_gtakeoutos::multipart_text(const mail &message)
     QString text;
     const std::vector<mail_body::plain_part> parts = mail_body::plain_parts(message);
     for (const mail_body::plain_part &part : parts) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             break;
         const bool encoded =
             emlx_check_text_encoded(message) || emlx_failsafe_text_encoded_check(part.blank_line, message);
@@ -179,12 +179,12 @@ void gmail_gtakeoutos::emlx_attachment_plugin(const mail &message)
     attachment_name_list.clear();
     const std::vector<mail_attachments::parameter> entries = email_attachment_filelist(message);
     const std::vector<QByteArrayView> bodies = mail_attachments::bodies(message, entries);
-    for (std::size_t i = 0; i < entries.size() && !bool_cancel_extraction; ++i) {
+    for (std::size_t i = 0; i < entries.size() && !bool_cancel_extraction.is_set(); ++i) {
         if (bodies[i].isNull())
             continue;
         const QString wanted = mail_attachments::name_in(entries[i].text);
         const QString name = attachment_names->next(wanted.mid(wanted.lastIndexOf(u'/') + 1), bool_cancel_extraction);
-        if (name.isEmpty() && bool_cancel_extraction)
+        if (name.isEmpty() && bool_cancel_extraction.is_set())
             break;
         emlx_attachment_output(name, bodies[i], attachments_dir_path);
         attachment_name_list.append(name); // also when no file could be written

@@ -7,7 +7,6 @@
 #include "extractors/takeout/mbox_splitter.h"
 
 #include <QFile>
-#include <QFileInfo>
 #include <QSqlError>
 
 #include <new>
@@ -42,11 +41,9 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
     const log_origin origin;
     log_line("[start_mbox_parsing] -Start");
     QFile mail_file(mbox_path);
-    const bool endless = QFileInfo::exists(mbox_path) && !QFileInfo(mbox_path).isDir() && !is_regular_file(mbox_path);
-    if (endless || !mail_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    if (const QString error = source_root.open(mail_file); !error.isEmpty()) {
         log_line("[start_mbox_parsing] File Open Failed:", mail_file.fileName());
-        log_line("[start_mbox_parsing] Error:",
-                 endless ? QStringLiteral("Not a regular file") : mail_file.errorString());
+        log_line("[start_mbox_parsing] Error:", error);
         return;
     }
 
@@ -62,7 +59,7 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
     qint64 bytes_parsed_again = 0;
     progress state = progress::reading;
     const qint64 size = mail_file.size();
-    while (!bool_cancel_extraction && state != progress::file_ended && state != progress::read_failed) {
+    while (!bool_cancel_extraction.is_set() && state != progress::file_ended && state != progress::read_failed) {
         bool stored = false;
         try {
             state = splitter.read();
@@ -85,7 +82,7 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
             splitter.drop_message();
             continue;
         }
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             break;
         // The failed message is not dropped: the next row is parsed from both together.
         bytes_parsed_again += splitter.message().size();
@@ -167,7 +164,7 @@ bool gmail_gtakeoutos::mail_data_start_parsing_plugin(const QByteArray &message)
     emlx_cc(marked);
     emlx_date(marked);
     emlx_message_body(marked);
-    if (bool_cancel_extraction)
+    if (bool_cancel_extraction.is_set())
         return false;
     emlx_attachment_plugin(marked);
     return true;

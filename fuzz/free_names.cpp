@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const QTemporaryDir directory;
     const QString path = directory.path() + u'/';
     std::optional<free_file_names> names;
-    const std::atomic_bool cancelled = false;
+    cancel_flag cancelled;
     qsizetype line_number = 0;
     for (const QByteArray &line : input.rest().toByteArray().split('\n').mid(0, most_names)) {
         if (line_number++ == there_before)

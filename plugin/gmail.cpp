@@ -93,7 +93,7 @@ void gmail::pub_set_essentials()
 
 void gmail::set_essentials()
 {
-    bool_cancel_extraction = false;
+    bool_cancel_extraction.set(false);
     plugin_static_function::set_essentials();
     helper_obj->set_essentials();
     tell_every_extractor(&extractor_frame::set_essentials);
@@ -126,6 +126,7 @@ void gmail::pub_set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_i
 {
     os_scheme_internal = source_info.os_scheme_internal;
     plugin_static_function::set_source_info(source_info);
+    helper_obj->set_source_root(evidence_root(source_info.virtual_source_path));
     tell_every_extractor(&extractor_frame::set_source_info, source_info);
 }
 
@@ -153,7 +154,7 @@ void gmail::pub_set_clear_db(bool clear)
 
 void gmail::pub_cancel_extraction()
 {
-    bool_cancel_extraction = true;
+    bool_cancel_extraction.set(true);
     plugin_static_function::set_cancel_extraction(true);
     helper_obj->set_cancel_extraction(true);
     tell_every_extractor(&extractor_frame::cancel_extraction);
@@ -179,7 +180,7 @@ void gmail::pub_extract_artifacts()
     tell_every_extractor(&extractor_frame::set_record_count, records_extracted_qint64);
     tell_every_extractor(&extractor_frame::set_tab_processed_count, tabs_processed_int);
     if (extractor_frame *extractor = extractor_of_scheme({})) {
-        if (bool_cancel_extraction)
+        if (bool_cancel_extraction.is_set())
             return; // without the final signal and line
         try {
             extractor->extract_artifacts();

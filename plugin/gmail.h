@@ -17,8 +17,8 @@
 #include <QFrame>
 #include <QStringList>
 
+#include "common/cancel_flag.h"
 #include <array>
-#include <atomic>
 
 class extractor_frame;
 class gmail_androidos;
@@ -116,7 +116,7 @@ private:
     QString destination_db_file;
     QString artifacts_result_dir;
     int engine_type_int = -1;
-    std::atomic_bool bool_cancel_extraction = false;
+    cancel_flag bool_cancel_extraction;
     QString os_scheme_internal;
     QStringList essential_list_QStringList;
     plugin_helper_functions *helper_obj;

@@ -3,28 +3,19 @@
 #include "common/evidence_root.h"
 #include "common/log_line.h"
 
-#include <QDirIterator>
-#include <QFileInfo>
-
 #include <algorithm>
 
-body_files::body_files(const QString &directory, const evidence_root &root, const std::atomic_bool &cancelled)
+body_files::body_files(const QString &directory, const evidence_root &root, const cancel_flag &cancelled)
 {
     if (directory.isEmpty())
         return;
-    evidence_root::tell_unreadable(QFileInfo(directory), {});
-    QDirIterator entries(directory, QDirIterator::Subdirectories);
-    while (entries.hasNext()) {
-        if (cancelled) {
-            files.clear();
-            return;
-        }
-        entries.next();
-        const QFileInfo info = entries.fileInfo();
-        if (info.isDir())
-            evidence_root::tell_unreadable(info, {});
-        else if (root.holds_entry(info, {}))
-            add(info.path(), info.fileName());
+    const bool is_complete = root.walk(directory, cancelled, {}, [this](const evidence_entry &found) {
+        if (!found.is_directory)
+            add(found.directory, found.name);
+    });
+    if (!is_complete) {
+        files.clear();
+        return;
     }
     std::reverse(files.begin(), files.end());
     std::stable_sort(files.begin(), files.end(),

@@ -4,7 +4,7 @@
 #include <QByteArray>
 #include <QStringList>
 
-#include <atomic>
+#include "common/cancel_flag.h"
 #include <vector>
 
 class evidence_root;
@@ -14,9 +14,9 @@ class evidence_root;
 class body_files
 {
 public:
-    /// Walks `directory`, unless it is empty. Links that lead out of `root` are logged and left out. Nothing is found
-    /// when `cancelled` becomes true meanwhile.
-    body_files(const QString &directory, const evidence_root &root, const std::atomic_bool &cancelled);
+    /// Walks `directory`, unless it is empty; what `root` cannot hand out is logged and left out. Nothing is found when
+    /// `cancelled` ended the walk.
+    body_files(const QString &directory, const evidence_root &root, const cancel_flag &cancelled);
 
     /// Full path; empty when there is no such file.
     [[nodiscard]] QString path_of(const QString &message_id) const;

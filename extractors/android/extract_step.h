@@ -11,6 +11,7 @@
 #include <QVariant>
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -102,6 +103,8 @@ inline constexpr column source_count_name = from_context<&row_context::source_co
 class extract_step
 {
 public:
+    static constexpr std::size_t max_columns = 24;
+
     /// How the line of a source that cannot be opened goes on.
     enum class open_failure { bare, with_path };
 
@@ -112,39 +115,40 @@ public:
         : select(select_statement)
         , insert(insert_statement)
         , columns(values)
-        , paired_column(paired_column_name)
+        , paired_position(paired_column_name ? position_of(paired_column_name) : -1)
         , open_failure_wording(wording)
         , uses_account(std::ranges::any_of(values, &column::is_account))
     {
         if (std::ranges::count(std::string_view(insert), '?') != count)
             throw "placeholders and columns of a step differ";
-        for (const column &value : values) {
-            if (value.source_column)
-                (void)position_of(value.source_column);
-        }
-        if (paired_column)
-            (void)position_of(paired_column);
+        static_assert(count <= max_columns);
+        for (std::size_t i = 0; i < count; ++i)
+            positions[i] = values[i].source_column ? position_of(values[i].source_column) : -1;
     }
 
-    /// Where a source column stands in the rows of the query. A name that is not selected does not compile; names are
-    /// compared without regard to case, as SQLite does.
+    /// The position of a source column in the rows of the query. A name that is not selected does not compile; names
+    /// are compared as a whole, without regard to case, as SQLite does.
     [[nodiscard]] consteval int position_of(std::string_view name) const
     {
         const auto lower = [](char letter) { return letter >= 'A' && letter <= 'Z' ? char(letter + 32) : letter; };
-        const std::string_view query(select);
-        const auto found = std::ranges::search(query, name, {}, lower, lower);
-        if (found.empty())
-            throw "a source column is not selected";
-        return static_cast<int>(std::count(query.begin(), found.begin(), ','));
+        std::string_view list(select);
+        list = list.substr(list.find(' '), list.rfind(" from ") - list.find(' '));
+        for (int position = 0; !list.empty(); ++position) {
+            std::string_view selected = list.substr(0, list.find(','));
+            list.remove_prefix(std::min(selected.size() + 1, list.size()));
+            selected.remove_prefix(std::min(selected.find_first_not_of(' '), selected.size()));
+            selected = selected.substr(0, selected.find(' '));
+            if (std::ranges::equal(selected, name, {}, lower, lower))
+                return position;
+        }
+        throw "a source column is not selected";
     }
-
-    /// The table of the query.
-    [[nodiscard]] QString table() const { return QString::fromLatin1(select).section(u' ', -1); }
 
     const char *select;
     const char *insert;
     std::span<const column> columns;
-    const char *paired_column;
+    int paired_position;                         ///< -1 without a paired column
+    std::array<int, max_columns> positions = {}; ///< of the columns in the rows of the query, -1 where nothing is read
     open_failure open_failure_wording;
     bool uses_account;
 };

@@ -50,9 +50,9 @@ qsizetype rising_search::at_or_behind(qsizetype position)
 
 /// Every mark of a header holds ": ", and a colon is rare (base64 has none): the search goes from colon to colon. In
 /// the same way "filename=" is found by its rare "=".
-mail::mail(QByteArrayView message_bytes, const std::atomic_bool *cancelled)
+mail::mail(QByteArrayView message_bytes, const cancel_flag *cancelled)
     : bytes(message_bytes)
-    , cancel_flag(cancelled)
+    , flag(cancelled)
 {
     const char *const begin = bytes.data();
     const char *const end = begin + bytes.size();

@@ -3,7 +3,7 @@
 
 #include <QByteArrayView>
 
-#include <atomic>
+#include "common/cancel_flag.h"
 #include <vector>
 
 /// The parsers do not read a message's structure: each looks for fixed marks anywhere in it, body included, and the
@@ -13,9 +13,9 @@
 struct mail
 {
     /// The parsers give up early, with whatever they have found, once `cancelled` is true.
-    explicit mail(QByteArrayView message_bytes, const std::atomic_bool *cancelled = nullptr);
+    explicit mail(QByteArrayView message_bytes, const cancel_flag *cancelled = nullptr);
 
-    [[nodiscard]] bool is_cancelled() const { return cancel_flag && *cancel_flag; }
+    [[nodiscard]] bool is_cancelled() const { return flag && flag->is_set(); }
 
     QByteArrayView bytes;
 
@@ -35,7 +35,7 @@ struct mail
     std::vector<qsizetype> file_names;    ///< every "filename=", in order
 
 private:
-    const std::atomic_bool *cancel_flag;
+    const cancel_flag *flag;
 
     void note_header_mark(qsizetype colon);
     void note_content_type(qsizetype begin, QByteArrayView value);

@@ -1,5 +1,7 @@
 #include "host/records/expectation.h"
 
+#include "common/warm_accounts.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -7,7 +9,6 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
-#include <QXmlStreamReader>
 
 #include <span>
 
@@ -63,28 +64,12 @@ qint64 rows_of(const QSqlDatabase &db, QLatin1StringView table, qint64 file_size
 }
 
 /// The accounts warmed up lastly, which each account is paired with.
-qint64 warm_accounts(const QString &path)
+qint64 count_warm_accounts(const QString &path)
 {
     QFile file(path);
     if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
         return 0;
-    qint64 count = 0;
-    int depth = 0; // inside the list
-    QString text;
-    for (QXmlStreamReader xml(&file); !xml.atEnd();) {
-        const QXmlStreamReader::TokenType token = xml.readNext();
-        if (token == QXmlStreamReader::StartElement)
-            depth += depth > 0 || xml.attributes().value(QLatin1StringView("name")) == u"lastly_warmed_up_accounts";
-        else if (depth > 0 && (token == QXmlStreamReader::Characters || token == QXmlStreamReader::EntityReference))
-            text += xml.text();
-        const bool ends = depth > 0 && (token == QXmlStreamReader::EndElement || xml.atEnd());
-        if (!ends || (--depth > 0 && !xml.atEnd()))
-            continue;
-        for (const QString &line : text.split(u'\n'))
-            count += line.trimmed().isEmpty() ? 0 : 1;
-        text.clear();
-    }
-    return count;
+    return warm_accounts::read_from(file).value_or(QStringList()).size();
 }
 
 class database_count
@@ -128,8 +113,8 @@ private:
                 unknown.append(table.result_table);
             }
             if (table.result_table == QLatin1StringView("accounts"))
-                rows *= warm_accounts(source.found.root + android_root +
-                                      QLatin1StringView("sp/warm_accounts_preferences.xml"));
+                rows *= count_warm_accounts(source.found.root + android_root +
+                                            QLatin1StringView("sp/warm_accounts_preferences.xml"));
             expected.tables[table.result_table] += rows;
         }
         for (const QString &table : std::as_const(unknown))

@@ -29,6 +29,7 @@ private Q_SLOTS:
     void results();
     void failure_lines_data();
     void failure_lines();
+    void damaged_tables();
     void cancelled();
     void connections_left_behind();
 
@@ -174,6 +175,35 @@ void test_database_helpers::failure_lines()
     const QStringList result = call(helper, missing_table, db_path.isEmpty() ? path() : db_path);
     QVERIFY(result.isEmpty() || result.first() == u"false");
     QCOMPARE(log.lines(), lines);
+}
+
+/// Rows before the damage are no result: they would look like all of them.
+void test_database_helpers::damaged_tables()
+{
+    const QString damaged = directory->filePath(QStringLiteral("damaged.db"));
+    QVERIFY(run_sql(damaged, {QStringLiteral("pragma page_size = 1024"), QStringLiteral("create table t(a, b)"),
+                              QStringLiteral("with recursive n(i) as (select 1 union all select i + 1 from n where i < "
+                                             "99) insert into t select printf('%0200d', i), 1 from n")}));
+    damage_page_with(damaged, "00050");
+    db = QSqlDatabase();
+    db = new_connection(QStringLiteral("by reference"), damaged);
+    QVERIFY(db.open());
+    const QStringList bound = {QStringLiteral("list bound path"), QStringLiteral("list bound reference")};
+    for (const QString &helper : bound + QStringList({QStringLiteral("list path"), QStringLiteral("list reference"),
+                                                      QStringLiteral("check")})) {
+        const log_capture log;
+        const QString command = QLatin1StringView("select a from t") +
+                                (bound.contains(helper) ? QStringLiteral(" where b = cast(? as int)") : QString());
+        const QStringList result = call(helper, command, damaged);
+        QCOMPARE(result, helper == u"check" ? QStringList(QStringLiteral("false")) : QStringList());
+        QCOMPARE(log.lines_with(QStringLiteral("FAILED")).size(), 1);
+        QVERIFY(log.lines_with(QStringLiteral("malformed")).size() == 1 &&
+                log.lines_with(QStringLiteral("end ")).isEmpty());
+    }
+    damage_page_with(damaged, "SQLite format 3");
+    const log_capture log;
+    QCOMPARE(call(QStringLiteral("tables"), {}, damaged), QStringList());
+    QCOMPARE(log.lines_with(QStringLiteral(" query  --------FAILED------ db file - ")).size(), 1);
 }
 
 void test_database_helpers::cancelled()

@@ -27,6 +27,7 @@ private Q_SLOTS:
     void clearing_keeps_what_outlives_a_source();
     void cipher_modes_data();
     void cipher_modes();
+    void cipher_seeds_the_generator();
     void cipher_refuses_data();
     void cipher_refuses();
 };
@@ -153,7 +154,7 @@ void test_log::essentials_keep_the_encryption_flag()
     QCOMPARE(statics::type_engine_int, -1);
     QCOMPARE(statics::source_count_int, -1);
     QCOMPARE(statics::get_source_count_name(), QStringLiteral("Source-1"));
-    QVERIFY(!statics::bool_cancel_extraction);
+    QVERIFY(!statics::bool_cancel_extraction.is_set());
     QVERIFY(statics::system_account_QList.isEmpty());
     QVERIFY(statics::debug_encryption_status_bool);
     QCOMPARE(statics::source_os_version_full, QStringLiteral("12.6"));
@@ -214,6 +215,23 @@ void test_log::cipher_modes()
         QCOMPARE(body.mid(1).toHex(), QByteArray::number(qChecksum("a"), 16).rightJustified(4, '0') + "61");
     if (flags == 0x00)
         QCOMPARE(body.mid(1), plain);
+}
+
+/// Each cipher seeds the generator from the clock, also when many are made within one millisecond.
+void test_log::cipher_seeds_the_generator()
+{
+    for (int i = 0; i < 100; ++i) {
+        const qint64 before = QDateTime::currentMSecsSinceEpoch();
+        encryptor_string cipher;
+        const int first_number = std::rand();
+        const qint64 after = QDateTime::currentMSecsSinceEpoch();
+        bool is_seeded = false;
+        for (qint64 time = before; time <= after; ++time) {
+            std::srand(static_cast<unsigned>(time & 0xFFFF));
+            is_seeded = is_seeded || first_number == std::rand();
+        }
+        QVERIFY(is_seeded);
+    }
 }
 
 void test_log::cipher_refuses_data()

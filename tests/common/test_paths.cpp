@@ -8,7 +8,7 @@
 #include <QDir>
 #include <QTest>
 
-#include <filesystem>
+#include <unistd.h>
 
 using statics = plugin_static_function;
 
@@ -26,6 +26,7 @@ private Q_SLOTS:
     void unmatched_entries();
     void copying_and_removing();
     void removing_never_leaves_the_directory();
+    void removing_changes_no_mode();
     void free_names_data();
     void free_names();
     void free_names_follow_the_directory();
@@ -141,6 +142,7 @@ void test_paths::copying_and_removing()
     QCOMPARE(log.lines(),
              QStringList({me + u"destination file open ----FAILED---- :" + copy + u"/blocked",
                           me + u"Error:" + u"Is a directory",
+                          me + u"link to a directory is not copied ----FAILED---- :" + source + u"/circle",
                           me + u"source diectory does not exist ----FAILED---- :" + source + u"/nowhere"}));
     statics::remove_directory(copy + u'/');
     QVERIFY(!QFile::exists(copy) && QFile::exists(source));
@@ -162,6 +164,30 @@ void test_paths::removing_never_leaves_the_directory()
     QCOMPARE(files_in(outside), QStringList(QStringLiteral("file")));
     QCOMPARE(QDir(directory.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
              QStringList(QStringLiteral("outside")));
+}
+
+/// What cannot be removed stays as it is, and so does what it leads to.
+void test_paths::removing_changes_no_mode()
+{
+    const uid_t me = ::geteuid();
+    QVERIFY(me != 0 || ::seteuid(65534) == 0); // root may remove everything
+    const QTemporaryDir directory;
+    const QString outside = directory.filePath(QStringLiteral("outside"));
+    const QString inside = directory.filePath(QStringLiteral("inside"));
+    write_file(outside, "x");
+    QDir().mkpath(inside + u"/deep");
+    QVERIFY(QFile::link(outside, inside + u"/deep/link"));
+    QVERIFY(QFile::setPermissions(outside, QFile::ReadOwner));
+    QVERIFY(QFile::setPermissions(inside + u"/deep", QFile::ReadOwner | QFile::ExeOwner));
+    const QFile::Permissions before = QFile::permissions(outside);
+    statics::remove_directory(inside);
+    QVERIFY(QFileInfo(inside + u"/deep/link").isSymLink());
+    QCOMPARE(QFile::permissions(outside), before);
+    QVERIFY(!(QFile::permissions(inside + u"/deep") & QFile::WriteOwner));
+    QFile::setPermissions(inside + u"/deep", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    statics::remove_directory(inside);
+    QVERIFY(!QFile::exists(inside));
+    QCOMPARE(::seteuid(me), 0);
 }
 
 void test_paths::free_names_data()
@@ -209,7 +235,7 @@ void test_paths::free_names_follow_the_directory()
     const QTemporaryDir directory;
     const QString path = directory.path() + u'/';
     const QString name = QStringLiteral("a");
-    const std::atomic_bool cancelled = false;
+    cancel_flag cancelled;
     free_file_names names(path, cancelled);
     QCOMPARE(names.next(name, cancelled), name);
     QCOMPARE(names.next(name, cancelled), name); // nothing was made yet
@@ -319,13 +345,20 @@ void test_paths::working_copies()
     QVERIFY(!QFile::exists(adhoc + u"2_x.db-wal"));
     QCOMPARE(helper.get_adhoc_path_for_database(QStringLiteral(" ")), QString());
 
-    // What cannot be copied is logged; the path is returned all the same.
+    // What cannot be copied is logged; the path is returned all the same. Without a folder there is no copy.
     const log_capture log;
+    plugin_helper_functions without_folder(nullptr);
+    QDir::setCurrent(QFileInfo(source).path());
+    QCOMPARE(without_folder.get_adhoc_path_for_database(source), QString());
+    QCOMPARE(without_folder.get_adhoc_path_for_regular_file(source), QString());
+    QCOMPARE(read_file(source + u"-wal"), QByteArray("wal"));
+    QCOMPARE(log.lines_with(QStringLiteral("There is no folder for working copies")).size(), 2);
     QCOMPARE(helper.get_adhoc_path_for_database(directory.filePath(QStringLiteral("s"))), QString(adhoc + u's'));
     QVERIFY(!QFile::exists(adhoc + u's'));
-    QCOMPARE(
-        log.lines_with(QStringLiteral("get_adhoc_path_for_database: [copy of source file] ----FAILED---- :")).size(),
-        1);
+    QCOMPARE(log.lines_with(QString(u"get_adhoc_path_for_database: [copy of source file] ----FAILED---- :" +
+                                    directory.filePath(QStringLiteral("s")) + u" error: "))
+                 .size(),
+             1);
 
     statics::set_cancel_extraction(true);
     QCOMPARE(helper.get_adhoc_path_for_database(source), QString());

@@ -18,8 +18,12 @@ private Q_SLOTS:
     void write_ahead_rows_and_untouched_evidence();
     void failures_data();
     void failures();
-    void views_and_made_columns_data();
-    void views_and_made_columns();
+    void ordinary_tables_only_data();
+    void ordinary_tables_only();
+    void look_up_in_a_view();
+    void damaged_look_up_data();
+    void damaged_look_up();
+    void starts_before_the_copy();
     void links_and_pipes();
     void unopenable_result();
     void failed_inserts();
@@ -107,61 +111,97 @@ void test_android_failures::failures()
              QStringList(what.startsWith(u"FILE") ? QStringLiteral("0") : QStringLiteral("1")));
 }
 
-/// What stands in the place of a table is read when that surely comes to an end.
-void test_android_failures::views_and_made_columns_data()
+/// Ordinary tables are read; what takes a table's place is refused before SQLite works on it.
+void test_android_failures::ordinary_tables_only_data()
 {
-    QTest::addColumn<QString>("instead");
-    QTest::addColumn<QString>("rows_or_refusal");
-    const char *const select_all = "Message as select o.* from O o";
-    const auto add = [&](const char *name, const QString &definition, const char *expected) {
-        QTest::newRow(name) << QString(u"create " + definition) << QString::fromUtf8(expected);
+    QTest::addColumn<QStringList>("instead"); // of Message
+    QTest::addColumn<QString>("refusal");     // none: its row is read
+    const QString columns =
+        QStringLiteral("_id, displayName, timeStamp, subject, flagAttachment, messageId, mailboxKey, "
+                       "fromList, toList, ccList, bccList, replyToList, flagSeen, ");
+    const QString table = QString(u"create table Message(" + columns);
+    const QString row = QStringLiteral("insert into Message(_id) values(1)");
+    const QString not_ordinary = QStringLiteral("refused: Message is not an ordinary table");
+    const auto add = [](const char *name, const QStringList &instead, const QString &refusal = {}) {
+        QTest::newRow(name) << instead << refusal;
     };
-    const auto view = [&](const char *more) {
-        return QString(u"view " + QString::fromUtf8(select_all) + QString::fromUtf8(more));
-    };
-    add("plain view", view(""), "1");
-    add("view with its order and a row found by key",
-        view(" join Mailbox m on m.rowid = o.mailboxKey order by snippet"), "1");
-    add("union", view(" union all select * from O"), "2");
-    add("recursion",
-        view(" where _id in (with recursive n(i) as (select 1 union all select i from n) select i from n)"),
-        "refused: Message is a view that could run without end");
-    add("loops in loops", view(", Account a, Account b, Account c where a.senderName + b.senderName"),
-        "refused: Message is a view that could run without end");
-    add("costly function", view(" where length(zeroblob(1000000000)) > 1"),
-        "refused: Message is a view that could run without end");
-    add("costly pattern", view(" where snippet like '%a%b%c%d%'"),
-        "refused: Message is a view that could run without end");
-    add("virtual table",
-        QStringLiteral("virtual table Message using fts5(_id, displayName, timeStamp, subject, "
-                       "flagAttachment, messageId, mailboxKey, fromList, toList, ccList, bccList, "
-                       "replyToList, snippet, flagSeen)"),
-        "refused: Message is a virtual table");
-    add("column made when it is read",
-        QStringLiteral(
-            "table Message(_id, displayName, timeStamp, subject, flagAttachment, messageId, mailboxKey, "
-            "fromList, toList, ccList, bccList, replyToList, flagSeen, snippet as (printf('%.*c', 1e9, 'x')))"),
-        "refused: Message has generated columns");
+    add("view", {QStringLiteral("create view Message as select * from O")}, not_ordinary);
+    add("view without end",
+        {QStringLiteral("create view Message as with recursive n(i) as (select 1 union all select "
+                        "i + 1 from n) select O.* from n, O where i < 0")},
+        not_ordinary);
+    QStringList doubling = {QStringLiteral("create view v0 as select * from O")};
+    for (int i = 1; i <= 40; ++i)
+        doubling.append(
+            QStringLiteral("create view v%1 as select * from v%2 union all select * from v%2").arg(i).arg(i - 1));
+    add("views that double", doubling + QStringList(QStringLiteral("create view message as select * from v40")),
+        not_ordinary);
+    add("virtual table", {QString(u"create virtual table Message using fts5(" + columns + u"snippet)")}, not_ordinary);
+    const QString generated = QStringLiteral("refused: snippet of Message is generated when it is read");
+    add("selected column generated on reading", {table + u"snippet as (printf('%.*c', 1e9, 'x')))", row}, generated);
+    add("stored generated column", {table + u"snippet as ('s') stored)", row});
+    add("another column generated on reading", {table + u"snippet, snippets as (1), id as (2))", row});
+    add("a trigger of the same name, an index, comments",
+        {table + u"snippet /* as ( */, x check(x like 'match(%')) -- view\n", row,
+         QStringLiteral("create index MessageIndex on Message(snippet)"),
+         QStringLiteral("create trigger Message after insert on Message begin select 1; end")});
+    add("without row numbers", {QString(table + u"snippet, primary key(_id)) without rowid"), row});
 }
 
-void test_android_failures::views_and_made_columns()
+void test_android_failures::ordinary_tables_only()
 {
-    QFETCH(QString, instead);
-    QFETCH(QString, rows_or_refusal);
-    QVERIFY(provider(sql({"insert into Message(_id, mailboxKey, snippet) values(1, 1, 's')",
-                          "insert into Mailbox(_id) values(1)", "insert into Account(_id) values(1), (2)",
-                          "insert into Attachment(_id, fileName, messageKey) values(5, 'f', 1)",
-                          "alter table Attachment rename to A", "create view Attachment as select * from A",
-                          "alter table Message rename to O"})));
-    QVERIFY(run_sql(source("db/EmailProvider.db"), {instead}));
+    QFETCH(QStringList, instead);
+    QFETCH(QString, refusal);
+    QVERIFY(provider(sql(
+        {"insert into Mailbox(_id) values(1)", "alter table Message rename to O", "insert into O(_id) values(1)"})));
+    QVERIFY(run_sql(source("db/EmailProvider.db"), instead));
     const log_capture log;
     extract("messages");
-    const bool refused = rows_or_refusal.startsWith(u"refused");
-    QCOMPARE(rows("select count(*) from messages"), QStringList(refused ? QStringLiteral("0") : rows_or_refusal));
-    QCOMPARE(log.lines_with(u"extract_gm_mails: " + rows_or_refusal).size(), refused ? 1 : 0);
-    if (!refused) // the look-up goes through a view, too
-        QCOMPARE(rows("select distinct email_attachments from messages"),
-                 QStringList(QStringLiteral("File Name : f;File Path : /5")));
+    QCOMPARE(rows("select count(*) from messages"),
+             QStringList(refusal.isEmpty() ? QStringLiteral("1") : QStringLiteral("0")));
+    QCOMPARE(log.lines_with(QStringLiteral("refused: ")),
+             refusal.isEmpty() ? QStringList() : QStringList(u"gmail_androidos::extract_gm_mails: " + refusal));
+}
+
+/// Look-ups go through the same gate, and say so once for all rows.
+void test_android_failures::look_up_in_a_view()
+{
+    QVERIFY(provider(sql({"insert into Message(_id) values(1), (2)", "alter table Attachment rename to A",
+                          "create view Attachment as select * from A"})));
+    const log_capture log;
+    extract("messages");
+    QCOMPARE(rows("select count(*) from messages"), QStringList(QStringLiteral("2")));
+    QCOMPARE(log.lines_with(QStringLiteral("FAILED")).size(), 1);
+    QCOMPARE(log.lines_with(QStringLiteral("refused: ")),
+             QStringList(QStringLiteral("gmail_androidos::get_mail_attachments_detail: refused: Attachment is not an "
+                                        "ordinary table")));
+}
+
+/// A damaged page of a table that is only looked into: what is found is kept, what is missing is said once.
+void test_android_failures::damaged_look_up_data()
+{
+    QTest::addColumn<QString>("index");
+    QTest::newRow("walked") << "select 1";
+    QTest::newRow("by index") << "create index i on Attachment(messageKey)";
+}
+
+void test_android_failures::damaged_look_up()
+{
+    QFETCH(QString, index);
+    const QString path = source("db/EmailProvider.db");
+    QVERIFY(run_sql(path, sql({"pragma page_size = 1024"})) && provider({index}));
+    QVERIFY(run_sql(path, sql({"with recursive n(i) as (select 1 union all select i + 1 from n where i < 200) "
+                               "insert into Message(_id) select i from n",
+                               "insert into Attachment(fileName, messageKey) select printf('%0200d', _id), _id from "
+                               "Message"})));
+    damage_page_with(path, "00100");
+    const log_capture log;
+    extract("messages");
+    QCOMPARE(rows("select count(*) from messages"), QStringList(QStringLiteral("200")));
+    QVERIFY(rows("select count(*) from messages where email_attachments <> ''").first().toInt() < 200);
+    const QString me = QStringLiteral("gmail_androidos::get_mail_attachments_detail: ");
+    QCOMPARE(log.lines_with(QStringLiteral("FAILED")), QStringList(me + u" Select query ---FAILED---"));
+    QCOMPARE(log.lines_with(QStringLiteral("malformed")).size(), 1);
 }
 
 void test_android_failures::links_and_pipes()
@@ -181,6 +221,20 @@ void test_android_failures::links_and_pipes()
     session->extract(); // does not wait for the pipe
     QCOMPARE(rows("select snippet_file from messages"), QStringList(QString()));
     QCOMPARE(log.lines_with(QStringLiteral("[link leads out of the source] ----FAILED---- :")).size(), 2);
+}
+
+void test_android_failures::starts_before_the_copy()
+{
+    write_file(source("db/EmailProvider.db"), "x");
+    session->prepare({QStringLiteral("mailbox")});
+    QDir(session->result(QStringLiteral("tmp"))).removeRecursively();
+    write_file(session->result(QStringLiteral("tmp")), "not a directory");
+    const log_capture log;
+    session->extract();
+    QCOMPARE(log.lines_with(QStringLiteral("extract_gm_mailboxes")).size(), 1);
+    const QStringList lines = log.lines();
+    QVERIFY(lines.indexOf(QStringLiteral("gmail_androidos::extract_gm_mailboxes: Starts")) <
+            lines.indexOf(lines.filter(QStringLiteral("[copy of source file]")).value(0)));
 }
 
 void test_android_failures::unopenable_result()

@@ -1,8 +1,12 @@
 /// Evidence that is made to keep a run busy, to lead it astray or to hide something: what stands in the log, and that
 /// everything else is read.
+#include "common/cancel_flag.h"
+#include "common/evidence_root.h"
+#include "common/log_line.h"
 #include "tests/support/support.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QTest>
 
 #include <sys/stat.h>
@@ -17,38 +21,6 @@ const QStringList provider_tables = {
                    "messageCount, unreadCount, totalCount)"),
     QStringLiteral("insert into Mailbox(displayName) values('Inbox')"),
 };
-
-/// A select of all the columns that mails are read from, each of them `expression`.
-QString as_mail(const QString &expression)
-{
-    const QStringList columns =
-        QStringLiteral("_id displayName timeStamp subject flagAttachment messageId mailboxKey fromList toList ccList "
-                       "bccList replyToList snippet flagSeen")
-            .split(u' ');
-    QStringList selected;
-    for (const QString &column : columns)
-        selected.append(expression + QLatin1StringView(" as ") + column);
-    return QLatin1StringView("select ") + selected.join(QLatin1StringView(", "));
-}
-
-/// Steps that each name the one before twice, so that what is read doubles with every one.
-QStringList doubling_views(int levels)
-{
-    QStringList views = {QStringLiteral("create view v0 as select 1 as x")};
-    for (int i = 1; i <= levels; ++i)
-        views.append(
-            QStringLiteral("create view v%1 as select x from v%2 union all select x from v%2").arg(i).arg(i - 1));
-    views.append(QStringLiteral("create view Message as %1 from v%2").arg(as_mail(QStringLiteral("x"))).arg(levels));
-    return views;
-}
-
-QString doubling_common_tables(int levels)
-{
-    QString statement = QStringLiteral("create view Message as with c0 as (select 1 as x)");
-    for (int i = 1; i <= levels; ++i)
-        statement += QStringLiteral(", c%1 as (select x from c%2 union all select x from c%2)").arg(i).arg(i - 1);
-    return statement + QStringLiteral(" %1 from c%2").arg(as_mail(QStringLiteral("x"))).arg(levels);
-}
 
 bool make_file(const QString &directory, const QByteArray &name, const QByteArray &content)
 {
@@ -65,58 +37,15 @@ class test_hostile_evidence : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void views_in_place_of_mails_data();
-    void views_in_place_of_mails();
     void view_in_place_of_accounts();
     void names_that_are_no_text();
+    void walk_lists_what_qt_lists();
+    void walk_sees_a_cancel();
     void links_and_pipes();
+    void link_beside_a_trimmed_name();
+    void no_result_directory_data();
+    void no_result_directory();
 };
-
-void test_hostile_evidence::views_in_place_of_mails_data()
-{
-    QTest::addColumn<QStringList>("statements");
-    QTest::addColumn<int>("rows"); // -1: refused
-    const QString table = QStringLiteral("create table t(x)");
-    const QString rows = QStringLiteral("insert into t values(1), (2), (3)");
-    const QString view = QStringLiteral("create view Message as ");
-    const QString x = as_mail(QStringLiteral("x"));
-    QTest::newRow("plain") << QStringList({table, rows, view + x + u" from t where x > 1"}) << 2;
-    QTest::newRow("view of a view") << QStringList({table, rows, QStringLiteral("create view v as select x from t"),
-                                                    view + x + u" from v"})
-                                    << 3;
-    QTest::newRow("recursive") << QStringList(view +
-                                              u"with recursive n(x) as (select 1 union all select x + 1 from n) " + x +
-                                              u" from n")
-                               << -1;
-    QTest::newRow("product") << QStringList({table, rows, view + as_mail(QStringLiteral("a.x")) + u" from t a, t b"})
-                             << -1;
-    QTest::newRow("text out of nothing")
-        << QStringList({table, rows, view + as_mail(QStringLiteral("hex(zeroblob(400000000))")) + u" from t"}) << -1;
-    QTest::newRow("doubling views") << doubling_views(30) << -1;
-    QTest::newRow("doubling common tables") << QStringList(doubling_common_tables(30)) << -1;
-    QTest::newRow("doubling views, one of them quoted")
-        << doubling_views(30).replaceInStrings(QStringLiteral("v29"), QStringLiteral("\"v\"\"29\"")) << -1;
-    QTest::newRow("many views") << doubling_views(60).replaceInStrings(QStringLiteral(" union all select x from v"),
-                                                                       QStringLiteral(" --"))
-                                << -1;
-}
-
-void test_hostile_evidence::views_in_place_of_mails()
-{
-    QFETCH(QStringList, statements);
-    QFETCH(int, rows);
-    plugin_session session(QStringLiteral("androidOS"));
-    QVERIFY(run_sql(session.source(application + u"db/EmailProvider.db"), provider_tables + statements));
-    const log_capture log;
-    session.prepare({QStringLiteral("messages"), QStringLiteral("mailbox")});
-    session.extract();
-    const QString refusal = QStringLiteral("refused: Message is a view that could run without end");
-    QCOMPARE(log.lines_with(refusal).size(), rows < 0 ? 1 : 0);
-    QCOMPARE(rows_of(session.database(), QStringLiteral("select count(*) from messages")),
-             QStringList(QString::number(qMax(rows, 0))));
-    QCOMPARE(rows_of(session.database(), QStringLiteral("select display_name from mailbox")),
-             QStringList(QStringLiteral("Inbox")));
-}
 
 /// The account is looked up for the rows of other tables: they are read, without one.
 void test_hostile_evidence::view_in_place_of_accounts()
@@ -130,7 +59,7 @@ void test_hostile_evidence::view_in_place_of_accounts()
     const log_capture log;
     session.prepare({QStringLiteral("mailbox")});
     session.extract();
-    QCOMPARE(log.lines_with(QStringLiteral("refused: Account is a view that could run without end")).size(), 1);
+    QCOMPARE(log.lines_with(QStringLiteral("refused: Account is not an ordinary table")).size(), 1);
     QCOMPARE(rows_of(session.database(), QStringLiteral("select display_name, account_id from mailbox")),
              QStringList(QStringLiteral("Inbox|")));
 }
@@ -151,6 +80,48 @@ void test_hostile_evidence::names_that_are_no_text()
              QStringList(QStringLiteral("1")));
 }
 
+/// Evidence is walked in the order and with the entries of Qt's own walk, which rows have always followed.
+void test_hostile_evidence::walk_lists_what_qt_lists()
+{
+    const plugin_session session(QStringLiteral("gTakeoutOS"));
+    const QString mail = session.source(QStringLiteral("Mail"));
+    for (const char *file : {"a", "b/c/d", "b/e", ".hidden", ".hid/f", "g h /i ", "\xC3\xA4/j"})
+        write_file(mail + u'/' + QString::fromUtf8(file), "x");
+    QDir().mkpath(mail + u"/empty");
+    QVERIFY(QFile::link(QStringLiteral("b"), mail + u"/to_directory") &&
+            QFile::link(QStringLiteral("a"), mail + u"/to_file") &&
+            QFile::link(QStringLiteral("nothing"), mail + u"/dangling"));
+    QStringList expected;
+    for (QDirIterator entries(mail, QDirIterator::Subdirectories); entries.hasNext();) {
+        const QString path = entries.next();
+        if (entries.fileName() != u"." && entries.fileName() != u"..")
+            expected.append(path + (entries.fileInfo().isDir() ? u"/" : u""));
+    }
+    QStringList found;
+    const evidence_root root(session.source());
+    QVERIFY(root.walk(mail, cancel_flag(), {}, [&found](const evidence_entry &entry) {
+        found.append(entry.path() + (entry.is_directory ? u"/" : u""));
+    }));
+    QCOMPARE(found, expected);
+    QCOMPARE(found.size(), 12);
+}
+
+/// A flag that could be copied, or became a bool on its way, would never be seen to change.
+void test_hostile_evidence::walk_sees_a_cancel()
+{
+    static_assert(!std::is_copy_constructible_v<cancel_flag> && !std::is_convertible_v<cancel_flag, bool>);
+    const plugin_session session(QStringLiteral("gTakeoutOS"));
+    for (const char *file : {"a/1", "a/2", "b/3"})
+        write_file(session.source(QString::fromLatin1(file)), "x");
+    cancel_flag cancelled;
+    int taken = 0;
+    QVERIFY(!evidence_root().walk(session.source(), cancelled, {}, [&](const evidence_entry &) {
+        ++taken;
+        cancelled.set(true);
+    }));
+    QCOMPARE(taken, 1);
+}
+
 void test_hostile_evidence::links_and_pipes()
 {
     plugin_session session(QStringLiteral("gTakeoutOS"));
@@ -169,6 +140,57 @@ void test_hostile_evidence::links_and_pipes()
              QStringList({QStringLiteral("inside"), QStringLiteral("inside")}));
     QCOMPARE(log.lines_with(QStringLiteral("[link leads out of the source] ----FAILED---- :")).size(), 1);
     QVERIFY(log.lines_with(QStringLiteral("[start_mbox_parsing] -End")).size() == 2); // a pipe would never end
+}
+
+/// Blanks are taken off a path before it is opened: what is opened must lie inside, not what was listed.
+void test_hostile_evidence::link_beside_a_trimmed_name()
+{
+    plugin_session session(QStringLiteral("gTakeoutOS"));
+    const QString outside = session.source(QStringLiteral("../outside.mbox"));
+    const QString link = session.source(QStringLiteral("Mail/x.mbox"));
+    write_file(outside, "From a\nSubject: outside\nFrom b\n");
+    write_file(link + u' ', "From a\nSubject: inside\nFrom b\n");
+    QVERIFY(QFile::link(outside, link));
+    const log_capture log;
+    session.prepare({QStringLiteral("messages")});
+    session.extract();
+    QCOMPARE(rows_of(session.database(), QStringLiteral("select count(*) from messages")),
+             QStringList(QStringLiteral("0")));
+    const QString me = QStringLiteral("gmail_gtakeoutos::start_mbox_parsing_for_plugin: [start_mbox_parsing] ");
+    QCOMPARE(log.lines_with(QStringLiteral("start_mbox_parsing_for_plugin")),
+             QStringList(
+                 {me + u"-Start", me + u"File Open Failed:" + link, me + u"Error:The link leads out of the source"}));
+}
+
+/// A host that never names a result directory, run from inside the evidence.
+void test_hostile_evidence::no_result_directory_data()
+{
+    QTest::addColumn<QString>("scheme");
+    QTest::newRow("Android") << "androidOS";
+    QTest::newRow("Takeout") << "gTakeoutOS";
+}
+
+void test_hostile_evidence::no_result_directory()
+{
+    QFETCH(QString, scheme);
+    plugin_session session(scheme);
+    const QString store = session.source(application + u"db/EmailProvider.db");
+    QVERIFY(run_sql(store, provider_tables));
+    write_file(store + u"-wal", "");
+    write_file(session.source(QStringLiteral("Mail/a.mbox")),
+               "From a\nfilename=\"EmailProvider.db\"\r\n\r\nQQ==\nFrom b\n");
+    const QByteArray before = read_file(store);
+    const log_capture log;
+    session.plugin.pub_set_source_info(session.source_info);
+    session.plugin.pub_set_engine_type(0);
+    session.plugin.pub_set_essential_for_talvo_bench_extraction(
+        QStringLiteral("messages attachments mailbox accounts cookies").split(u' '), {});
+    QDir::setCurrent(QFileInfo(store).path());
+    session.extract();
+    QCOMPARE(files_in(QFileInfo(store).path()),
+             QStringList({QStringLiteral("EmailProvider.db"), QStringLiteral("EmailProvider.db-wal")}));
+    QVERIFY(read_file(store) == before);
+    QVERIFY(!log.lines_with(QStringLiteral("FAILED")).isEmpty());
 }
 
 QTEST_MAIN(test_hostile_evidence)

@@ -65,6 +65,15 @@ bool run_sql(const QString &database, const QStringList &statements)
     return done;
 }
 
+void damage_page_with(const QString &database, const QByteArray &text)
+{
+    constexpr qsizetype page_size = 1024;
+    QByteArray bytes = read_file(database);
+    const qsizetype page = bytes.indexOf(text) / page_size;
+    bytes.replace(page * page_size, page_size, QByteArray(page_size, '\xFF'));
+    write_file(database, bytes);
+}
+
 log_capture::log_capture()
 {
     struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info settings;

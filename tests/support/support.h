@@ -19,6 +19,9 @@ void write_file(const QString &path, const QByteArray &bytes);
 /// Run statements on a database file, which is created when missing. False when one of them fails.
 bool run_sql(const QString &database, const QStringList &statements);
 
+/// Overwrite the first page of a database (of 1024 bytes) that contains `text` with nonsense.
+void damage_page_with(const QString &database, const QByteArray &text);
+
 /// While it lives, the debug log is on and goes to a file.
 class log_capture
 {

@@ -306,7 +306,8 @@ void test_mail::attachments_of_one_message_stay_bounded()
 
 void test_mail::given_up_when_cancelled()
 {
-    const std::atomic_bool cancelled = true;
+    cancel_flag cancelled;
+    cancelled.set(true);
     const mail message("x\nTo: a\nContent-Type: text/plain;\r\n\r\nfilename=a\r\n\r\nQQ==", &cancelled);
     QVERIFY(message.is_cancelled());
     QCOMPARE(message.to, qsizetype(-1));

@@ -1,5 +1,6 @@
-#include "extractors/android/warm_accounts.h"
+#include "common/warm_accounts.h"
 
+#include <QIODevice>
 #include <QXmlStreamReader>
 
 namespace {
@@ -38,7 +39,7 @@ bool has_element_of_many_attributes(QByteArrayView xml)
             attributes = 0;
         else if (behind_equals && (letter == '"' || letter == '\''))
             ++attributes;
-        if (attributes > most_attributes_of_element)
+        if (attributes > warm_accounts::max_attributes)
             return true;
         behind_equals = letter == '=' || (behind_equals && QChar::isSpace(static_cast<uchar>(letter)));
     }
@@ -48,18 +49,19 @@ bool has_element_of_many_attributes(QByteArrayView xml)
 bool is_read_in_reasonable_time(QByteArray xml)
 {
     xml.removeIf([](char letter) { return letter == '\0'; }); // UTF-16 reads like ASCII then
-    return xml.count("xmlns") <= most_attributes_of_element && !xml.contains("<!ATTLIST") &&
+    return xml.count("xmlns") <= warm_accounts::max_attributes && !xml.contains("<!ATTLIST") &&
            !has_element_of_many_attributes(xml);
 }
 
 } // namespace
 
-std::optional<QStringList> lastly_warmed_up_accounts(const QByteArray &preferences)
+std::optional<QStringList> warm_accounts::read_from(QIODevice &preferences)
 {
-    if (!is_read_in_reasonable_time(preferences))
+    const QByteArray content = preferences.read(qMin(preferences.size(), max_bytes) + 1);
+    if (content.size() > max_bytes || !is_read_in_reasonable_time(content))
         return {};
     QStringList accounts;
-    QXmlStreamReader xml(preferences);
+    QXmlStreamReader xml(content);
     while (!xml.atEnd() && !xml.hasError()) {
         xml.readNext();
         if (!xml.isStartElement() || xml.attributes().value(QLatin1StringView("name")) != u"lastly_warmed_up_accounts")
