@@ -3,6 +3,7 @@
 #include "host/extract_command.h"
 #include "host/inspect_command.h"
 #include "host/log_command.h"
+#include "host/results/report_command.h"
 #include "host/results/show_command.h"
 #include "host/terminal.h"
 #include "host/verify_command.h"
@@ -16,6 +17,7 @@ int main(int argc, char *argv[])
     add_extract_command(line);
     add_inspect_command(line);
     add_show_command(line);
+    add_report_command(line);
     add_verify_command(line);
     add_log_command(line);
     return int(finish_output(line.run()));

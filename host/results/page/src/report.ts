@@ -1,0 +1,75 @@
+/** What every view works with: the report's data, and what the examiner has chosen. */
+import { Bookmarks } from "./bookmarks";
+import type { Start } from "./data";
+import type { Filter, Span } from "./filter";
+import { Passed } from "./filter";
+import { Mails, texts_of } from "./mails";
+import { Sorter, type Order } from "./order";
+
+export interface Report {
+    start: Start;
+    mails: Mails;
+    sorter: Sorter;
+    bookmarks: Bookmarks;
+    labels: string[];
+    marks: string[];
+    places: string[];
+}
+
+export function report_of(start: Start): Report {
+    const mails = new Mails(start.mails);
+    return {
+        start,
+        mails,
+        sorter: new Sorter(mails),
+        bookmarks: new Bookmarks(`gmail report ${start.identity} ${start.mails.from_mail}`),
+        labels: texts_of(start.mails.labels),
+        marks: texts_of(start.mails.marks),
+        places: texts_of(start.mails.places).map((place) => place.replace("\n", " ")),
+    };
+}
+
+export type View = "overview" | "mails" | "tables" | "print";
+
+/** Everything that changes while the page is open. */
+export interface Now {
+    view: View;
+    table: string;
+    filter: Filter;
+    order: Order;
+    /** Mail at hand, -1 for none. */
+    mail: number;
+    is_open: boolean;
+    /** Grows whenever mails were loaded or bookmarks changed. */
+    version: number;
+    /** Mails of the print view. */
+    printed: number[];
+}
+
+export interface Listed {
+    passed: Passed;
+    rows: Int32Array;
+    found: Uint8Array | null;
+}
+
+/** The time from the first to the last mail that has a date. */
+export function whole_span(mails: Mails): Span | null {
+    let first = Infinity;
+    let last = -Infinity;
+    for (let mail = 0; mail < mails.loaded; ++mail) {
+        const date = mails.date[mail]!;
+        if (date < first) first = date;
+        if (date > last) last = date;
+    }
+    return first <= last ? [first, last + 1] : null;
+}
+
+/** What a picture of a mail's time begins with: mails far off (1970, 2036) do not squeeze all others together. */
+export function usual_span(mails: Mails): Span | null {
+    const dates = mails.date.subarray(0, mails.loaded).filter((date) => !Number.isNaN(date)).sort();
+    if (dates.length === 0) return null;
+    const at = (share: number) => dates[Math.floor(share * (dates.length - 1))]!;
+    const [low, high] = [at(0.001), at(0.999)];
+    const room = Math.max((high - low) * 0.25, 86_400 * 30);
+    return [Math.max(dates[0]!, low - room), Math.min(dates[dates.length - 1]!, high + room) + 1];
+}

@@ -1,0 +1,238 @@
+#include "host/results/report_command.h"
+
+#include "host/command_line.h"
+#include "host/results/report_data.h"
+#include "host/results/report_tables.h"
+#include "host/terminal.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QJsonDocument>
+#include <QUrl>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace {
+
+constexpr int report_version = 1; // of the data files; the page refuses others
+
+maybe_refusal bad_place(const QString &text)
+{
+    return refusal{exit_status::bad_result, text};
+}
+
+/// Where the report goes: written under another name, and renamed when it is whole.
+class report_place
+{
+public:
+    explicit report_place(const QString &out)
+        : final_place(QDir::cleanPath(QFileInfo(out).absoluteFilePath()))
+        , unfinished(final_place + QStringLiteral(".unfinished-%1").arg(getpid()))
+    {
+    }
+    ~report_place()
+    {
+        if (!unfinished.isEmpty())
+            QDir(unfinished).removeRecursively();
+    }
+    Q_DISABLE_COPY_MOVE(report_place)
+
+    [[nodiscard]] maybe_refusal make() const
+    {
+        const QFileInfo there(final_place);
+        const bool is_earlier_report = QFileInfo::exists(final_place + QLatin1StringView("/data/start.js"));
+        if (there.isSymLink() ||
+            (there.exists() && !is_earlier_report &&
+             !(there.isDir() &&
+               QDir(final_place).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System))))
+            return bad_place(final_place + QLatin1StringView(": exists and is not a report; choose another --out"));
+        if (!QDir().mkpath(unfinished + QLatin1StringView("/data")))
+            return bad_place(unfinished + QLatin1StringView(": cannot be created; choose a writable place with --out"));
+        return {};
+    }
+
+    [[nodiscard]] maybe_refusal finish()
+    {
+        const QString earlier = unfinished + QLatin1StringView("-earlier");
+        const bool was_there = QFileInfo::exists(final_place);
+        if ((was_there && !QDir().rename(final_place, earlier)) || !QDir().rename(unfinished, final_place)) {
+            if (was_there)
+                QDir().rename(earlier, final_place);
+            return bad_place(final_place +
+                             QLatin1StringView(": cannot be replaced; remove it or choose another --out"));
+        }
+        unfinished.clear();
+        QDir(earlier).removeRecursively();
+        return {};
+    }
+
+    [[nodiscard]] QString data() const { return unfinished + QLatin1StringView("/data"); }
+
+    const QString final_place;
+    QString unfinished; ///< empty once it is whole
+};
+
+maybe_refusal write_page(const QString &directory)
+{
+    const QString resources = QStringLiteral(":/report/");
+    for (QDirIterator files(resources, QDir::Files); files.hasNext();) {
+        const QString from = files.next();
+        const QString to = directory + u'/' + files.fileName();
+        if (!QFile::copy(from, to))
+            return bad_place(to +
+                             QLatin1StringView(": cannot be written; make room, or choose another place with --out"));
+        QFile::setPermissions(to, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup |
+                                      QFileDevice::ReadOther);
+    }
+    return {};
+}
+
+/// The same for every report of a result, so that bookmarks stay when a report is made again.
+QByteArray identity_of(const QString &database)
+{
+    QFile file(database);
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    if (file.open(QIODevice::ReadOnly))
+        hash.addData(file.read(1 << 20));
+    hash.addData(QByteArray::number(file.size()));
+    return hash.result().toHex().first(32);
+}
+
+/// How the page addresses a file of the result: relative to itself, each step escaped, "/" at the end.
+QString result_address(const QString &report, const QString &result)
+{
+    const QString relative = QDir(report).relativeFilePath(QFileInfo(result).canonicalFilePath());
+    return QString::fromLatin1(QUrl::toPercentEncoding(relative, "/")) + u'/';
+}
+
+/// run.json without the list of attachments, as text: its keys are not this program's alone.
+QByteArray run_text(const result_reader &reader)
+{
+    QJsonObject run = reader.run_record();
+    run.remove(QStringLiteral("attachments"));
+    return run.isEmpty() ? QByteArray() : QJsonDocument(run).toJson(QJsonDocument::Compact);
+}
+
+maybe_refusal write_counts(const result_reader &reader, json_text &out)
+{
+    const std::pair<const char *, const char *> queries[] = {
+        {"differences", "select field, kind, count(distinct mail), count(*) from mail_db.difference"
+                        " group by field, kind order by 3 desc"},
+        {"stored_files", "select kind, count(*) from mail_db.attachment_file group by kind order by kind"},
+    };
+    for (const auto &[key, query] : queries) {
+        out.key(key);
+        out.begin_list();
+        row_cursor rows = reader.query(query);
+        while (reader.has_mail() && rows.next()) {
+            out.begin_list();
+            for (int i = 0; i < rows.columns(); ++i) {
+                if (rows.at(i).stored_as == cell::type::integer)
+                    out.number(rows.number(i));
+                else
+                    out.text(QByteArrayView(rows.text(i)));
+            }
+            out.end_list();
+        }
+        if (reader.has_mail()) {
+            if (maybe_refusal refused = reader.failure(rows))
+                return refused;
+        }
+        out.end_list();
+    }
+    return {};
+}
+
+maybe_refusal write_start(const result_reader &reader, const report_place &place, const report_data &data,
+                          const json_text &tables)
+{
+    json_text start;
+    start.begin_object();
+    start.key("version");
+    start.number(report_version);
+    start.key("program");
+    start.text(QStringLiteral(GMAIL_VERSION));
+    start.key("made");
+    start.number(QDateTime::currentSecsSinceEpoch());
+    start.key("identity");
+    start.text(QByteArrayView(identity_of(reader.database())));
+    start.key("result");
+    start.text(QDir::toNativeSeparators(QFileInfo(reader.directory()).absoluteFilePath()));
+    start.key("result_address");
+    start.text(result_address(place.final_place, reader.directory()));
+    start.key("run");
+    start.text_or_null(run_text(reader));
+    start.key("mail_problem");
+    start.text_or_null(reader.has_mail() ? QByteArray() : reader.mail_problem()->text.toUtf8());
+    data.describe(start);
+    start.key("tables");
+    start.value(tables);
+    if (maybe_refusal refused = write_counts(reader, start))
+        return refused;
+    start.end_object();
+    return write_script(place.data() + QLatin1StringView("/start.js"), "start", 0, start);
+}
+
+maybe_refusal write_report(const result_reader &reader, report_place &place, const std::function<bool()> &go_on)
+{
+    if (maybe_refusal refused = place.make())
+        return refused;
+    if (maybe_refusal refused = write_page(place.unfinished))
+        return refused;
+    report_data data(place.data());
+    if (maybe_refusal refused = data.write(reader, go_on))
+        return refused;
+    json_text tables;
+    tables.begin_list();
+    if (maybe_refusal refused = write_tables(reader, place.data(), go_on, tables))
+        return refused;
+    tables.end_list();
+    if (maybe_refusal refused = write_start(reader, place, data, tables))
+        return refused;
+    if (maybe_refusal refused = reader.changed())
+        return refused;
+    return go_on() ? place.finish() : maybe_refusal();
+}
+
+struct report_options
+{
+    QString result_dir;
+    QString out; ///< "Report" beside the result database when empty
+};
+
+exit_status report(const report_options &options)
+{
+    signal_watch signals_watched;
+    result_reader reader;
+    if (const maybe_refusal refused = reader.open(options.result_dir))
+        return refuse(*refused);
+    report_place place(options.out.isEmpty() ? reader.directory() + QLatin1StringView("Report") : options.out);
+    const QString unfinished = place.unfinished;
+    signals_watched.before_exit([unfinished] { QDir(unfinished).removeRecursively(); });
+    const maybe_refusal refused =
+        write_report(reader, place, [&signals_watched] { return signals_watched.received() == 0; });
+    signals_watched.forget_handler();
+    if (refused)
+        return refuse(*refused);
+    if (const int signal = signals_watched.received(); signal != 0) {
+        complain(QStringLiteral("cancelled; no report was written"));
+        return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
+    }
+    print(QString(place.final_place + QLatin1StringView("/index.html")));
+    return exit_status::done;
+}
+
+} // namespace
+
+void add_report_command(command_line &line)
+{
+    const auto options = std::make_shared<report_options>();
+    CLI::App &command = line.add("report", "Write a result as a page that a browser opens from the disk",
+                                 [options] { return report(*options); });
+    add_text(command, "RESULT_DIR", options->result_dir, "as for extract")->required();
+    add_text(command, "--out", options->out,
+             "directory for the report (\"Report\" beside Gmail.sqlite); an earlier report there is replaced");
+}

@@ -1,0 +1,66 @@
+/// The mails of a report as data files: a compact index, which the page reads whole, and what a mail's view needs, in
+/// files of which the page loads one at a time.
+#pragma once
+
+#include "host/results/report_mail.h"
+#include "host/results/report_search.h"
+#include "host/results/report_threads.h"
+
+#include <QHash>
+
+#include <functional>
+
+/// The page finds a text of few values by its number.
+class numbered_texts
+{
+public:
+    /// The number of a text, from 0; counted in `counts`.
+    qint64 number_of(const QByteArray &text);
+
+    QByteArrayList texts;
+    QList<qint64> counts; ///< how often each was asked for
+
+private:
+    QHash<QByteArray, qint64> numbers;
+};
+
+/// Writes the mails' files into a directory.
+class report_data
+{
+public:
+    explicit report_data(const QString &directory);
+
+    /// Write all mails. `go_on` is asked for each mail.
+    [[nodiscard]] maybe_refusal write(const result_reader &reader, const std::function<bool()> &go_on);
+
+    /// After `write`: what the page must know of the files before it loads one, as members of an object.
+    void describe(json_text &out) const;
+
+private:
+    [[nodiscard]] maybe_refusal add(const report_mail &mail, qint64 thread);
+    [[nodiscard]] maybe_refusal finish_index();
+    [[nodiscard]] maybe_refusal finish_details();
+    [[nodiscard]] maybe_refusal finish_sources();
+    void add_to_index(const report_mail &mail, qint64 thread);
+    void add_people(const report_mail &mail);
+    qint64 number_of_person(const report_mail::address &person);
+    void add_marks(const report_mail &mail);
+    void add_words(const report_mail &mail);
+
+    /// One column of the index each.
+    struct index_columns
+    {
+        json_text ids, dates, subjects, from, to, labels, kinds, marks, flags, sizes, threads, places, rows, files;
+    };
+
+    QString directory;
+    search_index search;
+    index_columns index;
+    json_text new_people; ///< name and address of those who first occur in this part of the index
+    json_text details, sources;
+    QHash<QByteArray, qint64> people;
+    numbered_texts labels, marks, places;
+    qint64 mails = 0;
+    std::vector<qint64> index_begins, detail_begins, source_begins; ///< the first mail of each file
+    bool with_mail = false;
+};
