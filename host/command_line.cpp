@@ -4,8 +4,13 @@
 #include "host/terminal.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QFileInfo>
 
 #include <thread>
+
+#include <pwd.h>
+#include <unistd.h>
 
 namespace {
 
@@ -18,6 +23,14 @@ public:
         return option->get_expected_min() > 1 ? option->get_name(true) : CLI::Formatter::make_option_usage(option);
     }
 };
+
+/// The directory that Qt makes when it starts and XDG_RUNTIME_DIR is not set.
+QString default_runtime_directory()
+{
+    const passwd *user = getpwuid(geteuid());
+    const QString name = user ? QString::fromLocal8Bit(user->pw_name) : QString::number(geteuid());
+    return QDir::tempPath() + QLatin1StringView("/runtime-") + name;
+}
 
 } // namespace
 
@@ -84,7 +97,11 @@ application::application(const command_line &line)
     // What Qt says while it starts (an unset XDG_RUNTIME_DIR, say) is of no use to an examiner.
     const QtMessageHandler default_handler =
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    const QString runtime_directory = default_runtime_directory();
+    const bool was_there = QFileInfo::exists(runtime_directory);
     qt = std::make_unique<QApplication>(line.count, line.values);
+    if (!was_there)
+        QDir().rmdir(runtime_directory); // nothing of ours stays in the temporary directory
     qInstallMessageHandler(default_handler);
 }
 

@@ -3,15 +3,15 @@
 #include "host/command_line.h"
 #include "host/progress.h"
 #include "host/records/expectation.h"
+#include "host/run_places.h"
 #include "host/signal_watch.h"
 #include "host/sources/prepare.h"
 #include "host/terminal.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QScopeGuard>
 #include <QTemporaryDir>
-
-#include <csignal>
 
 namespace {
 
@@ -78,6 +78,8 @@ exit_status inspect_sources(const source_options &options, signal_watch &signals
     if (!directory.isValid())
         return refuse({exit_status::bad_result, directory.errorString()});
     staging_area staging(directory.path() + QLatin1StringView("/staging"), options.limits);
+    signals_watched.before_exit([place = directory.path()] { remove_whole(place); });
+    const auto handlers_end = qScopeGuard([&] { signals_watched.forget_handler(); });
     progress_display progress(options.quiet);
     const auto show_bytes = [&](const QString &phase, qint64 done, qint64 in_all) {
         progress.show_bytes(phase, done, in_all);
@@ -92,8 +94,8 @@ exit_status inspect_sources(const source_options &options, signal_watch &signals
     if (!refused)
         refused = expect_rows(sources, staging, show_bytes);
     progress.finish();
-    if (const int signal = signals_watched.received(); signal != 0)
-        return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
+    if (signals_watched.received() != 0)
+        refused = {signals_watched.status(), QStringLiteral("cancelled")};
     if (refused)
         return refuse(*refused, options.json);
 

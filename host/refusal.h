@@ -13,21 +13,30 @@ enum class exit_status : int {
     bad_result = 5,
     no_library = 6,
     output_lost = 8,
+    hung_up = 129,
     interrupted = 130,
+    quit = 131,
     terminated = 143,
 };
 
+/// True when a signal ended the run.
+[[nodiscard]] constexpr bool is_cancel(exit_status status)
+{
+    return int(status) > 128;
+}
+
 /// The list of `--help`.
-inline constexpr char exit_status_help[] = "Exit status:\n"
-                                           "  0    done\n"
-                                           "  2    wrong usage\n"
-                                           "  3    done, but the run logged failures\n"
-                                           "  4    SOURCE missing or not recognised\n"
-                                           "  5    RESULT_DIR not writable or refused\n"
-                                           "  6    the library cannot be loaded\n"
-                                           "  8    done, but standard output could not be written\n"
-                                           "  130  cancelled by SIGINT, what was extracted is kept\n"
-                                           "  143  cancelled by SIGTERM, what was extracted is kept";
+inline constexpr char exit_status_help[] =
+    "Exit status:\n"
+    "  0    done\n"
+    "  2    wrong usage\n"
+    "  3    done, but the run logged failures\n"
+    "  4    SOURCE missing or not recognised\n"
+    "  5    RESULT_DIR not writable or refused\n"
+    "  6    the library cannot be loaded\n"
+    "  8    done, but standard output could not be written\n"
+    "  129, 130, 131, 143  cancelled by SIGHUP, SIGINT, SIGQUIT or SIGTERM; what\n"
+    "                      was extracted is kept";
 
 /// Why something cannot be done: one line that names the file and says what to do.
 struct refusal

@@ -5,6 +5,18 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <unistd.h>
+
+void remove_whole(const QString &directory)
+{
+    constexpr int max_tries = 20;
+    for (int i = 0; i < max_tries && QFileInfo::exists(directory); ++i)
+        QDir(directory).removeRecursively();
+}
+
 run_places::run_places(const extract_options &run_options)
     : options(run_options)
     , paths(run_options.result_dir)
@@ -14,12 +26,25 @@ run_places::run_places(const extract_options &run_options)
 run_places::~run_places()
 {
     lock.reset();
-    if (kept)
-        return;
+    if (!kept)
+        unmake();
+}
+
+void run_places::unmake() const
+{
     if (made_log)
         QFile::remove(options.log_file);
-    for (const QString &directory : std::as_const(made_directories))
+    for (const QString &directory : made_directories)
         QDir().rmdir(directory);
+}
+
+void run_places::abandon() const
+{
+    remove_whole(paths.staging);
+    remove_whole(paths.directory + QLatin1StringView("tmp"));
+    QFile::remove(paths.lock);
+    if (!kept)
+        unmake();
 }
 
 maybe_refusal run_places::check(last_rows &before) const
@@ -31,7 +56,7 @@ maybe_refusal run_places::check(last_rows &before) const
                                                                   "written; choose another RESULT_DIR")};
         if (lies_inside(source, paths.directory) || lies_inside(source, paths.staging))
             return refusal{exit_status::bad_result,
-                           options.result_dir + QLatin1StringView(": its result directory holds the source; "
+                           options.result_dir + QLatin1StringView(": its result directory contains the source; "
                                                                   "choose another RESULT_DIR")};
         if (options.log && lies_inside(options.log_file, source))
             return refusal{exit_status::bad_result,
@@ -46,8 +71,9 @@ maybe_refusal run_places::check(last_rows &before) const
     for (auto table = before.cbegin(); table != before.cend(); ++table) {
         if (table.value() > 0)
             return refusal{exit_status::bad_result,
-                           paths.database + QLatin1StringView(": holds rows already; --clear empties the chosen tables "
-                                                              "first, --append adds to them")};
+                           paths.database +
+                               QLatin1StringView(": already contains rows; --clear empties the chosen tables "
+                                                 "first, --append adds to them")};
     }
     return {};
 }
@@ -57,9 +83,15 @@ maybe_refusal run_places::make()
     for (QString directory = QDir::cleanPath(paths.directory); !QFileInfo::exists(directory);
          directory = QFileInfo(directory).path())
         made_directories.append(directory);
-    if (!QDir().mkpath(paths.directory) || !QFileInfo(paths.directory).isWritable())
-        return refusal{exit_status::bad_result,
-                       options.result_dir + QLatin1StringView(": cannot be written; choose another RESULT_DIR")};
+    std::error_code problem;
+    const std::string directory = QFile::encodeName(paths.directory).toStdString();
+    std::filesystem::create_directories(directory, problem);
+    if (!problem && ::access(directory.c_str(), W_OK | X_OK) != 0)
+        problem.assign(errno, std::generic_category());
+    if (problem)
+        return refusal{exit_status::bad_result, options.result_dir + QLatin1StringView(": cannot be written (") +
+                                                    QString::fromLocal8Bit(problem.message()) +
+                                                    QLatin1StringView("); choose another RESULT_DIR")};
     lock.emplace(paths.lock);
     lock->setStaleLockTime(0); // a long run is not a dead one
     if (!lock->tryLock()) {

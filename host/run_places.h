@@ -7,7 +7,11 @@
 
 #include <QLockFile>
 
+#include <atomic>
 #include <optional>
+
+/// Remove a directory of ours with all that is in it, even while another thread still makes files there.
+void remove_whole(const QString &directory);
 
 class run_places
 {
@@ -28,11 +32,16 @@ public:
     /// From here on what was made stays.
     void keep() { kept = true; }
 
+    /// The process ends at once: remove what must not stay, even while another thread still makes files there.
+    void abandon() const;
+
 private:
+    void unmake() const;
+
     const extract_options &options;
     result_paths paths;
     QStringList made_directories; ///< innermost first
     std::optional<QLockFile> lock;
     bool made_log = false;
-    bool kept = false;
+    std::atomic_bool kept = false;
 };

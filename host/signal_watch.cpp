@@ -14,8 +14,11 @@ sigset_t watched_signals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, wake_up_signal})
+    for (const int number : {SIGINT, SIGQUIT, SIGTERM, wake_up_signal})
         sigaddset(&signals, number);
+    struct sigaction hangup = {};
+    if (sigaction(SIGHUP, nullptr, &hangup) != 0 || hangup.sa_handler != SIG_IGN)
+        sigaddset(&signals, SIGHUP);
     return signals;
 }
 

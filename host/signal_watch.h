@@ -1,5 +1,7 @@
-/// SIGINT and SIGTERM as a request to end a run in good order.
+/// SIGHUP, SIGINT, SIGQUIT and SIGTERM as a request to end a run in good order.
 #pragma once
+
+#include "host/refusal.h"
 
 #include <atomic>
 #include <functional>
@@ -7,8 +9,9 @@
 #include <thread>
 
 /// Waits for the signals in a thread of its own. Make one before any other thread exists: it blocks the signals for the
-/// whole process. The first signal calls the handler. A run that has not ended shortly after, and a second signal, end
-/// the process at once: rows since the last commit are lost then, and no summary is written.
+/// whole process. SIGHUP is left alone where the program was started to ignore it (`nohup`). The first signal calls the
+/// handler. A run that has not ended shortly after, and a second signal, end the process at once: rows since the last
+/// commit are lost then, and no summary is written.
 class signal_watch
 {
 public:
@@ -26,8 +29,11 @@ public:
     /// The handlers are not called any more when this returns.
     void forget_handler();
 
-    /// SIGINT, SIGTERM, or 0 when none has come.
+    /// The first signal, or 0 when none has come.
     [[nodiscard]] int received() const { return first_signal; }
+
+    /// The status to end with after a signal.
+    [[nodiscard]] exit_status status() const { return exit_status(128 + first_signal); }
 
 private:
     void watch();

@@ -108,9 +108,10 @@ void complain(const QString &line)
 exit_status refuse(const refusal &why, bool as_json)
 {
     if (as_json)
-        print_json(QJsonObject{{QStringLiteral("state"), QStringLiteral("refused")},
-                               {QStringLiteral("exit_status"), int(why.status)},
-                               {QStringLiteral("message"), why.text}});
+        print_json(QJsonObject{
+            {QStringLiteral("state"), is_cancel(why.status) ? QStringLiteral("cancelled") : QStringLiteral("refused")},
+            {QStringLiteral("exit_status"), int(why.status)},
+            {QStringLiteral("message"), why.text}});
     complain(why.text);
     return why.status;
 }

@@ -33,7 +33,7 @@ void print_bytes(QByteArrayView bytes);
 void complain(const QString &line);
 
 /// Say why something is refused; returns the status to end with. With `as_json` standard output gets an object with
-/// "state" ("refused"), "exit_status" and "message", too.
+/// "state" ("refused" or "cancelled"), "exit_status" and "message", too.
 [[nodiscard]] exit_status refuse(const refusal &why, bool as_json = false);
 
 /// The program's last act: writes out what is still buffered. When standard output took less than was printed, says so

@@ -48,6 +48,8 @@ private Q_SLOTS:
     void texts_on_a_terminal();
     void cancelled_by_a_signal_data();
     void cancelled_by_a_signal();
+    void cancelled_before_the_extraction_data();
+    void cancelled_before_the_extraction();
     void killed();
     void journal_of_a_killed_run();
 
@@ -155,7 +157,7 @@ void test_gmail_host::refusals_data()
     QTest::newRow("result inside the source") << "extract D/t D/t/x/y" << 5 << "lies inside the source";
     QTest::newRow("result is the source by a link") << "extract D/t D/link" << 5 << "lies inside the source";
     QTest::newRow("source inside the result")
-        << "extract D/o/Artifacts_Result/Gmail/tmp/t D/o" << 5 << "holds the source";
+        << "extract D/o/Artifacts_Result/Gmail/tmp/t D/o" << 5 << "contains the source";
     QTest::newRow("log inside the source") << "extract D/t D/r --log D/t/gmail.log" << 5 << "lies inside the source";
     QTest::newRow("log cannot be opened")
         << "extract D/t D/r --log D/none/gmail.log" << 5 << "cannot be opened for the log";
@@ -340,6 +342,7 @@ void test_gmail_host::cancelled_by_a_signal_data()
 {
     QTest::addColumn<int>("signal");
     QTest::addColumn<int>("status");
+    QTest::newRow("SIGHUP") << SIGHUP << 129;
     QTest::newRow("SIGINT") << SIGINT << 130;
     QTest::newRow("SIGTERM") << SIGTERM << 143;
 }
@@ -359,6 +362,37 @@ void test_gmail_host::cancelled_by_a_signal()
     QCOMPARE(rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select count(*) from messages")),
              QStringList(QString::number(rows)));
     QVERIFY(!QFile::exists(result(QStringLiteral("tmp"))));
+}
+
+void test_gmail_host::cancelled_before_the_extraction_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("extract") << QStringList{QStringLiteral("extract"), QStringLiteral("large.mbox"),
+                                            QStringLiteral("r")};
+    QTest::newRow("inspect") << QStringList{QStringLiteral("inspect"), QStringLiteral("large.mbox")};
+}
+
+/// The source is still being read: a file that is large and takes no room.
+void test_gmail_host::cancelled_before_the_extraction()
+{
+    QFETCH(QStringList, arguments);
+    QFile large(path(QStringLiteral("large.mbox")));
+    QVERIFY(large.open(QIODevice::WriteOnly) && large.resize(8LL * 1024 * 1024 * 1024));
+    QDir().mkpath(path(QStringLiteral("temporary")));
+    QProcess process;
+    process.setWorkingDirectory(directory->path());
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("TMPDIR"), path(QStringLiteral("temporary")));
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(GMAIL_HOST), arguments);
+    QTest::qWait(300);
+    ::kill(pid_t(process.processId()), SIGHUP);
+    QVERIFY(process.waitForFinished(5000));
+    QCOMPARE(process.exitCode(), 129);
+    QVERIFY(process.readAllStandardError().contains("cancelled"));
+    QCOMPARE(QDir(path(QStringLiteral("temporary"))).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList());
+    QVERIFY(!QFile::exists(path(QStringLiteral("r"))));
 }
 
 void test_gmail_host::killed()
