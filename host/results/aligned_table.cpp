@@ -19,7 +19,8 @@ bool is_number(const QString &text)
 
 bool is_time(const QString &text)
 {
-    return text.isEmpty() || text == u"0" || (text.size() == 20 && text.at(4) == u'-' && text.at(10) == u'T' && text.endsWith(u'Z'));
+    return text.isEmpty() || text == u"0" ||
+           (text.size() == 20 && text.at(4) == u'-' && text.at(10) == u'T' && text.endsWith(u'Z'));
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-"""What both sweeps share: runs of gmail_host that are watched, and what must hold for each of them."""
+"""Shared by both sweeps: runs of gmail_host that are watched, and the checks that every run must pass."""
 import hashlib
 import json
 import os
@@ -73,13 +73,13 @@ class Host:
         process.signalled = None
         return process
 
-    def wait(self, process, most_seconds=20):
+    def wait(self, process, max_seconds=20):
         """Until the run ends, or is ended because it takes too long. (The memory that wait4 tells includes what this
         program had when it started the run.)"""
         peak, hung, pid = 0, False, 0
         while not pid:
             peak = max(peak, peak_of(process.pid))
-            if not hung and time.monotonic() - process.began > most_seconds:
+            if not hung and time.monotonic() - process.began > max_seconds:
                 hung = True
                 os.kill(process.pid, signal.SIGKILL)
             time.sleep(0.004)
@@ -94,15 +94,15 @@ class Host:
         after_signal = ended_at - process.signalled if process.signalled else None
         return Ended(process.returncode, *texts, ended_at - process.began, peak, hung, after_signal)
 
-    def run(self, source, result, *options, most_seconds=20, **how):
-        return self.wait(self.start(source, result, *options, **how), most_seconds)
+    def run(self, source, result, *options, max_seconds=20, **how):
+        return self.wait(self.start(source, result, *options, **how), max_seconds)
 
-    def run_with_signal(self, source, result, number, delay, *options, most_seconds=60, **how):
+    def run_with_signal(self, source, result, number, delay, *options, max_seconds=60, **how):
         process = self.start(source, result, *options, **how)
         time.sleep(delay)
         process.signalled = time.monotonic()
         os.kill(process.pid, number)  # not waited for yet, so the id is still its own
-        return self.wait(process, most_seconds)
+        return self.wait(process, max_seconds)
 
 
 def problems_of(ended, statuses=(0, 3), with_log=True):
