@@ -8,14 +8,13 @@
 /// Nothing locks: calls come from the host's thread; only `set_cancel_extraction` may come from another one.
 #pragma once
 
+#include "common/cancel_flag.h"
 #include "common/common_records.h"
 
 #include <QFile>
 #include <QPair>
 #include <QStringList>
 #include <QWidget>
-
-#include "common/cancel_flag.h"
 
 Q_FORWARD_DECLARE_OBJC_CLASS(NSDate);
 Q_FORWARD_DECLARE_OBJC_CLASS(NSObject);
@@ -85,10 +84,15 @@ public:
 
     // ---- Database ---------------------------------------------------------------------------------------------------
     //
-    // Each helper runs one SQL statement, on the SQLite file at a path (opened and closed by the helper) or on a
-    // connection that the caller has opened. Bind values are bound as texts, in order, to "?" placeholders. `caller`
-    // is the calling function's signature text; it appears in the log lines that a failure leaves. A missing file is
-    // created by the driver, as an empty database. A cancelled run ends a helper between two values or rows.
+    // Each helper runs one SQL statement, on the SQLite file at a path or on a connection that the caller has opened,
+    // which stays open. Bind values are bound as texts, in order, to "?" placeholders. `caller` is the calling
+    // function's signature text; it appears in the log lines that a failure leaves. A missing file is created by the
+    // driver, as an empty database.
+    //
+    // A helper with a path opens a connection and closes it. Those that execute or list tables leave it registered,
+    // closed, under a name made of both functions; the others remove it. A cancelled run ends a helper between two
+    // values or rows; a helper with a path then leaves its connection open, and those named by the clock leave it for
+    // good.
 
     /// True when the statement was executed.
     static bool execute_db_command_by_dbpath(QString command, QString db_path, QString caller);
@@ -113,10 +117,12 @@ public:
                                                                                 QString caller);
 
     /// True when the trimmed `value` occurs, case-sensitively, among the trimmed texts of the column. `db` is open.
+    /// False on failure, also when `value` was found before an error.
     static bool check_value_existence_in_db_by_dbreference(QString command, int column_index, QString value,
                                                            QSqlDatabase db);
 
-    /// The names of the file's tables, without views and system tables; empty when it cannot be opened.
+    /// The names of the file's tables, without views and system tables; empty when it cannot be opened or its schema
+    /// cannot be read to the end.
     static QStringList get_total_tables_list_by_dbpath(QString db_path, QString caller);
 
     // ---- Paths ------------------------------------------------------------------------------------------------------
@@ -134,7 +140,7 @@ public:
     static QStringList get_unmatched_varible_list_of_parentlist(QStringList parent_list, QStringList other_list);
 
     /// A bare file name that is free in `destination_dir` (created when missing): the name of `source_file`, else that
-    /// name behind "1_", "2_", and so on. Empty when the run is cancelled. `caller` is not used.
+    /// name after "1_", "2_", and so on. Empty when the run is cancelled. `caller` is not used.
     static QString get_available_file(QString source_file, QString destination_dir, QString caller);
 
     /// True when an entry directly inside `dir` has this name, both trimmed. `caller` is not used.
@@ -157,14 +163,14 @@ public:
     /// "Source" and the source count, as written into source_count_name of every row.
     static QString get_source_count_name();
 
-    /// The source's OS version as far as it tells one scan from another. The scheme words are "macOS", "iOS" and
-    /// "winOS"; any other word ("iOS_UID" too) gives the full version.
+    /// The source's OS version, cut at its first "." for "iOS" and "winOS", and for "macOS" unless it begins with the
+    /// two characters "10". Any other word ("iOS_UID" too) gives the full version.
     static QString get_source_os_scan_version(QString os_scheme);
 
     // ---- Time -------------------------------------------------------------------------------------------------------
     //
     // Times come out as decimal texts of whole seconds since 1970-01-01 00:00:00 UTC, fractions cut off; an empty text
-    // means no time. A date text that does not have the layout of its function gives "0", whatever its offset. Names
+    // means no time. A date text that does not have the layout of its function gives "0", with any offset. Names
     // of months and days are English. Texts are trimmed first and a blank text gives an empty result, unless said
     // otherwise.
 
@@ -173,7 +179,7 @@ public:
     /// Not trimmed. Microseconds since 1601; a text of 10 characters is seconds since the epoch already; "0" gives "".
     static QString convert_google_time_to_epoch(QString microseconds_since_1601);
 
-    /// "Jan 5, 2015, 10:11:12 AM UTC"; without "UTC" behind it the time is this machine's local time.
+    /// "Jan 5, 2015, 10:11:12 AM UTC"; without "UTC" after it the time is this machine's local time.
     static QString convert_human_readable_to_epoch_1(QString date);
     /// "2015-01-05 10:11:12.000 +0530". Without a "." the last character is cut off; "" without an offset.
     static QString convert_human_readable_to_epoch_2(QString date);
@@ -185,13 +191,13 @@ public:
     /// Seconds in "hhmm"; not trimmed, unreadable digits are 0.
     static int convert_timezone_to_seconds(QString hours_and_minutes);
 
-    /// "dd-MMM-yyyy hh:mm:ss" in UTC; empty for 0 and for what is no 32-bit number.
+    /// "dd-MMM-yyyy hh:mm:ss" in UTC; empty for 0 and for what is not a 32-bit number.
     static QString convert_timestamp_to_human_readable_in_UTC(QString seconds_since_epoch);
 
     /// "01:00:00 Hrs" or "00:59 Min"; empty for a negative count.
     static QString get_human_readable_time(QString seconds);
 
-    /// An ISO 8601 date, also with a blank in front of its offset; invalid when it cannot be read.
+    /// An ISO 8601 date, also with a blank before its offset; invalid when it cannot be read.
     static QDateTime get_datetime_from_string_with_iso_date(QString date);
 
     /// The times of root + file path; zeros when it does not exist or an argument is blank.
@@ -209,7 +215,9 @@ public:
     /// cancelled walk gives the size of the folder's own entry.
     static QString mining_size(QString path);
 
-    /// The text with every "\U" and four hex digits decoded; empty when cancelled.
+    /// The trimmed text with every "\U" and the up to four characters after it (fewer at the end) replaced by the
+    /// UTF-16 unit that they are in hexadecimal: "\U41" at the end is "A". What is not a hexadecimal number becomes the
+    /// character 0. Empty when cancelled.
     static QString convert_string_to_unicode(QString text);
 
     // The bare value out of the description of a property-list value, such as "<CFBoolean 0x1 [0x2]>{value = true}".
@@ -217,7 +225,7 @@ public:
 
     static QString get_filtered_number_value(QString description); ///< between the first "+" and the first ","
     static QString
-    get_filtered_boolean_value(QString description); ///< behind "]>{" and "=", without the last character
+    get_filtered_boolean_value(QString description); ///< after "]>{" and "=", without the last character
     static QString get_filtered_cfstring_value(QString description);  ///< likewise, without double quotes
     static QString get_filtered_string_value(QString description);    ///< items of a list, joined by ";"
     static QString get_filtered_wherefrom_value(QString description); ///< origins of a download, one per line
@@ -227,7 +235,7 @@ public:
     //
     // Single values out of property-list dictionaries and file metadata of macOS. Keys and dictionaries are objects of
     // the platform (platform/property_objects.h); the key comes first. A missing key or a value of another class gives
-    // an empty text. Texts are trimmed, numbers cut towards zero. A label stands in front of its value with ":+:".
+    // an empty text. Texts are trimmed, numbers cut towards zero. A label is put before its value, with ":+:" between them.
 
     static QString convert_cfstring_to_qstring(const void *cfstring);
     static QString get_nsstring_values(void *key, void *dictionary);
@@ -241,6 +249,6 @@ public:
     /// When a file was used, from its Spotlight metadata or the extended attributes that carry them.
     static struct_GLOBAL_ARTIFACT_used_dates extract_used_date(QString file_path);
 
-    /// Seconds of the date's local wall-clock time read as UTC; 0 when `object` is no date.
+    /// Seconds of the date's local wall-clock time read as UTC; 0 when `object` is not a date.
     static qint64 convert_nsdate_to_epoch(NSDate *date, NSObject *object);
 };

@@ -39,6 +39,8 @@ private Q_SLOTS:
     void loaded_as_a_host_loads_it();
     void dispatch_data();
     void dispatch();
+    void signals_of_a_run_data();
+    void signals_of_a_run();
     void schema();
     void clearing_data();
     void clearing();
@@ -137,6 +139,61 @@ void test_plugin::dispatch()
     QCOMPARE(records.at(1).first().toLongLong(), 0);
     QCOMPARE(records.last().first().toLongLong(), 7);
     QVERIFY(rows_of(session.database(), QStringLiteral("select 1 from messages")).isEmpty());
+}
+
+/// What docs/host_contract.md promises: r is a total of rows, t one of tables.
+void test_plugin::signals_of_a_run_data()
+{
+    QTest::addColumn<QString>("scheme");
+    QTest::addColumn<QString>("tables");
+    QTest::addColumn<int>("engine");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("Android") << "androidOS"
+                             << "cookies messages" << 0 << "r0 r1 t1 r1 t2 r1 r1";
+    QTest::newRow("Takeout") << "gTakeoutOS"
+                             << "messages cookies" << 0 << "r0 r1 t1 r1 r1";
+    QTest::newRow("Takeout without messages") << "gTakeoutOS"
+                                              << "cookies" << 0 << "r0 t1 r0 r0";
+    QTest::newRow("another scheme") << "macOS"
+                                    << "messages" << 0 << "r0 r0 r0";
+    QTest::newRow("another engine") << "androidOS"
+                                    << "messages" << 1 << "r0 r0 r0";
+    QTest::newRow("unknown scheme") << "AndroidOS"
+                                    << "messages" << 0 << "r0 r0";
+    QTest::newRow("cancelled before") << "androidOS"
+                                      << "messages" << -1 << "r0";
+    QTest::newRow("root without a slash") << "no slash"
+                                          << "messages" << 0 << "r0 r0 t1 r0 r0";
+}
+
+void test_plugin::signals_of_a_run()
+{
+    QFETCH(QString, scheme);
+    QFETCH(QString, tables);
+    QFETCH(int, engine);
+    const bool has_slash = scheme != u"no slash";
+    plugin_session session(has_slash ? scheme : QStringLiteral("androidOS"));
+    write_file(session.source(QStringLiteral("Mail/a.mbox")), "From a\nx\nFrom b\n");
+    QVERIFY(run_sql(session.source(QStringLiteral("apps/com.google.android.gm/db/mailstore.a.db")),
+                    {QStringLiteral("create table messages(_id, subject, messageId, fromAddress, toAddresses, "
+                                    "ccAddresses, bccAddresses, replyToAddresses, snippet, dateSentMs, "
+                                    "dateReceivedMs, permalink, bodyCompressed)"),
+                     QStringLiteral("insert into messages(_id) values(1)")}));
+    if (!has_slash)
+        session.source_info.virtual_source_path.chop(1);
+    session.prepare(tables.split(u' '));
+    session.plugin.pub_set_engine_type(engine);
+    QStringList sent;
+    connect(&session.plugin, &gmail::signal_extracted_records_of_plugin_overall, this,
+            [&sent](qint64 total) { sent.append(u'r' + QString::number(total)); });
+    connect(&session.plugin, &gmail::signal_tab_processed_of_plugin_overall, this,
+            [&sent](int total) { sent.append(u't' + QString::number(total)); });
+    const log_capture log;
+    if (engine < 0)
+        session.plugin.pub_cancel_extraction();
+    session.extract();
+    QTEST(sent.join(u' '), "expected");
+    QCOMPARE(log.lines_with(QStringLiteral("FAILED")).isEmpty(), scheme != u"AndroidOS");
 }
 
 void test_plugin::schema()
