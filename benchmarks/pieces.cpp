@@ -5,9 +5,9 @@
 #include "common/free_file_names.h"
 #include "common/log_line.h"
 #include "extractors/android/body_files.h"
-#include "extractors/row_writer.h"
+#include "extractors/rows/row_writer.h"
 #include "extractors/takeout/local_text.h"
-#include "extractors/takeout/mail.h"
+#include "extractors/takeout/mail_marks.h"
 #include "extractors/takeout/mail_attachments.h"
 #include "extractors/takeout/mail_body.h"
 #include "extractors/takeout/mail_headers.h"
@@ -86,7 +86,7 @@ void marks(benchmark::State &state)
 {
     const QByteArray bytes = message(state.range(0));
     for (auto _ : state)
-        benchmark::DoNotOptimize(mail(bytes).date);
+        benchmark::DoNotOptimize(mail_marks(bytes).date);
     count_bytes(state, bytes.size());
 }
 BENCHMARK(marks)->Arg(0)->Arg(20000)->Arg(2000000);
@@ -94,7 +94,7 @@ BENCHMARK(marks)->Arg(0)->Arg(20000)->Arg(2000000);
 void header_fields(benchmark::State &state)
 {
     const QByteArray bytes = message(0);
-    const mail found(bytes);
+    const mail_marks found(bytes);
     for (auto _ : state) {
         const auto text = [&](qsizetype mark) { return mail_headers::line_at(found.bytes, mark).text; };
         benchmark::DoNotOptimize(mail_headers::recipient_names(text(found.to + 1)));
@@ -107,7 +107,7 @@ BENCHMARK(header_fields);
 void body(benchmark::State &state)
 {
     const QByteArray bytes = message(20000);
-    const mail found(bytes);
+    const mail_marks found(bytes);
     for (auto _ : state)
         benchmark::DoNotOptimize(mail_body::normalized(QString::fromUtf8(mail_body::plain_parts(found).front().body)));
 }
@@ -116,7 +116,7 @@ BENCHMARK(body);
 void attachments(benchmark::State &state)
 {
     const QByteArray bytes = message(300).repeated(state.range(0));
-    const mail found(bytes);
+    const mail_marks found(bytes);
     for (auto _ : state)
         benchmark::DoNotOptimize(mail_attachments::bodies(found, mail_attachments::parameters(found).entries));
     count_bytes(state, bytes.size());

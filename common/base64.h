@@ -9,8 +9,8 @@
 class base64_decoder
 {
 public:
-    /// Decode `encoded` behind what was decoded before, into `decoded`, which has room for `room_for(encoded.size())`
-    /// bytes. Returns the number of bytes written.
+    /// Decode `encoded`, which follows what was decoded before, into `decoded`, which has room for
+    /// `room_for(encoded.size())` bytes. Returns the number of bytes written.
     qsizetype decode(QByteArrayView encoded, char *decoded);
 
     [[nodiscard]] static constexpr qsizetype room_for(qsizetype encoded_size) { return encoded_size / 4 * 3 + 3; }

@@ -15,7 +15,7 @@ struct struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_system_account
     QString domain_user; ///< handed out together with the name when a path is attributed to the account
 };
 
-/// One evidence source. The neutrally named fields belong to the host; the comments tell which of them are read.
+/// One evidence source. The neutrally named fields belong to the host; the comments say which of them are read.
 struct struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info
 {
     QString virtual_source_path;  ///< root directory of the source's files; must end in "/"
@@ -54,7 +54,8 @@ struct struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info
     QString debug_file_path_QString;
 };
 
-/// When a file was used, as its Spotlight metadata tell. Texts of seconds since the epoch, UTC; empty when unknown.
+/// When a file was used, according to its Spotlight metadata. Texts of seconds since the epoch, UTC; empty when
+/// unknown.
 struct struct_GLOBAL_ARTIFACT_used_dates
 {
     QString last_used_date;

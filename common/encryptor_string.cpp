@@ -16,15 +16,15 @@ namespace {
 
 constexpr quint64 library_key = 0x6d31b7f2a95ce048;
 constexpr char version = 3;
-constexpr int size_of_length_field = 4;        // in front of qCompress data
-constexpr qint64 highest_ratio = 1040;         // deflate cannot expand further (1032) than this
-constexpr qsizetype longest_remembered = 1024; // bytes
+constexpr int size_of_length_field = 4;    // bytes, before qCompress data
+constexpr qint64 max_ratio = 1040;         // deflate cannot expand further (1032) than this
+constexpr qsizetype max_remembered = 1024; // bytes
 
 enum flag : char { flag_compressed = 0x01, flag_checksum = 0x02, flag_hash = 0x04 };
 
 // ---- Packing: payload and integrity field -------------------------------------------------------------------------
 
-/// What is enciphered behind the random byte.
+/// What is enciphered after the random byte.
 struct packed_text
 {
     char flags = 0;
@@ -72,7 +72,7 @@ QByteArray uncompressed(const QByteArray &payload)
     if (payload.size() < size_of_length_field)
         return {};
     const qint64 announced = qFromBigEndian<quint32>(payload.constData());
-    return announced <= payload.size() * highest_ratio ? qUncompress(payload) : QByteArray();
+    return announced <= payload.size() * max_ratio ? qUncompress(payload) : QByteArray();
 }
 
 /// The plain bytes; none when they do not match their integrity field.
@@ -185,9 +185,8 @@ QByteArray encryptor_string::encryptToByteArray(QByteArray plain)
     using key = std::pair<QByteArray, std::pair<int, int>>;
     static thread_local recent_results<key, packed_text> recent;
     const auto make = [&] { return pack(plain, compression_mode, protection_mode); };
-    const packed_text packed = plain.size() > longest_remembered
-                                   ? make()
-                                   : recent.value_of({plain, {compression_mode, protection_mode}}, make);
+    const packed_text packed =
+        plain.size() > max_remembered ? make() : recent.value_of({plain, {compression_mode, protection_mode}}, make);
     QByteArray body = static_cast<char>(std::rand() & 0xFF) + packed.body;
     lay_chain(body, key_parts);
     last_error = no_error;
@@ -228,7 +227,7 @@ QByteArray encryptor_string::decryptToByteArray(QByteArray enciphered)
     static thread_local recent_results<key, std::optional<QByteArray>> recent;
     const auto make = [&packed] { return unpack(packed); };
     const std::optional<QByteArray> plain =
-        packed.body.size() > longest_remembered ? make() : recent.value_of({packed.body, packed.flags}, make);
+        packed.body.size() > max_remembered ? make() : recent.value_of({packed.body, packed.flags}, make);
     last_error = plain ? no_error : integrity_failed;
     return plain.value_or(QByteArray());
 }

@@ -19,8 +19,8 @@ struct evidence_entry
     [[nodiscard]] QString path() const { return directory + u'/' + name; }
 };
 
-/// Nothing outside the source's root is handed out, whatever symbolic links say, and no pipes, sockets or devices,
-/// which may never end. Links that stay inside are followed when they are opened.
+/// Nothing outside the source's root is handed out, however a symbolic link leads there, and no pipes, sockets or
+/// devices, which may never end. Links that stay inside are followed when they are opened.
 ///
 /// Failures are logged in the name of an `origin`, each with its path.
 class evidence_root

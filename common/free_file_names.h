@@ -1,11 +1,11 @@
 /// File names that are free in a directory, found without walking the directory for each.
 #pragma once
 
+#include "common/cancel_flag.h"
+
 #include <QHash>
 #include <QSet>
 #include <QString>
-
-#include "common/cancel_flag.h"
 
 /// Hands out names for new files of one directory: the wanted name, else the first free one of "1_" + name,
 /// "2_" + name, and so on. A name is taken when an entry of the directory has it, both trimmed; hidden entries, links
@@ -22,7 +22,7 @@ public:
     free_file_names(QString directory, const cancel_flag &cancelled);
 
     /// A free name for a file called `wanted` (a bare name). Nothing is created: until the caller has made the file and
-    /// told so by `created`, the same question gives the same answer. Empty when `cancelled` becomes true.
+    /// reported it with `created`, the same question gives the same answer. Empty when `cancelled` becomes true.
     QString next(const QString &wanted, const cancel_flag &cancelled);
 
     /// A file of this name now exists.

@@ -5,7 +5,7 @@
 ///     const log_span span("[emlx_subject] -Start", "[emlx_subject] -End");     // both lines, on every path
 ///     log_line({" Source Db opening ---FAILED----", origin});                  // in the name of another function
 ///
-/// A line carries the signature text of the function that the call stands in. Inside a lambda the compiler names the
+/// A line carries the signature text of the function that the call is in. Inside a lambda the compiler names the
 /// lambda: take a `const log_origin origin;` before it.
 #pragma once
 
@@ -21,6 +21,12 @@ public:
     // NOLINTNEXTLINE(google-explicit-constructor): the default argument has to be the caller's place
     log_origin(std::source_location where = std::source_location::current())
         : function(where.function_name())
+    {
+    }
+
+    /// By its signature text, for work that is logged in the name of a published operation but done elsewhere.
+    explicit log_origin(const char *signature_text)
+        : function(signature_text)
     {
     }
 

@@ -73,7 +73,7 @@ struct word
     std::uint16_t length;
 };
 
-/// The words of a blank-separated list in sorted order. A list that holds another number of words, or a word twice,
+/// The words of a blank-separated list in sorted order. A list with another number of words, or a word twice,
 /// does not compile.
 template <std::size_t count>
 consteval std::array<word, count> sorted_words(std::string_view list)

@@ -3,7 +3,7 @@
 
 #include <QString>
 
-/// Each answers for an extension in lower case, without its dot.
+/// Each takes an extension in lower case, without its dot.
 namespace media_extensions {
 
 bool is_image(QStringView suffix); ///< 548 extensions

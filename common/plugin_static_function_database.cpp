@@ -123,8 +123,8 @@ outcome run_statement(const helper_call &call, const QSqlDatabase &db, QSqlQuery
     return outcome::failed;
 }
 
-/// The trimmed texts of one column, as far as the run is not cancelled. Rows that an error cuts short are no result: a
-/// part of a damaged table would look like all of it.
+/// The trimmed texts of one column, as far as the run is not cancelled. Rows that an error cuts short are not a result:
+/// a part of a damaged table would look like all of it.
 outcome collect_column(QSqlQuery &query, int column_index, QStringList &texts)
 {
     while (query.next()) {

@@ -54,11 +54,11 @@ QByteArray function_name(const QString &function_info)
 }
 
 /// What the debug file could not take (a full disk). A log that only looks whole would hide failures: how many lines
-/// are missing is told as soon as the file takes a line again.
+/// are missing is logged as soon as the file takes a line again.
 struct lost_lines
 {
     qint64 count = 0;
-    bool last_is_cut_off = false; ///< a part of it stands in the file
+    bool last_is_cut_off = false; ///< a part of it is in the file
 };
 lost_lines lost;
 
@@ -82,8 +82,8 @@ bool append_to_file(QByteArray &line)
     return written == line.size();
 }
 
-/// True when the file holds a line about the ones it could not take, or none are missing.
-bool tell_lost_lines()
+/// True when the file has a line about those it could not take, or none are missing.
+bool log_lost_lines()
 {
     if (lost.count == 0)
         return true;
@@ -107,7 +107,7 @@ void write_line(QByteArrayView function, QByteArrayView message)
         qDebug().noquote() << QString::fromLocal8Bit(line);
     if (!log::debug_print_in_file_bool || !log::debug_file_regular_QFile.isOpen())
         return;
-    if (!tell_lost_lines() || !append_to_file(line))
+    if (!log_lost_lines() || !append_to_file(line))
         ++lost.count;
 }
 
@@ -147,7 +147,7 @@ void plugin_static_function::close_debug_file()
 {
     if (!debug_file_regular_QFile.isOpen())
         return;
-    tell_lost_lines();
+    log_lost_lines();
     lost = {};
     debug_file_regular_QFile.flush();
     debug_file_regular_QFile.close();

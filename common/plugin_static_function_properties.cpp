@@ -1,4 +1,4 @@
-/// The property-list readers. Their logic stands here once; the platform answers through property_objects.h.
+/// The property-list readers. Their logic is here, once; the platform answers through property_objects.h.
 #include "common/log_line.h"
 #include "common/platform/property_objects.h"
 #include "common/plugin_static_function.h"
@@ -29,7 +29,7 @@ qint64 truncated(double number)
 {
     constexpr double limit = 9223372036854775808.0; // 2^63
     if (!(number < limit))
-        return number >= limit ? std::numeric_limits<qint64>::max() : 0; // 0 for what is no number
+        return number >= limit ? std::numeric_limits<qint64>::max() : 0; // 0 for what is not a number
     return number < -limit ? std::numeric_limits<qint64>::min() : static_cast<qint64>(number);
 }
 

@@ -41,7 +41,7 @@ QString before_first_dot(const QString &text)
     return text.section(u'.', 0, 0);
 }
 
-/// Cuts the zone off behind " AM" or " PM"; true when there was one.
+/// Cuts the zone off after " AM" or " PM"; true when there was one.
 bool cut_zone(QString &date, QString &zone, QLatin1StringView mark)
 {
     const QStringList parts = date.split(mark);

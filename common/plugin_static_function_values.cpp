@@ -22,7 +22,7 @@ QString second_piece(const QString &text, QLatin1StringView separator)
     return text.split(separator).value(1);
 }
 
-/// What stands behind the type tag and "=", without the closing brace.
+/// What follows the type tag and "=", without the closing brace.
 QString braced_value(const QString &description)
 {
     QString value = second_piece(second_piece(description, QLatin1StringView("]>{")), QLatin1StringView("="));
@@ -91,7 +91,7 @@ QString plugin_static_function::convert_string_to_unicode(QString text)
             break;
         codes.append(decoded.mid(at + escape.size(), code_size));
     }
-    log_line(" : infinite loop cross"); // said of every text that comes so far
+    log_line(" : infinite loop cross"); // logged for every text that gets this far
     for (const QString &code : std::as_const(codes)) {
         if (bool_cancel_extraction.is_set())
             return {};
@@ -140,9 +140,9 @@ QString plugin_static_function::get_filtered_wherefrom_value(QString description
 
 QString plugin_static_function::get_filtered_date_value(QString description)
 {
-    constexpr qsizetype longest_refused = 8; // digits
+    constexpr qsizetype max_refused = 8; // digits
     QDateTime time = get_datetime_from_string_with_iso_date(description);
     time.setTimeSpec(Qt::UTC);
     const QString seconds = QString::number(time.isValid() ? time.toSecsSinceEpoch() : 0);
-    return seconds.size() > longest_refused ? QString::number(seconds.toULongLong()) : QString();
+    return seconds.size() > max_refused ? QString::number(seconds.toULongLong()) : QString();
 }

@@ -29,19 +29,19 @@ QString text_of_element(QXmlStreamReader &xml)
     return text;
 }
 
-/// What stands between two "<" counts as one element, attributes by their "=" and quote.
+/// What is between two "<" counts as one element, attributes by their "=" and quote.
 bool has_element_of_many_attributes(QByteArrayView xml)
 {
     qsizetype attributes = 0;
-    bool behind_equals = false;
+    bool after_equals = false;
     for (const char letter : xml) {
         if (letter == '<')
             attributes = 0;
-        else if (behind_equals && (letter == '"' || letter == '\''))
+        else if (after_equals && (letter == '"' || letter == '\''))
             ++attributes;
         if (attributes > warm_accounts::max_attributes)
             return true;
-        behind_equals = letter == '=' || (behind_equals && QChar::isSpace(static_cast<uchar>(letter)));
+        after_equals = letter == '=' || (after_equals && QChar::isSpace(static_cast<uchar>(letter)));
     }
     return false;
 }

@@ -1,15 +1,8 @@
 #include "extractors/extractor_frame.h"
 
-#include "extractors/row_writer.h"
-
-namespace {
-
-constexpr qint64 milliseconds_between_reports = 1000;
-
-} // namespace
-
 extractor_frame::extractor_frame(QWidget *parent)
     : QWidget(parent)
+    , records([this](qint64 total) { report_records(total); })
 {
 }
 
@@ -20,7 +13,7 @@ void extractor_frame::set_plugin_helper_obj(plugin_helper_functions *helper)
 
 void extractor_frame::set_record_count(qint64 count)
 {
-    record_count_qint64 = count;
+    records.record_count_qint64 = count;
 }
 
 void extractor_frame::set_tab_processed_count(int count)
@@ -85,35 +78,12 @@ void extractor_frame::find_artifacts_source()
 
 void extractor_frame::extract_artifacts()
 {
-    elapsed_timer.start();
+    records.elapsed_timer.start();
     extract_plugin_artifacts();
-    report_records(record_count_qint64);
+    records.report();
 }
 
 void extractor_frame::keep_source_info(const struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &) {}
-
-bool extractor_frame::insert_row(row_writer &rows, const QStringList &values)
-{
-    if (!rows.insert(values)) {
-        record_count_qint64 -= rows.take_lost_rows();
-        return false;
-    }
-    ++record_count_qint64;
-    if (elapsed_timer.elapsed() <= milliseconds_between_reports) {
-        rows.commit_if_due();
-        return true;
-    }
-    finish_rows(rows);
-    report_records(record_count_qint64);
-    elapsed_timer.restart();
-    return true;
-}
-
-void extractor_frame::finish_rows(row_writer &rows)
-{
-    rows.commit();
-    record_count_qint64 -= rows.take_lost_rows();
-}
 
 void extractor_frame::finish_tab()
 {

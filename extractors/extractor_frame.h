@@ -1,23 +1,21 @@
 /// What the five extractors share: settings, run sequence, record counting and its pacing.
 #pragma once
 
+#include "common/cancel_flag.h"
 #include "common/common_records.h"
 #include "common/evidence_root.h"
+#include "extractors/rows/record_counter.h"
 
-#include <QElapsedTimer>
 #include <QStringList>
 #include <QWidget>
 
-#include "common/cancel_flag.h"
-
 class plugin_helper_functions;
-class row_writer;
 
-/// An extractor finds and extracts the artifacts of one kind of source. `gmail` owns one of each kind, tells every
+/// An extractor finds and extracts the artifacts of one kind of source. `gmail` owns one of each kind, passes every
 /// setting to all of them, and runs the one whose `os_scheme` is that of the source.
 ///
 /// Order of use: settings, `set_essentials`, `find_artifacts_source`, `extract_artifacts`; `cancel_extraction` at any
-/// time, also from another thread. Settings and counts stay from run to run until they are told anew.
+/// time, also from another thread. Settings and counts persist between runs until set again.
 class extractor_frame : public QWidget
 {
     Q_OBJECT
@@ -30,45 +28,43 @@ public:
 
     void set_plugin_helper_obj(plugin_helper_functions *helper); ///< not owned
     void set_record_count(qint64 count);                         ///< rows extracted so far; the run adds to it
-    void set_tab_processed_count(int count);
+    void set_tab_processed_count(int count);                     ///< tables done so far; the run adds to it
     void set_desktop_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_desktop_info desktop_info); ///< ignored
     void set_general_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info general_info); ///< ignored
-    void set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_info);
-    void set_plugin_name(QString name); ///< kept trimmed
+    void set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_info);    ///< before the search
+    void set_plugin_name(QString name);                                                       ///< kept trimmed
+    /// The directory for results, that for working copies (both end in "/"), and the result database.
     void set_destination_location(QString result_dir, QString tmp_dir, QString db_file);
     void set_essential_for_talvo_bench_extraction(QStringList tables); ///< the tables to fill
     void set_engine_type(int engine_type);                             ///< only 0 (bench) extracts rows
     void set_essentials();                                             ///< clears the cancel flag
-    void cancel_extraction();
-    void set_source_count(int count);
+    void cancel_extraction();                                          ///< ask a run to end; from any thread
+    void set_source_count(int count);                                  ///< the host's number of the source; kept
 
+    /// Locate the source's files. What was found before is forgotten.
     void find_artifacts_source();
 
     /// Extract, then report the record total (also when nothing was added to it).
     void extract_artifacts();
 
 protected:
-    /// The steps that a concrete extractor fills in.
+    /// The steps that a concrete extractor fills in: locate the files, insert the rows.
     virtual void find_source_file() = 0;
     virtual void extract_plugin_artifacts() = 0;
-    /// Keep what the extractor needs of a source record beyond the three texts of the frame.
+    /// Keep the fields of a source record that the frame does not already keep.
     virtual void keep_source_info(const struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &source_info);
 
     /// Emit the signals that carry the scheme's name.
     virtual void report_records(qint64 total) = 0;
     virtual void report_tabs(int total) = 0;
 
-    /// Insert a row and count it; once more than a second has passed since the last time, report the total. The rows
-    /// are committed before, so that a host may read the result from its slot. False when the insert failed.
-    bool insert_row(row_writer &rows, const QStringList &values);
-    void finish_rows(row_writer &rows); ///< commit
-    void finish_tab();                  ///< count one tab and report it
+    void finish_tab(); ///< count one tab and report it
 
+    /// The host wants this table filled.
     [[nodiscard]] bool selected(QLatin1StringView table) const;
 
-    qint64 record_count_qint64 = 0;
+    record_counter records;
     int tab_processed_count_int = 0;
-    QElapsedTimer elapsed_timer;
     plugin_helper_functions *helper_obj = nullptr;
     QString tmp_dir_path;
     QString destination_db_file;
@@ -92,7 +88,7 @@ protected:
 ///     _set_engine_type   _set_essentials   _cancel_extraction   _set_source_count   _find_artifacts_source
 ///     _extract_artifacts
 ///
-/// `<prefix>_set_destination_location` stands in each class, as the Takeout extractor takes one argument more.
+/// `<prefix>_set_destination_location` is in each class, as the Takeout extractor takes one argument more.
 #define EXTRACTOR_OPERATIONS(prefix)                                                                                   \
 public:                                                                                                                \
     void prefix##_set_plugin_helper_obj(plugin_helper_functions *helper)                                               \

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The absolute directory that holds `file_path`, trimmed. That of an empty path is the current directory.
+/// The absolute directory of `file_path`, trimmed. That of an empty path is the current directory.
 QString directory_of(const QString &file_path)
 {
     return QFileInfo(file_path).absoluteDir().absolutePath().trimmed();
@@ -65,7 +65,7 @@ void gmail_gtakeoutos::extract_plugin_artifacts()
         return;
     if (selected(QLatin1StringView("messages"))) {
         extract_gmail_for_plugin();
-        report_records(record_count_qint64);
+        records.report();
     }
     finish_tab(); // whether or not "messages" was selected
 }

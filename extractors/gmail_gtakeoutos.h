@@ -14,7 +14,8 @@
 
 #include <memory>
 
-struct mail;
+class row_writer;
+struct mail_marks;
 
 class gmail_gtakeoutos : public extractor_frame
 {
@@ -25,6 +26,7 @@ public:
     explicit gmail_gtakeoutos(QWidget *parent);
     ~gmail_gtakeoutos() override;
 
+    /// The scheme word of the source records it is for.
     [[nodiscard]] QLatin1StringView os_scheme() const override { return QLatin1StringView("gTakeoutOS"); }
 
     /// Creates the directory for attachments beside `db_file`, and one beside `feature_path`. With an empty
@@ -40,34 +42,37 @@ private:
     void extract_gmail_for_plugin();
     bool parse_every_mbox();
     void start_mbox_parsing_for_plugin(QString mbox_path);
-    [[nodiscard]] QString source_file_of(const QString &mbox_path) const;
+    struct open_mbox;
+    bool take_piece(open_mbox &mbox);
+    void take_message(open_mbox &mbox);
+    void give_up_message(open_mbox &mbox);
     bool store_message(const QByteArray &message, row_writer &rows);
     [[nodiscard]] QStringList row_values() const;
     bool mail_data_start_parsing_plugin(const QByteArray &message);
     void clear_fields();
 
-    void emlx_to(const mail &message);
-    void emlx_from(const mail &message);
-    void emlx_subject(const mail &message);
-    void emlx_cc(const mail &message);
-    void emlx_date(const mail &message);
-    QString recipients(const mail &message, qsizetype begin, QLatin1StringView name);
-    QString emlx_multiple(const mail &message, qint64 pos);
+    void emlx_to(const mail_marks &message);
+    void emlx_from(const mail_marks &message);
+    void emlx_subject(const mail_marks &message);
+    void emlx_cc(const mail_marks &message);
+    void emlx_date(const mail_marks &message);
+    QString recipients(const mail_marks &message, qsizetype begin, QLatin1StringView name);
+    QString emlx_multiple(const mail_marks &message, qint64 pos);
 
-    void emlx_message_body(const mail &message);
-    QString single_part_text(const mail &message);
-    QString multipart_text(const mail &message);
-    bool check_for_multipart(const mail &message);
-    bool check_for_plain_text(const mail &message);
-    bool check_text_encoded(const mail &message);
-    bool emlx_check_text_encoded(const mail &message);
-    bool emlx_failsafe_text_encoded_check(qint64 pos, const mail &message);
+    void emlx_message_body(const mail_marks &message);
+    QString single_part_text(const mail_marks &message);
+    QString multipart_text(const mail_marks &message);
+    bool check_for_multipart(const mail_marks &message);
+    bool check_for_plain_text(const mail_marks &message);
+    bool check_text_encoded(const mail_marks &message);
+    bool emlx_check_text_encoded(const mail_marks &message);
+    bool emlx_failsafe_text_encoded_check(qint64 pos, const mail_marks &message);
     QByteArray emlx_decode_base64(QByteArrayView encoded);
     QString emlx_normalize_characters(QString text);
 
-    void emlx_attachment_plugin(const mail &message);
-    bool email_attachment_exists(const mail &message);
-    std::vector<mail_attachments::parameter> email_attachment_filelist(const mail &message);
+    void emlx_attachment_plugin(const mail_marks &message);
+    bool email_attachment_exists(const mail_marks &message);
+    std::vector<mail_attachments::parameter> email_attachment_filelist(const mail_marks &message);
     void emlx_attachment_output(const QString &name, QByteArrayView body, const QString &dir);
 
     QString takeout_account_id;

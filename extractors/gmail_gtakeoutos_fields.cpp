@@ -3,10 +3,10 @@
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
 #include "extractors/gmail_gtakeoutos.h"
-#include "extractors/takeout/mail.h"
 #include "extractors/takeout/mail_attachments.h"
 #include "extractors/takeout/mail_body.h"
 #include "extractors/takeout/mail_headers.h"
+#include "extractors/takeout/mail_marks.h"
 
 #include <QFile>
 
@@ -15,7 +15,7 @@ using mail_body::is_found;
 namespace {
 
 /// The text of the header line at a mark; empty when the mark was not found.
-QString header_at(const mail &message, qsizetype mark)
+QString header_at(const mail_marks &message, qsizetype mark)
 {
     return is_found(mark) ? mail_headers::line_at(message.bytes, mark).text : QString();
 }
@@ -24,34 +24,34 @@ QString header_at(const mail &message, qsizetype mark)
 
 // ---- Header fields ------------------------------------------------------------------------------------------------
 
-void gmail_gtakeoutos::emlx_to(const mail &message)
+void gmail_gtakeoutos::emlx_to(const mail_marks &message)
 {
     const log_span span("[emlx_to] -Start", "[emlx_to] -End");
-    // The mark is the line feed in front, so that no longer name that ends in "To: " is taken.
+    // The mark is the line feed before it, so that no longer name that ends in "To: " is taken.
     to_list = recipients(message, is_found(message.to) ? message.to + 1 : -1, QLatin1StringView("To: "));
 }
 
-void gmail_gtakeoutos::emlx_from(const mail &message)
+void gmail_gtakeoutos::emlx_from(const mail_marks &message)
 {
     const log_span span("[emlx_from] -Start", "[emlx_from] -End");
     const QString line = header_at(message, message.from);
     from_list = mail_headers::sender_name(mail_headers::without_name(line, QLatin1StringView("From: ")));
 }
 
-void gmail_gtakeoutos::emlx_subject(const mail &message)
+void gmail_gtakeoutos::emlx_subject(const mail_marks &message)
 {
     const log_span span("[emlx_subject] -Start", "[emlx_subject] -End");
     const QString line = header_at(message, message.subject);
     subject = mail_headers::without_name(line, QLatin1StringView("Subject: ")).trimmed();
 }
 
-void gmail_gtakeoutos::emlx_cc(const mail &message)
+void gmail_gtakeoutos::emlx_cc(const mail_marks &message)
 {
     const log_span span("[emlx_cc] -Start", "[emlx_cc] -End");
     cc_list = recipients(message, is_found(message.cc) ? message.cc : -1, QLatin1StringView("Cc: "));
 }
 
-void gmail_gtakeoutos::emlx_date(const mail &message)
+void gmail_gtakeoutos::emlx_date(const mail_marks &message)
 {
     const log_span span("[emlx_date] -Start", "[emlx_date] -End");
     const QString line = header_at(message, message.date).trimmed();
@@ -59,7 +59,7 @@ void gmail_gtakeoutos::emlx_date(const mail &message)
     timestamp = QString::number(mail_headers::epoch_of_date(date_text));
 }
 
-QString gmail_gtakeoutos::recipients(const mail &message, qsizetype begin, QLatin1StringView name)
+QString gmail_gtakeoutos::recipients(const mail_marks &message, qsizetype begin, QLatin1StringView name)
 {
     mail_headers::line line = mail_headers::line_at(message.bytes, begin);
     scan_pos = line.end;
@@ -72,8 +72,8 @@ QString gmail_gtakeoutos::recipients(const mail &message, qsizetype begin, QLati
     return mail_headers::recipient_names(mail_headers::without_name(std::move(text), name));
 }
 
-/// The line behind the line feed at `pos`; what is left of the message when it has no line feed more.
-QString gmail_gtakeoutos::emlx_multiple(const mail &message, qint64 pos)
+/// The line after the line feed at `pos`; the rest of the message when it has no further line feed.
+QString gmail_gtakeoutos::emlx_multiple(const mail_marks &message, qint64 pos)
 {
     const log_span span("[emlx_multiple] -Start", "[emlx_multiple] -End");
     const mail_headers::line line = mail_headers::line_at(message.bytes, pos + 1);
@@ -83,14 +83,14 @@ QString gmail_gtakeoutos::emlx_multiple(const mail &message, qint64 pos)
 
 // ---- Body ---------------------------------------------------------------------------------------------------------
 
-void gmail_gtakeoutos::emlx_message_body(const mail &message)
+void gmail_gtakeoutos::emlx_message_body(const mail_marks &message)
 {
     const log_span span("[emlx_message_body] -Start", "[emlx_message_body] -End");
     snippet = check_for_multipart(message) ? multipart_text(message) : single_part_text(message);
     message_text = snippet;
 }
 
-QString gmail_gtakeoutos::single_part_text(const mail &message)
+QString gmail_gtakeoutos::single_part_text(const mail_marks &message)
 {
     const bool encoded = check_text_encoded(message);
     if (message.content_types.empty() || !is_found(message.content_types.front()))
@@ -104,7 +104,7 @@ QString gmail_gtakeoutos::single_part_text(const mail &message)
 
 /// The last text/plain part wins, also when it is empty. The bodies of the parts before it are not worked on: parts
 /// without a boundary between them would otherwise be read again and again up to the same end.
-QString gmail_gtakeoutos::multipart_text(const mail &message)
+QString gmail_gtakeoutos::multipart_text(const mail_marks &message)
 {
     QString text;
     const std::vector<mail_body::plain_part> parts = mail_body::plain_parts(message);
@@ -122,34 +122,34 @@ QString gmail_gtakeoutos::multipart_text(const mail &message)
     return text;
 }
 
-bool gmail_gtakeoutos::check_for_multipart(const mail &message)
+bool gmail_gtakeoutos::check_for_multipart(const mail_marks &message)
 {
     const log_span span("[check_for_multipart] -Start", "[check_for_multipart] -End");
     return is_found(message.multipart);
 }
 
-bool gmail_gtakeoutos::check_for_plain_text(const mail &message)
+bool gmail_gtakeoutos::check_for_plain_text(const mail_marks &message)
 {
     const log_span span("[check_for_plain_text] -Start", "[check_for_plain_text] -End");
     return is_found(message.plain_text);
 }
 
-bool gmail_gtakeoutos::check_text_encoded(const mail &message)
+bool gmail_gtakeoutos::check_text_encoded(const mail_marks &message)
 {
     const log_span span("Start", "End");
     return is_found(message.base64_upper) || is_found(message.base64_lower);
 }
 
-/// The encoding counts only where "Content-Type: text/plain;" stands on the very next line, with bare line feeds.
-bool gmail_gtakeoutos::emlx_check_text_encoded(const mail &message)
+/// The encoding counts only where "Content-Type: text/plain;" is on the very next line, with bare line feeds.
+bool gmail_gtakeoutos::emlx_check_text_encoded(const mail_marks &message)
 {
     const log_span span("[emlx_check_text_encoded] -Start", "[emlx_check_text_encoded] -End");
     return is_found(message.base64_plain_upper) || is_found(message.base64_plain_lower);
 }
 
-/// Six bytes in front of the blank line: behind CRLF they end in a carriage return, so that "base64" at the end of a
+/// Six bytes before the blank line: with CRLF line ends they end in a carriage return, so that "base64" at the end of a
 /// header is not recognised here.
-bool gmail_gtakeoutos::emlx_failsafe_text_encoded_check(qint64 pos, const mail &message)
+bool gmail_gtakeoutos::emlx_failsafe_text_encoded_check(qint64 pos, const mail_marks &message)
 {
     const log_span span("[emlx_check_text_encoded] -Start", "[emlx_check_text_encoded] -End"); // its sibling's name
     if (pos < 1)
@@ -172,10 +172,10 @@ QString gmail_gtakeoutos::emlx_normalize_characters(QString text)
 
 // ---- Attachments --------------------------------------------------------------------------------------------------
 
-void gmail_gtakeoutos::emlx_attachment_plugin(const mail &message)
+void gmail_gtakeoutos::emlx_attachment_plugin(const mail_marks &message)
 {
     const log_span span("[emlx_attachment_plugin] -Start", "[emlx_attachment_plugin] -End");
-    email_attachment_exists(message); // its answer decides nothing
+    email_attachment_exists(message); // its result is not used
     attachment_name_list.clear();
     const std::vector<mail_attachments::parameter> entries = email_attachment_filelist(message);
     const std::vector<QByteArrayView> bodies = mail_attachments::bodies(message, entries);
@@ -191,13 +191,13 @@ void gmail_gtakeoutos::emlx_attachment_plugin(const mail &message)
     }
 }
 
-bool gmail_gtakeoutos::email_attachment_exists(const mail &message)
+bool gmail_gtakeoutos::email_attachment_exists(const mail_marks &message)
 {
     const log_span span("[email_attachment_exists] -Start", "[email_attachment_exists] -End");
     return is_found(message.base64_lower) || is_found(message.base64_upper);
 }
 
-std::vector<mail_attachments::parameter> gmail_gtakeoutos::email_attachment_filelist(const mail &message)
+std::vector<mail_attachments::parameter> gmail_gtakeoutos::email_attachment_filelist(const mail_marks &message)
 {
     const log_span span("[email_attachment_filelist] -Start", "[email_attachment_filelist] -End");
     mail_attachments::parameter_list list = mail_attachments::parameters(message);
@@ -217,7 +217,7 @@ void gmail_gtakeoutos::emlx_attachment_output(const QString &name, QByteArrayVie
     const QByteArray decoded = emlx_decode_base64(body);
     if (decoded.isEmpty())
         return;
-    // Only ever a new file: a link or a file that is there meanwhile is neither followed nor overwritten.
+    // Only ever a new file: a link or a file that has appeared there is neither followed nor overwritten.
     QFile file(dir + name);
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
         log_line("[emlx_attachment_output] File Open Failed:", file.fileName());

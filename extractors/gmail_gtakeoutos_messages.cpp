@@ -2,14 +2,16 @@
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
 #include "extractors/gmail_gtakeoutos.h"
-#include "extractors/row_writer.h"
-#include "extractors/takeout/mail.h"
+#include "extractors/rows/row_writer.h"
+#include "extractors/rows/texts.h"
+#include "extractors/takeout/mail_marks.h"
 #include "extractors/takeout/mbox_splitter.h"
 
 #include <QFile>
 #include <QSqlError>
 
 #include <new>
+#include <optional>
 
 namespace {
 
@@ -19,11 +21,9 @@ constexpr char insert_query_str[] =
     "email_attachments,source_file,os_scheme_display,source_count_name,message_text,export_file_paths,"
     "preview_file_path) values(0,?,?,?,?,?,?,?,?,?,?,?,?,?,?) ";
 
-constexpr QLatin1StringView record_joiner(";++::++;"); // between several paths in one column
-
 /// A message whose insert failed is parsed again together with the next one. When inserts go on failing, that work
 /// would grow with the square of their number: past this many bytes since the last success nothing is kept.
-constexpr qint64 most_bytes_parsed_again = 256 * 1024 * 1024;
+constexpr qint64 max_bytes_parsed_again = 256 * 1024 * 1024;
 
 /// The paths of the attachments' files as seen from the result database.
 QStringList paths_beside_database(const QStringList &file_names)
@@ -36,94 +36,118 @@ QStringList paths_beside_database(const QStringList &file_names)
 
 } // namespace
 
+/// One mbox file while it is read.
+struct gmail_gtakeoutos::open_mbox
+{
+    open_mbox(const QString &path, const log_origin &log_name)
+        : file(path)
+        , origin(log_name)
+    {
+    }
+
+    void log_failed_read(const QString &error) const
+    {
+        log_line({"[start_mbox_parsing] File Read ----FAILED----:", origin}, file.fileName());
+        log_line({"[start_mbox_parsing] Error:", origin}, error);
+    }
+
+    QFile file;
+    log_origin origin;
+    qint64 size = 0;
+    std::optional<mbox_splitter> splitter;
+    std::optional<row_writer> rows;
+    qint64 bytes_parsed_again = 0; ///< since the last message that was stored
+};
+
 void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
 {
     const log_origin origin;
     log_line("[start_mbox_parsing] -Start");
-    QFile mail_file(mbox_path);
-    if (const QString error = source_root.open(mail_file); !error.isEmpty()) {
-        log_line("[start_mbox_parsing] File Open Failed:", mail_file.fileName());
+    open_mbox mbox(mbox_path, origin);
+    if (const QString error = source_root.open(mbox.file); !error.isEmpty()) {
+        log_line("[start_mbox_parsing] File Open Failed:", mbox_path);
         log_line("[start_mbox_parsing] Error:", error);
         return;
     }
-
-    using progress = mbox_splitter::progress;
-    mbox_splitter splitter(mail_file);
-    row_writer rows(destination_db, QString::fromLatin1(insert_query_str),
-                    [&origin](const QString &statement, const QString &error) {
-                        log_line({"Query insert ----FAILED---", origin}, statement);
-                        log_line({"Error:", origin}, error);
-                    });
-    source_file = never_null(source_file_of(mbox_path));
+    mbox.size = mbox.file.size();
+    mbox.splitter.emplace(mbox.file);
+    mbox.rows.emplace(destination_db, QString::fromLatin1(insert_query_str),
+                      [&origin](const QString &statement, const QString &error) {
+                          log_line({"Query insert ----FAILED---", origin}, statement);
+                          log_line({"Error:", origin}, error);
+                      });
+    source_file = source_file_value(virtual_source_path, mbox_path, source_type_internal);
     source_count_name = plugin_static_function::get_source_count_name();
-    qint64 bytes_parsed_again = 0;
-    progress state = progress::reading;
-    const qint64 size = mail_file.size();
-    while (!bool_cancel_extraction.is_set() && state != progress::file_ended && state != progress::read_failed) {
-        bool stored = false;
-        try {
-            state = splitter.read();
-            rows.commit_if_due(splitter.message().size());
-            if (state == progress::reading || state == progress::file_ended || state == progress::read_failed)
-                continue;
-            stored = state == progress::message_complete && store_message(splitter.message(), rows);
-        } catch (const std::bad_alloc &) {
-            state = progress::too_large;
-        }
-        if (state == progress::too_large) {
-            splitter.give_up_message(); // its memory is needed for the lines below
-            clear_fields();
-            log_line("[start_mbox_parsing] File Read ----FAILED----:", mbox_path);
-            log_line("[start_mbox_parsing] Error:", u"A message is too large and left out");
-            continue;
-        }
-        if (stored) {
-            bytes_parsed_again = 0;
-            splitter.drop_message();
-            continue;
-        }
-        if (bool_cancel_extraction.is_set())
-            break;
-        // The failed message is not dropped: the next row is parsed from both together.
-        bytes_parsed_again += splitter.message().size();
-        if (bytes_parsed_again > most_bytes_parsed_again) {
-            log_line("[start_mbox_parsing] ----FAILED---- too many inserts in a row, messages dropped:", mbox_path);
-            clear_fields();
-            splitter.drop_message();
-        }
-    }
-    if (state == progress::read_failed) {
-        log_line("[start_mbox_parsing] File Read ----FAILED----:", mail_file.fileName());
-        log_line("[start_mbox_parsing] Error:", mail_file.errorString());
-    }
-    if (state == progress::file_ended && mail_file.pos() < size) {
-        log_line("[start_mbox_parsing] File Read ----FAILED----:", mail_file.fileName());
-        log_line("[start_mbox_parsing] Error:", u"The file became shorter meanwhile");
-    }
-    finish_rows(rows);
-    mail_file.close();
+    while (!bool_cancel_extraction.is_set() && take_piece(mbox)) {}
+    records.finish(*mbox.rows);
+    mbox.file.close();
     log_line("[start_mbox_parsing] -End");
 }
 
-/// The file's path below the source's root, with a leading "/".
-QString gmail_gtakeoutos::source_file_of(const QString &mbox_path) const
+/// Read on, and store the message when there is one. False at the end of the file.
+bool gmail_gtakeoutos::take_piece(open_mbox &mbox)
 {
-    QString path = mbox_path;
-    if (path.startsWith(virtual_source_path)) {
-        path.remove(0, virtual_source_path.size());
-        if (!path.startsWith(u'/'))
-            path.prepend(u'/');
+    using progress = mbox_splitter::progress;
+    try {
+        const progress state = mbox.splitter->read();
+        mbox.rows->commit_if_due(mbox.splitter->message().size());
+        switch (state) {
+        case progress::reading:
+            return true;
+        case progress::message_complete:
+            take_message(mbox);
+            return true;
+        case progress::too_large:
+            give_up_message(mbox);
+            return true;
+        case progress::file_ended:
+            if (mbox.file.pos() < mbox.size)
+                mbox.log_failed_read(QStringLiteral("The file became shorter meanwhile"));
+            return false;
+        case progress::read_failed:
+            mbox.log_failed_read(mbox.file.errorString());
+            return false;
+        }
+    } catch (const std::bad_alloc &) {
+        give_up_message(mbox);
     }
-    return plugin_static_function::get_final_artifact_source_file(path, QString(), source_type_internal).first;
+    return true;
 }
 
-/// Parse a message and insert its row. False when the insert failed (the fields then keep what they hold), and when the
+void gmail_gtakeoutos::take_message(open_mbox &mbox)
+{
+    if (store_message(mbox.splitter->message(), *mbox.rows)) {
+        mbox.bytes_parsed_again = 0;
+        mbox.splitter->drop_message();
+        return;
+    }
+    if (bool_cancel_extraction.is_set())
+        return;
+    // The failed message is not dropped: the next row is parsed from both together.
+    mbox.bytes_parsed_again += mbox.splitter->message().size();
+    if (mbox.bytes_parsed_again <= max_bytes_parsed_again)
+        return;
+    log_line({"[start_mbox_parsing] ----FAILED---- too many inserts in a row, messages dropped:", mbox.origin},
+             mbox.file.fileName());
+    clear_fields();
+    mbox.splitter->drop_message();
+}
+
+/// Its memory is needed for the lines of the log.
+void gmail_gtakeoutos::give_up_message(open_mbox &mbox)
+{
+    mbox.splitter->give_up_message();
+    clear_fields();
+    mbox.log_failed_read(QStringLiteral("A message is too large and left out"));
+}
+
+/// Parse a message and insert its row. False when the insert failed (the fields then keep their values), and when the
 /// run was cancelled before all of the fields were there.
 bool gmail_gtakeoutos::store_message(const QByteArray &message, row_writer &rows)
 {
     if (!mail_data_start_parsing_plugin(message))
         return false;
-    const bool inserted = insert_row(rows, row_values());
+    const bool inserted = records.insert(rows, row_values());
     if (inserted)
         clear_fields();
     return inserted;
@@ -157,7 +181,7 @@ bool gmail_gtakeoutos::mail_data_start_parsing_plugin(const QByteArray &message)
     const log_span span("[mail_data_start_parsing] -Start", "[mail_data_start_parsing] -End");
     if (QByteArrayView(message).trimmed().isEmpty())
         return true;
-    const mail marked(message, &bool_cancel_extraction);
+    const mail_marks marked(message, &bool_cancel_extraction);
     emlx_to(marked);
     emlx_from(marked);
     emlx_subject(marked);

@@ -13,13 +13,16 @@ class gmail_ios_uid : public extractor_frame
 public:
     using extractor_frame::extractor_frame;
 
+    /// The scheme word of the source records it is for.
     [[nodiscard]] QLatin1StringView os_scheme() const override { return QLatin1StringView("iOS_UID"); }
 
+    /// Kept, as the other settings are; nothing is written.
     void ios_uid_set_destination_location(QString result_dir, QString tmp_dir, QString db_file)
     {
         set_destination_location(result_dir, tmp_dir, db_file);
     }
 
+    /// Kept, never called; stays the host's.
     void ios_uid_set_ios_backup_pointer(ios_uid_backup_parser *backup_parser);
 
 private:

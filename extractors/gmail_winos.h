@@ -11,8 +11,10 @@ class gmail_winos : public extractor_frame
 public:
     using extractor_frame::extractor_frame;
 
+    /// The scheme word of the source records it is for.
     [[nodiscard]] QLatin1StringView os_scheme() const override { return QLatin1StringView("winOS"); }
 
+    /// Kept, as the other settings are; nothing is written.
     void winos_set_destination_location(QString result_dir, QString tmp_dir, QString db_file)
     {
         set_destination_location(result_dir, tmp_dir, db_file);

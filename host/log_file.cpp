@@ -13,13 +13,8 @@ constexpr QByteArrayView end_of_enciphered_piece("<[{()}]>");
 
 bool is_base64(QByteArrayView bytes)
 {
-    for (const char byte : bytes) {
-        const bool known = (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z') ||
-                           (byte >= '0' && byte <= '9') || byte == '+' || byte == '/' || byte == '=';
-        if (!known)
-            return false;
-    }
-    return true;
+    const QByteArray text = QByteArray::fromRawData(bytes.data(), bytes.size());
+    return static_cast<bool>(QByteArray::fromBase64Encoding(text, QByteArray::AbortOnBase64DecodingErrors));
 }
 
 } // namespace

@@ -46,7 +46,7 @@ Extractor *gmail::add_extractor(const char *records_signal, const char *tabs_sig
     return extractor;
 }
 
-/// The order in which extractors are told a setting and in which a source's scheme is looked for.
+/// Order in which settings are passed on and schemes are matched.
 std::array<extractor_frame *, 5> gmail::extractors_in_order() const
 {
     return {macos_obj, ios_uid_obj, winos_obj, gtakeoutos_obj, androidos_obj};
@@ -54,7 +54,7 @@ std::array<extractor_frame *, 5> gmail::extractors_in_order() const
 
 /// Every extractor gets its own copy of the values.
 template <class Operation, class... Values>
-void gmail::tell_every_extractor(Operation operation, const Values &...values)
+void gmail::for_every_extractor(Operation operation, const Values &...values)
 {
     for (extractor_frame *extractor : extractors_in_order())
         std::invoke(operation, extractor, values...);
@@ -77,8 +77,8 @@ void gmail::pub_set_engine_type(int engine_type)
 {
     engine_type_int = engine_type;
     plugin_static_function::set_engine_type(engine_type);
-    tell_every_extractor(&extractor_frame::set_engine_type, engine_type);
-    tell_every_extractor(&extractor_frame::set_plugin_name, pub_get_artifact_name());
+    for_every_extractor(&extractor_frame::set_engine_type, engine_type);
+    for_every_extractor(&extractor_frame::set_plugin_name, pub_get_artifact_name());
 }
 
 QString gmail::pub_get_artifact_name()
@@ -96,12 +96,12 @@ void gmail::set_essentials()
     bool_cancel_extraction.set(false);
     plugin_static_function::set_essentials();
     helper_obj->set_essentials();
-    tell_every_extractor(&extractor_frame::set_essentials);
+    for_every_extractor(&extractor_frame::set_essentials);
 }
 
 void gmail::pub_set_source_count(int source_count)
 {
-    tell_every_extractor(&extractor_frame::set_source_count, source_count);
+    for_every_extractor(&extractor_frame::set_source_count, source_count);
     plugin_static_function::set_source_count(source_count);
 }
 
@@ -113,13 +113,13 @@ void gmail::pub_set_ios_uid_backup_pointer(ios_uid_backup_parser *backup_parser)
 void gmail::pub_set_desktop_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_desktop_info desktop_info)
 {
     plugin_static_function::set_desktop_info(desktop_info);
-    tell_every_extractor(&extractor_frame::set_desktop_info, desktop_info);
+    for_every_extractor(&extractor_frame::set_desktop_info, desktop_info);
 }
 
 void gmail::pub_set_general_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info general_info)
 {
     plugin_static_function::set_general_info(general_info);
-    tell_every_extractor(&extractor_frame::set_general_info, general_info);
+    for_every_extractor(&extractor_frame::set_general_info, general_info);
 }
 
 void gmail::pub_set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_info)
@@ -127,13 +127,13 @@ void gmail::pub_set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_i
     os_scheme_internal = source_info.os_scheme_internal;
     plugin_static_function::set_source_info(source_info);
     helper_obj->set_source_root(evidence_root(source_info.virtual_source_path));
-    tell_every_extractor(&extractor_frame::set_source_info, source_info);
+    for_every_extractor(&extractor_frame::set_source_info, source_info);
 }
 
 void gmail::pub_set_essential_for_talvo_bench_extraction(QStringList tables, QStringList)
 {
     essential_list_QStringList = tables;
-    tell_every_extractor(&extractor_frame::set_essential_for_talvo_bench_extraction, tables);
+    for_every_extractor(&extractor_frame::set_essential_for_talvo_bench_extraction, tables);
 }
 
 void gmail::pub_set_result_directory(QString result_dir)
@@ -157,7 +157,7 @@ void gmail::pub_cancel_extraction()
     bool_cancel_extraction.set(true);
     plugin_static_function::set_cancel_extraction(true);
     helper_obj->set_cancel_extraction(true);
-    tell_every_extractor(&extractor_frame::cancel_extraction);
+    for_every_extractor(&extractor_frame::cancel_extraction);
 }
 
 void gmail::pub_find_source_file()
@@ -176,15 +176,15 @@ void gmail::pub_extract_artifacts()
     log_line("[pub_extract_artifacts] - START");
     Q_EMIT signal_extracted_records_of_plugin_overall(0);
     // The totals go on from where the previous run left them.
-    tell_every_extractor(&extractor_frame::set_plugin_helper_obj, helper_obj);
-    tell_every_extractor(&extractor_frame::set_record_count, records_extracted_qint64);
-    tell_every_extractor(&extractor_frame::set_tab_processed_count, tabs_processed_int);
+    for_every_extractor(&extractor_frame::set_plugin_helper_obj, helper_obj);
+    for_every_extractor(&extractor_frame::set_record_count, records_extracted_qint64);
+    for_every_extractor(&extractor_frame::set_tab_processed_count, tabs_processed_int);
     if (extractor_frame *extractor = extractor_of_scheme({})) {
         if (bool_cancel_extraction.is_set())
             return; // without the final signal and line
         try {
             extractor->extract_artifacts();
-        } catch (const std::bad_alloc &) { // a host would go down with it
+        } catch (const std::bad_alloc &) { // it would take the host down
             log_line("[pub_extract_artifacts] ----FAILED---- not enough memory: the extraction breaks off");
         }
     }

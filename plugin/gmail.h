@@ -9,15 +9,15 @@
 ///
 /// Order of calls of a run: essentials (they reset the state), records and settings, result directory, tables, find,
 /// extract, remove temporaries. Everything runs on the calling thread; `pub_cancel_extraction` may come from another.
-/// No operation reports a failure: failures stand in the debug log only. See docs/host_contract.md.
+/// No operation reports a failure: failures are in the debug log only. See docs/host_contract.md.
 #pragma once
 
+#include "common/cancel_flag.h"
 #include "common/common_records.h"
 
 #include <QFrame>
 #include <QStringList>
 
-#include "common/cancel_flag.h"
 #include <array>
 
 class extractor_frame;
@@ -100,7 +100,7 @@ private:
     Extractor *add_extractor(const char *records_signal, const char *tabs_signal);
     [[nodiscard]] std::array<extractor_frame *, 5> extractors_in_order() const;
     template <class Operation, class... Values>
-    void tell_every_extractor(Operation operation, const Values &...values);
+    void for_every_extractor(Operation operation, const Values &...values);
     extractor_frame *extractor_of_scheme(const log_origin &origin);
 
     void set_destination_location(QString result_dir);

@@ -1,5 +1,5 @@
 /// Every artifact table is a head of four columns, its own columns, and a tail of eight; messages and attachments carry
-/// the columns of the host's viewer besides. The case of the declared types is kept as hosts know it.
+/// the columns of the host's viewer, too. The case of the declared types is kept as hosts know it.
 #include "plugin/result_schema.h"
 
 namespace {

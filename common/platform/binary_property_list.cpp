@@ -34,13 +34,13 @@ private:
 
     bool object_ends(qint64 number, int depth)
     {
-        if (--objects_left < 0 || depth > most_nested_lists)
+        if (--objects_left < 0 || depth > max_nested_lists)
             return false;
         qint64 at = integer_at(table + number * offset_size, offset_size);
         const qint64 marker = integer_at(at++, 1);
         const bool is_dictionary = marker >> 4 == 0xD;
         if (marker >> 4 < 0xA || marker >> 4 > 0xD)
-            return true; // holds no others
+            return true; // contains no others
         qint64 count = marker & 0xF;
         if (count == 0xF) { // the count is an integer of its own
             const qint64 size = qint64(1) << (integer_at(at++, 1) & 0x3);
@@ -59,7 +59,7 @@ private:
     qint64 offset_size;
     qint64 number_size;
     qint64 table;
-    qint64 objects_left = most_unfolded_objects;
+    qint64 objects_left = max_unfolded_objects;
 };
 
 } // namespace

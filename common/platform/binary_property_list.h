@@ -4,9 +4,9 @@
 #include <QByteArrayView>
 
 /// False for a binary property list that unfolds to very many objects or very deep lists. Its lists name their items
-/// by number, and libplist makes an item anew for each list that names it: a few hundred bytes can fill all memory.
-/// True for everything else, also for what is no binary property list.
+/// by number, and libplist makes an item again for each list that names it: a few hundred bytes can fill all memory.
+/// True for everything else, also for what is not a binary property list.
 [[nodiscard]] bool unfolds_moderately(QByteArrayView bytes);
 
-constexpr qint64 most_unfolded_objects = 200 * 1000;
-constexpr int most_nested_lists = 512;
+constexpr qint64 max_unfolded_objects = 200 * 1000;
+constexpr int max_nested_lists = 512;

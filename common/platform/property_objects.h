@@ -2,7 +2,7 @@
 /// answer on macOS (property_objects_foundation.mm), libplist elsewhere (property_objects_portable.cpp).
 ///
 /// Objects are untyped pointers, owned by whoever made them: NSString, NSNumber, NSDictionary and so on, or libplist
-/// nodes. Null is a valid object: nothing. No function fails; each tells for which objects it has an answer.
+/// nodes. Null is a valid object: nothing. No function fails; each says for which objects it has an answer.
 #pragma once
 
 #include <QList>
@@ -38,7 +38,7 @@ private:
 
 [[nodiscard]] kind kind_of(object value);
 
-/// The value of a dictionary; null when there is none or it is no dictionary.
+/// The value of a dictionary; null when there is none or it is not a dictionary.
 [[nodiscard]] object value_for_key(object key, object dictionary);
 
 [[nodiscard]] QString text_of(object text);        ///< empty for other kinds

@@ -26,7 +26,7 @@ plist_t node_of(object value)
 }
 
 /// A date or an integer as libplist writes it into XML. Its functions for their values have 32 bits for a date, and
-/// none that tells a negative integer from one of 2^63 and more.
+/// none that distinguishes a negative integer from one of 2^63 and more.
 QString text_in_xml(object value)
 {
     char *xml = nullptr;
@@ -165,7 +165,7 @@ double number_of(object number)
     }
 }
 
-/// In one walk: libplist finds the item of a number by going through those in front of it.
+/// In one walk: libplist finds the item of a number by going through those before it.
 QList<object> items_of(object list)
 {
     QList<object> items;

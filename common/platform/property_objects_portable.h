@@ -15,7 +15,7 @@ public:
     ~property_list();
     Q_DISABLE_COPY_MOVE(property_list)
 
-    /// The outermost object, usually a dictionary; null when the bytes are no property list or would unfold to
+    /// The outermost object, usually a dictionary; null when the bytes are not a property list or would unfold to
     /// far more than they are.
     [[nodiscard]] object root() const { return node; }
 

@@ -22,7 +22,7 @@ body_files::body_files(const QString &directory, const evidence_root &root, cons
                      [this](const entry &a, const entry &b) { return key_of(a) < key_of(b); });
 }
 
-/// A name with several dots may belong to an id that holds dots, too: each of its dots ends a key.
+/// A name with several dots may belong to an id with dots, too: each of its dots ends a key.
 void body_files::add(const QString &directory, const QString &file_name)
 {
     if (directories.isEmpty() || directories.last() != directory)
@@ -46,7 +46,7 @@ QString body_files::path_of(const QString &message_id) const
     const auto file = std::lower_bound(files.begin(), files.end(), QByteArrayView(key),
                                        [this](const entry &a, QByteArrayView sought) { return key_of(a) < sought; });
     const bool found = file != files.end() && key_of(*file) == QByteArrayView(key);
-    if (!found || QString::fromUtf8(key) != message_id) // an id that UTF-8 cannot hold names no file
+    if (!found || QString::fromUtf8(key) != message_id) // an id that is not valid text names no file
         return {};
     const QByteArrayView name = QByteArrayView(names).sliced(file->name_begin, file->name_size);
     return directories.at(file->directory) + u'/' + QString::fromUtf8(name);

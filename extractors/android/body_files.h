@@ -1,10 +1,11 @@
 /// The body files of an Android source, found by message.
 #pragma once
 
+#include "common/cancel_flag.h"
+
 #include <QByteArray>
 #include <QStringList>
 
-#include "common/cancel_flag.h"
 #include <vector>
 
 class evidence_root;
@@ -33,7 +34,7 @@ private:
     void add(const QString &directory, const QString &file_name);
     [[nodiscard]] QByteArrayView key_of(const entry &file) const;
 
-    QByteArray names; ///< of all files, one behind the other
+    QByteArray names; ///< of all files, one after the other
     QStringList directories;
     std::vector<entry> files; ///< sorted by key, of equal keys the last one first
 };

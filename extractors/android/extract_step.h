@@ -1,104 +1,36 @@
 /// An extract step as a table: what is read, what is written, and which column is made from what.
 ///
-/// A step reads one query of a source database and writes one row per source row. Statements stand as literal text,
-/// since failures log them. What the compiler checks of a step: every placeholder of the insert statement has a column,
-/// and every source column that is read stands in the query.
+/// A step reads one query of a source database and writes rows for each row of it. Statements are literal text, since
+/// failures log them. The compiler checks that every placeholder of the insert statement has a column, and that every
+/// source column that is read is selected.
 #pragma once
 
-#include "extractors/row_writer.h"
-
-#include <QStringList>
-#include <QVariant>
+#include "extractors/android/columns.h"
 
 #include <algorithm>
 #include <array>
-#include <optional>
+#include <memory>
 #include <span>
 #include <string_view>
 
-/// What a value may be made from besides the source column: constants of the step, and what was looked up for the row.
-/// A null text is NULL.
-struct row_context
+class QSqlQuery;
+class source_database;
+class step_runner;
+
+/// What a step looks up for its rows in one source. It lives as long as the source is open.
+class row_look_ups
 {
-    std::optional<QString> account; ///< none until it is needed
-    QString source_file;
-    QString os_scheme_display;
-    QString source_count_name;
+public:
+    row_look_ups() = default;
+    virtual ~row_look_ups() = default;
+    Q_DISABLE_COPY_MOVE(row_look_ups)
 
-    // Mails
-    QString mailbox;
-    QString body_file; ///< relative paths
-    QString attachment_description;
-    QString attachment_preview;
-    QString attachment_exports;
+    /// Fill in the context for a row of the source. The result is the number of rows to write for it.
+    [[nodiscard]] virtual qsizetype fill(const QSqlQuery &row, row_context &context) = 0;
 
-    // Attachments
-    QString cached_file; ///< relative path
-    QString mail_subject;
-    QString mail_snippet;
-
-    // Accounts: the names that each row is paired with, and the one at hand
-    QStringList paired_names;
-    QString pair_source_file; ///< where names come from that are not the row's own
-    QString paired_name;
-    bool pair_matches = false; ///< it is the row's own
+    /// Before each of these is written: what only that one needs.
+    virtual void turn_to(qsizetype number, const QSqlQuery &row, row_context &context);
 };
-
-struct column
-{
-    QString (*value)(const row_context &row, const QVariant &read);
-    const char *source_column = nullptr; ///< what `read` is; null when nothing is read
-    bool is_account = false;             ///< the row needs `row_context::account`
-};
-
-/// The kinds of columns. A NULL in the source stays NULL; what is computed is never NULL.
-namespace columns {
-
-[[nodiscard]] QString text_of(const QVariant &read);
-
-consteval column text(const char *source_column)
-{
-    return {[](const row_context &, const QVariant &read) { return text_of(read); }, source_column};
-}
-
-[[nodiscard]] QString seconds_of(const QVariant &milliseconds);
-
-/// Milliseconds since the epoch, as seconds cut towards zero; blank stays empty, other text is 0.
-consteval column seconds(const char *source_column)
-{
-    return {[](const row_context &, const QVariant &read) { return seconds_of(read); }, source_column};
-}
-
-[[nodiscard]] QString yes_no_of(const QVariant &flag);
-
-/// "YES" for exactly 1, "NO" for everything else.
-consteval column yes_no(const char *source_column)
-{
-    return {[](const row_context &, const QVariant &read) { return yes_no_of(read); }, source_column};
-}
-
-[[nodiscard]] QString google_time_of(const QVariant &microseconds);
-
-/// Microseconds since 1601 as seconds since the epoch.
-consteval column google_time(const char *source_column)
-{
-    return {[](const row_context &, const QVariant &read) { return google_time_of(read); }, source_column};
-}
-
-/// A value of the row's context.
-template <auto member>
-consteval column from_context()
-{
-    return {[](const row_context &row, const QVariant &) { return row.*member; }};
-}
-
-inline constexpr column account = {
-    [](const row_context &row, const QVariant &) { return row.account.value_or(QString()); }, nullptr, true};
-inline constexpr column source_file = from_context<&row_context::source_file>();
-inline constexpr column os_scheme_display = from_context<&row_context::os_scheme_display>();
-inline constexpr column source_count_name = from_context<&row_context::source_count_name>();
-
-} // namespace columns
 
 class extract_step
 {
@@ -108,14 +40,16 @@ public:
     /// How the line of a source that cannot be opened goes on.
     enum class open_failure { bare, with_path };
 
-    /// `paired_column`: each row is written once per name of a list; a name that equals this column is the row's own.
+    /// Makes the look-ups of a step; null for a step that looks up nothing.
+    using look_up_maker = std::unique_ptr<row_look_ups> (*)(const source_database &source, step_runner &runner);
+
     template <std::size_t count>
     consteval extract_step(const char *select_statement, const char *insert_statement, const column (&values)[count],
-                           const char *paired_column_name = nullptr, open_failure wording = open_failure::bare)
+                           look_up_maker maker = nullptr, open_failure wording = open_failure::bare)
         : select(select_statement)
         , insert(insert_statement)
         , columns(values)
-        , paired_position(paired_column_name ? position_of(paired_column_name) : -1)
+        , make_look_ups(maker)
         , open_failure_wording(wording)
         , uses_account(std::ranges::any_of(values, &column::is_account))
     {
@@ -144,11 +78,25 @@ public:
         throw "a source column is not selected";
     }
 
+    /// The values of a row to write, in the order of the insert statement's placeholders.
+    [[nodiscard]] QStringList values_of(const QSqlQuery &row, const row_context &context) const;
+
     const char *select;
     const char *insert;
     std::span<const column> columns;
-    int paired_position;                         ///< -1 without a paired column
-    std::array<int, max_columns> positions = {}; ///< of the columns in the rows of the query, -1 where nothing is read
+    look_up_maker make_look_ups;
     open_failure open_failure_wording;
     bool uses_account;
+
+private:
+    std::array<int, max_columns> positions = {}; ///< of the columns in the rows of the query, -1 where nothing is read
 };
+
+/// The steps, one file for each table of the result.
+extern const extract_step mail_step;             ///< mails.cpp: mails of the provider database
+extern const extract_step store_mail_step;       ///< mails.cpp: mails of the accounts' mail stores
+extern const extract_step attachment_step;       ///< attachments.cpp: attachments of the provider database
+extern const extract_step store_attachment_step; ///< attachments.cpp: attachments of the accounts' mail stores
+extern const extract_step mailbox_step;          ///< mailboxes.cpp
+extern const extract_step account_step;          ///< accounts.cpp
+extern const extract_step cookie_step;           ///< cookies.cpp

@@ -12,8 +12,8 @@ constexpr QByteArrayView body_end("==");
 
 /// For each entry the index of the first entry that begins with it: where its text occurs first in the message.
 ///
-/// In sorted order the entries that begin with an entry stand directly behind it, as a tree written from its root down:
-/// going backwards, each entry takes the smallest index of the subtrees behind it and closes them.
+/// In sorted order the entries that begin with an entry come directly after it, as a tree written from its root down:
+/// going backwards, each entry takes the smallest index of the subtrees after it and closes them.
 std::vector<std::size_t> first_occurrences(const std::vector<mail_attachments::parameter> &entries)
 {
     const std::size_t count = entries.size();
@@ -35,7 +35,7 @@ std::vector<std::size_t> first_occurrences(const std::vector<mail_attachments::p
         }
         behind_subtree[place] = next;
     }
-    // Of equal entries only the first in sorted order has all the others behind it.
+    // Of equal entries only the first in sorted order has all the others after it.
     for (std::size_t place = 1; place < count; ++place) {
         if (entries[sorted[place]].text == entries[sorted[place - 1]].text)
             first[sorted[place]] = first[sorted[place - 1]];
@@ -43,7 +43,7 @@ std::vector<std::size_t> first_occurrences(const std::vector<mail_attachments::p
     return first;
 }
 
-/// Without white space at the end, as QString::trimmed takes it: that of Unicode. (At its beginning stands a mark.)
+/// Without white space at the end, as QString::trimmed takes it: that of Unicode. (It begins with a mark.)
 QByteArrayView without_blanks_behind(QByteArrayView text)
 {
     while (!text.isEmpty()) {
@@ -51,7 +51,7 @@ QByteArrayView without_blanks_behind(QByteArrayView text)
         while (begin_of_last > 0 && (static_cast<uchar>(text[begin_of_last]) & 0xC0) == 0x80)
             --begin_of_last; // a byte inside a UTF-8 sequence
         const QByteArrayView last = text.sliced(begin_of_last);
-        // (Alone, a byte order mark would be dropped. It is no white space.)
+        // (Alone, a byte order mark would be dropped. It is not white space.)
         if (last == QByteArrayView("\xEF\xBB\xBF") || !QString::fromUtf8(last).trimmed().isEmpty())
             break;
         text.truncate(begin_of_last);
@@ -61,7 +61,7 @@ QByteArrayView without_blanks_behind(QByteArrayView text)
 
 } // namespace
 
-parameter_list parameters(const mail &message)
+parameter_list parameters(const mail_marks &message)
 {
     parameter_list list;
     rising_search line_feeds(message.bytes, "\n");
@@ -71,7 +71,7 @@ parameter_list parameters(const mail &message)
     for (const qsizetype begin : message.file_names) {
         if (message.is_cancelled())
             break;
-        if (list.entries.size() >= most_of_a_message) {
+        if (list.entries.size() >= max_of_message) {
             ++list.left_out_of_message;
             continue;
         }
@@ -79,9 +79,9 @@ parameter_list parameters(const mail &message)
         const qsizetype end = line_feed < 0 ? message.bytes.size() : line_feed;
         taken_of_line = end == end_of_last ? taken_of_line + 1 : 1;
         end_of_last = end;
-        if (taken_of_line > always_taken_of_a_line) {
+        if (taken_of_line > min_of_line) {
             characters_of_others += end - begin;
-            if (characters_of_others > most_characters_of_others) {
+            if (characters_of_others > max_characters_of_others) {
                 ++list.left_out;
                 continue;
             }
@@ -91,7 +91,7 @@ parameter_list parameters(const mail &message)
     return list;
 }
 
-std::vector<QByteArrayView> bodies(const mail &message, const std::vector<parameter> &entries)
+std::vector<QByteArrayView> bodies(const mail_marks &message, const std::vector<parameter> &entries)
 {
     const std::vector<std::size_t> first = first_occurrences(entries);
 
@@ -104,7 +104,7 @@ std::vector<QByteArrayView> bodies(const mail &message, const std::vector<parame
         const qsizetype end = blank_line < 0 ? -1 : ends.at_or_behind(blank_line);
         if (end >= 0)
             found[i] = message.bytes.sliced(blank_line, end - blank_line);
-        found[i] = found[first[i]]; // never behind i
+        found[i] = found[first[i]]; // never after i
     }
     return found;
 }

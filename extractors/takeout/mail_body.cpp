@@ -38,7 +38,7 @@ void replace_all(QString &text, QStringView sought, QStringView replacement)
 
 } // namespace
 
-QByteArrayView bytes_before_xml(const mail &message)
+QByteArrayView bytes_before_xml(const mail_marks &message)
 {
     const qsizetype empty_line = find_bytes(message.bytes, "\n\n");
     const qsizetype xml = find_bytes(message.bytes, "<?xml", empty_line);
@@ -46,7 +46,7 @@ QByteArrayView bytes_before_xml(const mail &message)
                                                     : QByteArrayView();
 }
 
-QByteArrayView first_paragraph(const mail &message)
+QByteArrayView first_paragraph(const mail_marks &message)
 {
     const qsizetype blank_line = find_bytes(message.bytes, blank_line_mark, message.content_types.front());
     if (!is_found(blank_line))
@@ -56,7 +56,7 @@ QByteArrayView first_paragraph(const mail &message)
     return end < 0 ? QByteArrayView() : message.bytes.sliced(begin, end - begin);
 }
 
-std::vector<plain_part> plain_parts(const mail &message)
+std::vector<plain_part> plain_parts(const mail_marks &message)
 {
     std::vector<plain_part> parts;
     rising_search semicolons(message.bytes, ";");
@@ -67,7 +67,7 @@ std::vector<plain_part> plain_parts(const mail &message)
         if (message.is_cancelled())
             break;
         if (content_type < position)
-            continue; // inside the header before it, whose type runs to the ";" behind this one
+            continue; // inside the header before it, whose type runs to the ";" after this one
         const qsizetype semicolon = semicolons.at_or_behind(content_type);
         if (!is_found(content_type) || semicolon < 0)
             break;

@@ -1,7 +1,7 @@
 /// The readable text of a message, cut out by fixed marks.
 #pragma once
 
-#include "extractors/takeout/mail.h"
+#include "extractors/takeout/mail_marks.h"
 
 #include <QString>
 
@@ -14,11 +14,11 @@ namespace mail_body {
 }
 
 /// The text of a message without any "Content-Type: ": from the first empty line (bare line feeds) to the next "<?xml".
-[[nodiscard]] QByteArrayView bytes_before_xml(const mail &message);
+[[nodiscard]] QByteArrayView bytes_before_xml(const mail_marks &message);
 
-/// The first paragraph of a single-part message with a "Content-Type: ": what stands between the first blank line
-/// behind that header and the next one. Blank lines are those of CRLF files. Null when one of them is missing.
-[[nodiscard]] QByteArrayView first_paragraph(const mail &message);
+/// The first paragraph of a single-part message with a "Content-Type: ": the text between the first blank line
+/// after that header and the next one. Blank lines are those of CRLF files. Null when one of them is missing.
+[[nodiscard]] QByteArrayView first_paragraph(const mail_marks &message);
 
 /// One text/plain part of a multipart message.
 struct plain_part
@@ -29,7 +29,7 @@ struct plain_part
 
 /// The text/plain parts, in order. The type is compared whole ("Content-Type: text/plain" or "TEXT/PLAIN", up to the
 /// ";"), and a boundary is one that begins with "------=".
-[[nodiscard]] std::vector<plain_part> plain_parts(const mail &message);
+[[nodiscard]] std::vector<plain_part> plain_parts(const mail_marks &message);
 
 /// A few quoted-printable sequences replaced (curly quotes, the dash, soft line breaks of bare line feeds), then
 /// percent escapes decoded. Everything else stays as it is.

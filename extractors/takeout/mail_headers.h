@@ -1,10 +1,10 @@
 /// To, From, Subject, Cc and Date of a message, as texts.
 ///
-/// A header is found by its mark (see mail.h) and is the bytes up to the next line feed. These functions take the text
-/// of that line and know nothing of the message.
+/// A header is found by its mark (see mail_marks.h) and is the bytes up to the next line feed. These functions take the
+/// text of that line and know nothing of the message.
 #pragma once
 
-#include "extractors/takeout/mail.h"
+#include "extractors/takeout/mail_marks.h"
 
 #include <QString>
 
@@ -19,10 +19,10 @@ struct line
 };
 [[nodiscard]] line line_at(QByteArrayView message, qsizetype begin);
 
-/// `text` without `name` in front.
+/// `text` without `name` at its beginning.
 [[nodiscard]] QString without_name(QString text, QLatin1StringView name);
 
-/// A recipient line with its continuation. A line that holds a comma takes in the line that follows, whatever it is;
+/// A recipient line with its continuation. A line with a comma takes in the line that follows, any line;
 /// then one more for as long as the text ends in a comma. A line without a comma is never continued, and a text that
 /// ends in a carriage return does not end in a comma. `next_line` gives one line more and is false at the end of the
 /// message.
@@ -37,15 +37,15 @@ template <class NextLine>
 
 /// The recipients' names: the text is cut at every "," and "<", empty pieces are dropped, and every second piece is
 /// kept, joined by ",". Well-formed lists of "Name <address>" so give the names; an entry without a name shifts the
-/// pairing of those behind it.
+/// pairing of those after it.
 [[nodiscard]] QString recipient_names(const QString &recipients);
 
 /// The sender's name: cut at "<", every second piece trimmed and kept, joined by nothing.
 [[nodiscard]] QString sender_name(const QString &sender);
 
-/// Seconds since the epoch, UTC, of a date text such as "Mon, 5 Jan 2015 10:11:12 +0530": the wall-clock time in front
-/// of the first "+" (else the first "-") less the offset of hours and minutes behind it. 0 for every text in another
-/// layout, whatever its offset.
+/// Seconds since the epoch, UTC, of a date text such as "Mon, 5 Jan 2015 10:11:12 +0530": the wall-clock time before
+/// the first "+" (else the first "-") less the offset of hours and minutes after it. 0 for every text in another
+/// layout, with any offset.
 [[nodiscard]] qint64 epoch_of_date(const QString &date_text);
 
 } // namespace mail_headers

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr qsizetype longest_separator_mark = 8; // "From " behind a byte order mark
+constexpr qsizetype max_separator_mark = 8; // bytes: "From " after a byte order mark
 
 /// Memory kept for the next message; what a larger one needed is given back.
 constexpr qsizetype kept_capacity = 8 * 1024 * 1024;
@@ -20,10 +20,10 @@ QByteArrayView first_line(QByteArrayView lines)
     return line_feed < 0 ? lines : lines.first(line_feed + 1);
 }
 
-/// A byte order mark is gone once the line is text, so a separator behind one counts.
+/// A byte order mark is gone once the line is text, so a separator after one counts.
 bool is_separator(QByteArrayView line)
 {
-    switch (line.front()) { // tells nearly every line off
+    switch (line.front()) { // rules out nearly every line
     case 'F':
         return line.startsWith("From ");
     case '\xEF':
@@ -63,14 +63,15 @@ mbox_splitter::mbox_splitter(QIODevice &mail_file)
     block.resize(block_size);
 }
 
-/// Read behind the bytes that are not taken in yet, moved to the front; false when the device has nothing more.
+/// Move the bytes that are not taken in yet to the beginning of the block and read on after them; false when the device
+/// has nothing more.
 bool mbox_splitter::fill()
 {
     std::copy(block.cbegin() + at, block.cbegin() + filled, block.begin());
     filled -= at;
     at = 0;
     if (block.size() > block_size && filled < block_size / 2) {
-        block.resize(block_size); // the long line is through
+        block.resize(block_size); // the long line has ended
         block.squeeze();
     }
     if (block.size() < filled + block_size / 2)
@@ -88,12 +89,12 @@ bool mbox_splitter::fill()
     return !device_ended;
 }
 
-/// Where the long line in the block can be cut so that its pieces are converted as the whole would be: between two
-/// ASCII bytes. 0 when there is no such place behind the mark of a separator.
+/// A position at which the long line can be cut without changing how its bytes are converted: between two
+/// ASCII bytes. 0 when there is no such place after the mark of a separator.
 qsizetype mbox_splitter::end_of_piece() const
 {
     const auto is_ascii = [this](qsizetype place) { return static_cast<uchar>(block.at(place)) < 0x80; };
-    for (qsizetype end = filled - 1; end > longest_separator_mark; --end) {
+    for (qsizetype end = filled - 1; end > max_separator_mark; --end) {
         if (is_ascii(end - 1) && is_ascii(end))
             return end;
     }
@@ -116,7 +117,7 @@ mbox_splitter::progress mbox_splitter::read()
     inside_line = !at_separator && lines.back() != '\n';
     const bool complete = inside_message && at_separator;
     inside_message = inside_message || at_separator;
-    if (!complete && message_buffer.size() > largest_message)
+    if (!complete && message_buffer.size() > max_message)
         return progress::too_large;
     return complete ? progress::message_complete : progress::reading;
 }

@@ -1,7 +1,7 @@
 /// Cuts an mbox file into messages.
 ///
 /// A message begins at a line that starts with "From " (case-sensitive, first column) and ends before the next such
-/// line, wherever it stands: body lines are not quoted or counted. What lies before the first such line is thrown away.
+/// line, wherever it is: body lines are not quoted or counted. Anything before the first such line is ignored.
 /// Only a further separator completes a message, so the last message of a file is never given out.
 #pragma once
 
@@ -24,8 +24,8 @@ public:
     /// `mail_file` is open for reading, unbuffered, and outlives the splitter.
     explicit mbox_splitter(QIODevice &mail_file);
 
-    /// Take in at most one block of the file (about `block_size` bytes; more of a longer line only when it is so far
-    /// from text that it cannot be cut).
+    /// Take in at most one block of the file (about `block_size` bytes; more of a longer line only if
+    /// it has no two adjacent ASCII bytes to cut at).
     progress read();
 
     /// The message so far, beginning with its separator line, line ends as in the file. Each line has made the journey
@@ -34,12 +34,12 @@ public:
 
     void drop_message();
 
-    /// Throw away the message so far and whatever follows up to the next separator.
+    /// Throw away the message so far and everything up to the next separator.
     void give_up_message();
 
     static constexpr qsizetype block_size = 256 * 1024;
     /// No mail is as large as this; what is worked on takes several times as much memory.
-    static constexpr qsizetype largest_message = qsizetype(2) * 1024 * 1024 * 1024;
+    static constexpr qsizetype max_message = qsizetype(2) * 1024 * 1024 * 1024;
 
 private:
     bool fill();
@@ -50,7 +50,7 @@ private:
     QByteArray block;           // raw bytes of the file ...
     qsizetype at = 0;           // ... those before are taken in
     qsizetype end_of_lines = 0; // ... whole lines end here, or a piece of a long one
-    qsizetype filled = 0;       // ... those behind are not read yet
+    qsizetype filled = 0;       // ... those after it are not read yet
     bool device_ended = false;
     bool device_failed = false;
     bool inside_message = false;

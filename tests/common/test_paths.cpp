@@ -3,6 +3,7 @@
 #include "common/media_extensions.h"
 #include "common/plugin_helper_functions.h"
 #include "common/plugin_static_function.h"
+#include "extractors/android/working_copies.h"
 #include "tests/support/support.h"
 
 #include <QDir>
@@ -344,6 +345,18 @@ void test_paths::working_copies()
     QCOMPARE(helper.get_adhoc_path_for_regular_file(source), QString(adhoc + u"2_x.db"));
     QVERIFY(!QFile::exists(adhoc + u"2_x.db-wal"));
     QCOMPARE(helper.get_adhoc_path_for_database(QStringLiteral(" ")), QString());
+
+    // Those of a step are gone with it, however it ends.
+    QString of_step;
+    try {
+        ::working_copies copies(helper);
+        of_step = copies.path_of(source);
+        QCOMPARE(copies.path_of(source), of_step);
+        QVERIFY(QFile::exists(of_step) && QFile::exists(of_step + u"-wal"));
+        throw std::bad_alloc();
+    } catch (const std::bad_alloc &) {
+        QVERIFY(!QFile::exists(of_step) && !QFile::exists(of_step + u"-wal"));
+    }
 
     // What cannot be copied is logged; the path is returned all the same. Without a folder there is no copy.
     const log_capture log;

@@ -1,5 +1,5 @@
 /// Rows as `row_writer` stores them, beside those of a plain QSqlQuery with the same texts bound one by one.
-#include "extractors/row_writer.h"
+#include "extractors/rows/row_writer.h"
 #include "tests/support/support.h"
 
 #include <QSqlQuery>

@@ -1,8 +1,8 @@
 /// The parsers of a message once more, slow and plain: each mark by a search of its own from the start of the message.
 #pragma once
 
-#include "extractors/takeout/mail.h"
 #include "extractors/takeout/mail_attachments.h"
+#include "extractors/takeout/mail_marks.h"
 
 #include <QDateTime>
 #include <QStringList>
@@ -10,7 +10,7 @@
 /// The first mark that `mail` finds elsewhere than a plain search does; null when there is none.
 [[nodiscard]] inline const char *mark_found_elsewhere(const QByteArray &bytes)
 {
-    const mail found(bytes);
+    const mail_marks found(bytes);
     const std::pair<qsizetype, const char *> marks[] = {
         {found.to, "\nTo: "},
         {found.from, "From: "},

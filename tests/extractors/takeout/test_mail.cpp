@@ -1,9 +1,9 @@
 /// The parsers of one message: marks, header fields, body, attachments, base64.
 #include "common/base64.h"
-#include "extractors/takeout/mail.h"
 #include "extractors/takeout/mail_attachments.h"
 #include "extractors/takeout/mail_body.h"
 #include "extractors/takeout/mail_headers.h"
+#include "extractors/takeout/mail_marks.h"
 #include "tests/support/slow_mail.h"
 
 #include <QDateTime>
@@ -233,7 +233,7 @@ void test_mail::plain_parts()
                              "Content-Type: text/plainer; x\r\n\r\nno\r\n\r\n------=_a\r\n"
                              "Content-Type: TEXT/PLAIN ; x\r\n\r\ntwo\r\n\r\n------=_a\r\n"
                              "Content-Type: text/plain;\r\n\r\nunended";
-    const mail message(bytes);
+    const mail_marks message(bytes);
     QStringList texts;
     for (const mail_body::plain_part &part : mail_body::plain_parts(message))
         texts.append(part.body.isNull() ? QStringLiteral("none") : QString::fromUtf8(part.body));
@@ -288,7 +288,7 @@ void test_mail::entries_end_as_trimmed_texts_do()
         const QByteArray line =
             "filename=" + random_text(random, {"\xEF\xBB\xBF", "\xC2\xA0", "\xC2\x85", "\xE3\x80\x80", "\xE2\x80\x8B",
                                                " ", "\t", "\r", "\f", "a", "\xC3\xA4"});
-        const mail message(line);
+        const mail_marks message(line);
         QCOMPARE(mail_attachments::parameters(message).entries.front().text.toByteArray(),
                  QString::fromUtf8(line).trimmed().toUtf8());
     }
@@ -296,9 +296,9 @@ void test_mail::entries_end_as_trimmed_texts_do()
 
 void test_mail::attachments_of_one_message_stay_bounded()
 {
-    const qsizetype most = qsizetype(mail_attachments::most_of_a_message);
+    const qsizetype most = qsizetype(mail_attachments::max_of_message);
     const QByteArray bytes = 'x' + QByteArray("filename=a\r\n").repeated(most + 7);
-    const mail_attachments::parameter_list list = mail_attachments::parameters(mail(bytes));
+    const mail_attachments::parameter_list list = mail_attachments::parameters(mail_marks(bytes));
     QCOMPARE(qsizetype(list.entries.size()), most);
     QCOMPARE(list.left_out_of_message, qsizetype(7));
     QCOMPARE(list.left_out, qsizetype(0));
@@ -308,7 +308,7 @@ void test_mail::given_up_when_cancelled()
 {
     cancel_flag cancelled;
     cancelled.set(true);
-    const mail message("x\nTo: a\nContent-Type: text/plain;\r\n\r\nfilename=a\r\n\r\nQQ==", &cancelled);
+    const mail_marks message("x\nTo: a\nContent-Type: text/plain;\r\n\r\nfilename=a\r\n\r\nQQ==", &cancelled);
     QVERIFY(message.is_cancelled());
     QCOMPARE(message.to, qsizetype(-1));
     QVERIFY(message.file_names.empty() && mail_body::plain_parts(message).empty());
@@ -318,7 +318,7 @@ void test_mail::attachment_bodies()
 {
     const QByteArray bytes = "x filename=\"a\"\r\n\r\nQQ==\r\nfilename=\"b\"; filename=c\xE2\x80\x83\xC2\xA0 "
                              "\r\n\r\nQg\r\nfilename=\"a\"\r\n\r\nQw==";
-    const mail message(bytes);
+    const mail_marks message(bytes);
     const std::vector<mail_attachments::parameter> entries = mail_attachments::parameters(message).entries;
     QCOMPARE(texts_of(entries),
              QStringList({QStringLiteral("filename=\"a\""), QStringLiteral("filename=\"b\"; filename=c"),
@@ -339,7 +339,7 @@ void test_mail::attachment_bodies_are_those_of_a_plain_search()
         const QByteArray bytes =
             'x' + random_text(random, {"filename=", "filename=a", "filename=ab", "\n", "\r\n", "\r\n\r\n", "==", "=",
                                        "a", "b", " ", "\"", "\xC3\xA4", "QUJD"});
-        const mail message(bytes);
+        const mail_marks message(bytes);
         const std::vector<mail_attachments::parameter> entries = mail_attachments::parameters(message).entries;
         const std::vector<QByteArrayView> bodies = mail_attachments::bodies(message, entries);
         for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -353,11 +353,11 @@ void test_mail::attachment_bodies_are_those_of_a_plain_search()
 void test_mail::one_line_of_many_names_stays_bounded()
 {
     const QByteArray bytes = 'x' + QByteArray("filename=").repeated(100000) + "\nfilename=real\r\n\r\nQQ==";
-    const mail_attachments::parameter_list list = mail_attachments::parameters(mail(bytes));
+    const mail_attachments::parameter_list list = mail_attachments::parameters(mail_marks(bytes));
     qsizetype size = 0;
     for (const mail_attachments::parameter &entry : list.entries)
         size += entry.text.size();
-    QVERIFY(size <= mail_attachments::most_characters_of_others + 5 * bytes.size());
+    QVERIFY(size <= mail_attachments::max_characters_of_others + 5 * bytes.size());
     QCOMPARE(list.left_out, 100001 - qsizetype(list.entries.size()));
     QCOMPARE(list.entries.back().text.toByteArray(), QByteArray("filename=real")); // others do not suffer
 }

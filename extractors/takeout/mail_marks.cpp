@@ -1,4 +1,4 @@
-#include "extractors/takeout/mail.h"
+#include "extractors/takeout/mail_marks.h"
 
 #include <cstring>
 
@@ -48,9 +48,9 @@ qsizetype rising_search::at_or_behind(qsizetype position)
     return hit;
 }
 
-/// Every mark of a header holds ": ", and a colon is rare (base64 has none): the search goes from colon to colon. In
+/// Every mark of a header contains ": ", and a colon is rare (base64 has none): the search goes from colon to colon. In
 /// the same way "filename=" is found by its rare "=".
-mail::mail(QByteArrayView message_bytes, const cancel_flag *cancelled)
+mail_marks::mail_marks(QByteArrayView message_bytes, const cancel_flag *cancelled)
     : bytes(message_bytes)
     , flag(cancelled)
 {
@@ -67,7 +67,7 @@ mail::mail(QByteArrayView message_bytes, const cancel_flag *cancelled)
     }
 }
 
-void mail::note_header_mark(qsizetype colon)
+void mail_marks::note_header_mark(qsizetype colon)
 {
     if (colon == 0 || colon + 1 == bytes.size() || bytes[colon + 1] != ' ')
         return;
@@ -76,7 +76,7 @@ void mail::note_header_mark(qsizetype colon)
     const auto begin_of = [colon](QByteArrayView name) { return colon - name.size(); };
     const auto ends_with = [before](QByteArrayView name) { return before.endsWith(name); };
 
-    switch (before.back()) { // one comparison tells most colons off
+    switch (before.back()) { // one comparison rules out most colons
     case 'o':
         if (ends_with("\nTo"))
             note_first(to, begin_of("\nTo"));
@@ -108,7 +108,7 @@ void mail::note_header_mark(qsizetype colon)
     }
 }
 
-void mail::note_content_type(qsizetype begin, QByteArrayView value)
+void mail_marks::note_content_type(qsizetype begin, QByteArrayView value)
 {
     content_types.push_back(begin);
     if (value.startsWith("multipart"))
@@ -117,7 +117,7 @@ void mail::note_content_type(qsizetype begin, QByteArrayView value)
         note_first(plain_text, begin);
 }
 
-void mail::note_transfer_encoding(qsizetype begin, QByteArrayView value)
+void mail_marks::note_transfer_encoding(qsizetype begin, QByteArrayView value)
 {
     if (value.startsWith("base64")) {
         note_first(base64_lower, begin);

@@ -1,25 +1,26 @@
-/// One message, and where in it the marks lie that its parsers go by.
+/// One message, and where in it the marks are that its parsers look for.
 #pragma once
+
+#include "common/cancel_flag.h"
 
 #include <QByteArrayView>
 
-#include "common/cancel_flag.h"
 #include <vector>
 
 /// The parsers do not read a message's structure: each looks for fixed marks anywhere in it, body included, and the
 /// first one wins. All marks are found in one pass, so that no parser searches the whole message again.
 ///
 /// Positions are byte offsets, -1 when there is no such mark. Parsers take a mark at position 0 as not found.
-struct mail
+struct mail_marks
 {
-    /// The parsers give up early, with whatever they have found, once `cancelled` is true.
-    explicit mail(QByteArrayView message_bytes, const cancel_flag *cancelled = nullptr);
+    /// The parsers give up early, with what they have found so far, once `cancelled` is true.
+    explicit mail_marks(QByteArrayView message_bytes, const cancel_flag *cancelled = nullptr);
 
     [[nodiscard]] bool is_cancelled() const { return flag && flag->is_set(); }
 
     QByteArrayView bytes;
 
-    qsizetype to = -1; ///< of the line feed in front of "To: "
+    qsizetype to = -1; ///< of the line feed before "To: "
     qsizetype from = -1;
     qsizetype subject = -1;
     qsizetype cc = -1;
@@ -28,7 +29,7 @@ struct mail
     qsizetype plain_text = -1;   ///< "Content-Type: text/plain"
     qsizetype base64_lower = -1; ///< "Content-Transfer-Encoding: base64"
     qsizetype base64_upper = -1; ///< "Content-Transfer-Encoding: BASE64"
-    /// The same, with a line feed and "Content-Type: text/plain;" ("... TEXT/PLAIN;") directly behind.
+    /// The same, with a line feed and "Content-Type: text/plain;" ("... TEXT/PLAIN;") directly after.
     qsizetype base64_plain_lower = -1;
     qsizetype base64_plain_upper = -1;
     std::vector<qsizetype> content_types; ///< every "Content-Type: ", in order
@@ -52,7 +53,7 @@ public:
     {
     }
 
-    /// The first occurrence at or behind `position`, or -1. Positions of successive calls never fall.
+    /// The first occurrence at or after `position`, or -1. Positions of successive calls never fall.
     qsizetype at_or_behind(qsizetype position);
 
 private:
@@ -61,5 +62,5 @@ private:
     qsizetype hit = -2; // not searched yet
 };
 
-/// First occurrence of `sought` in `text` at or behind `position`, or -1.
+/// First occurrence of `sought` in `text` at or after `position`, or -1.
 [[nodiscard]] qsizetype find_bytes(QByteArrayView text, QByteArrayView sought, qsizetype position = 0);

@@ -1,56 +1,13 @@
-/// Inserts rows into a table of the result database: one prepared statement, rows committed in batches, none lost.
+/// Inserts rows into a table of the result database: rows committed in batches, none lost.
 ///
 /// A row is a list of texts, in the order of the statement's placeholders; a null text is NULL, an empty one is not.
 #pragma once
 
+#include "extractors/rows/insert_statement.h"
+
 #include <QElapsedTimer>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
-#include <QStringList>
 
 #include <functional>
-#include <vector>
-
-/// What the program computes is never NULL: an empty text for a null one.
-[[nodiscard]] QString never_null(const QString &text);
-
-/// A prepared insert statement. Texts are not bound one by one, which costs several times what the insert does:
-///
-/// - a short text is bound once, as a value that is asked for its text when the statement is executed;
-/// - a constant stays bound;
-/// - a long text is bound as UTF-8, which SQLite takes as it is: a body in two columns is not converted twice.
-class insert_statement
-{
-public:
-    insert_statement(const QSqlDatabase &db, QString statement);
-
-    /// Insert one row. A statement that cannot be prepared is executed all the same: the error of the execution is the
-    /// one that log lines are known for. It is prepared again for the next row, as a locked database may be let go.
-    [[nodiscard]] bool execute(const QStringList &row);
-
-    /// As it was given, without the casts for UTF-8.
-    [[nodiscard]] const QString &statement() const { return text; }
-    /// Of the last execution.
-    [[nodiscard]] QString error() const { return query.lastError().text(); }
-
-private:
-    enum class binding : char { nothing, null, constant, late, direct };
-
-    void prepare(qsizetype columns);
-    void bind(std::size_t column, const QString &value);
-    void bind_long(std::size_t column, const QString &value);
-    void bind_short(std::size_t column, const QString &value);
-
-    QString text;
-    QSqlQuery query;
-    bool takes_bytes = false; ///< the database keeps texts as UTF-8
-    bool prepared = false;
-    std::vector<QString> values; ///< short ones, of the last rows; late bindings read them in their places
-    std::vector<binding> bindings;
-    const QChar *converted = nullptr; ///< where a long text of the row stands ...
-    QByteArray bytes;                 ///< ... and what it is as UTF-8; null when that cannot be bound
-};
 
 /// Rows that were inserted but not committed, packed into one block of memory that is used again and again.
 class waiting_rows
@@ -73,7 +30,7 @@ private:
     };
 
     std::vector<char16_t> characters_of_all;
-    std::vector<packed_text> texts; ///< of all rows, one behind the other
+    std::vector<packed_text> texts; ///< of all rows, one after the other
     qsizetype columns = 0;
 };
 

@@ -1,0 +1,26 @@
+#include "extractors/android/android_source.h"
+
+#include "extractors/rows/texts.h"
+
+QString android_source::relative_path(const QString &path) const
+{
+    return path_below(virtual_source_path, path);
+}
+
+QString android_source::source_file_of(const QString &path) const
+{
+    return source_file_value(virtual_source_path, path, source_type_internal);
+}
+
+QString android_source::cached_attachment_path(const QString &attachment_id) const
+{
+    return relative_path(QString(attachment_cache_dir_path + attachment_id).trimmed());
+}
+
+void android_source::forget_paths()
+{
+    for (QString *path : {&provider_db_path, &warm_accounts_path, &unified_email_path, &body_dir_path,
+                          &attachment_cache_dir_path, &cookie_store_path})
+        path->clear();
+    mail_store_paths.clear();
+}

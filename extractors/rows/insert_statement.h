@@ -1,0 +1,46 @@
+/// An insert statement that is prepared once and executed for many rows.
+#pragma once
+
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QStringList>
+
+#include <vector>
+
+/// A prepared insert statement. Texts are not bound one by one, which costs several times what the insert does:
+///
+/// - a short text is bound once, as a value that is asked for its text when the statement is executed;
+/// - a constant stays bound;
+/// - a long text is bound as UTF-8, which SQLite takes as it is: a body in two columns is not converted twice.
+class insert_statement
+{
+public:
+    insert_statement(const QSqlDatabase &db, QString statement);
+
+    /// Insert one row. A statement that cannot be prepared is executed all the same: the error of the execution is the
+    /// one that log lines are known for. It is prepared again for the next row, as a locked database may be let go.
+    [[nodiscard]] bool execute(const QStringList &row);
+
+    /// As it was given, without the casts for UTF-8.
+    [[nodiscard]] const QString &statement() const { return text; }
+    /// Of the last execution.
+    [[nodiscard]] QString error() const { return query.lastError().text(); }
+
+private:
+    enum class binding : char { nothing, null, constant, late, direct };
+
+    void prepare(qsizetype columns);
+    void bind(std::size_t column, const QString &value);
+    void bind_long(std::size_t column, const QString &value);
+    void bind_short(std::size_t column, const QString &value);
+
+    QString text;
+    QSqlQuery query;
+    bool takes_bytes = false; ///< the database keeps texts as UTF-8
+    bool prepared = false;
+    std::vector<QString> values; ///< short ones, of the last rows; late bindings read them in their places
+    std::vector<binding> bindings;
+    const QChar *converted = nullptr; ///< address of the row's last long text ...
+    QByteArray bytes;                 ///< ... and the text as UTF-8; null when that cannot be bound
+};
