@@ -3,6 +3,7 @@
 #include "host/extract_command.h"
 #include "host/inspect_command.h"
 #include "host/log_command.h"
+#include "host/reading/read_command.h"
 #include "host/results/report_command.h"
 #include "host/results/show_command.h"
 #include "host/terminal.h"
@@ -15,6 +16,7 @@ int main(int argc, char *argv[])
     std::signal(SIGPIPE, SIG_IGN); // a reader that has seen enough ends the output, not the run
     command_line line(argc, argv);
     add_extract_command(line);
+    add_read_command(line);
     add_inspect_command(line);
     add_show_command(line);
     add_report_command(line);

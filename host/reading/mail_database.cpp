@@ -129,11 +129,21 @@ qint64 mail_database::insert(const mail_record &mail, const QByteArrayList &file
     qint64 position = 0;
     for (const QByteArray &reference : mail.references)
         insert_reference.bind(id).bind(++position).bind(reference).run();
-    for (const row_separator &each : mail.separators)
-        insert_separator.bind(id).bind(qint64(source_file_number)).bind(each.ordinal).bind(each.offset).run();
+    insert_separators_of(id, mail.separators, source_file_number);
     insert_parts(id, mail, files);
     insert_search(id, mail);
     return failure().isEmpty() ? id : 0;
+}
+
+void mail_database::insert_separators_of(qint64 id, const QList<row_separator> &separators, int source_file_number)
+{
+    for (const row_separator &each : separators)
+        insert_separator.bind(id).bind(qint64(source_file_number)).bind(each.ordinal).bind(each.offset).run();
+}
+
+void mail_database::insert_separators(const QList<row_separator> &separators, int source_file_number)
+{
+    insert_separators_of(0, separators, source_file_number);
 }
 
 void mail_database::insert_parts(qint64 id, const mail_record &mail, const QByteArrayList &files)
@@ -197,7 +207,7 @@ void mail_database::commit()
 
 void mail_database::close()
 {
-    file.execute("COMMIT");
+    file.execute("COMMIT; PRAGMA journal_mode = DELETE;");
     for (sqlite_statement *statement :
          {&insert_mail, &insert_address, &insert_label, &insert_reference, &insert_part, &insert_text,
           &insert_separator, &insert_difference, &insert_attachment, &update_row, &replace_meta, &find_file})

@@ -56,6 +56,9 @@ public:
     /// `row_separator`; it is not used when `mail.separators` is empty.
     qint64 insert(const mail_record &mail, const QByteArrayList &files, int source_file_number);
 
+    /// Remember separators of the plug-in that are in no mail: `mail` of their `row_separator` is 0.
+    void insert_separators(const QList<row_separator> &separators, int source_file_number);
+
     /// The `file` of the first part with this content, or empty.
     [[nodiscard]] QByteArray file_of(const QByteArray &sha256);
 
@@ -84,6 +87,7 @@ public:
 private:
     void prepare_statements();
     void insert_parts(qint64 id, const mail_record &mail, const QByteArrayList &files);
+    void insert_separators_of(qint64 id, const QList<row_separator> &separators, int source_file_number);
     void insert_search(qint64 id, const mail_record &mail);
 
     sqlite_connection file;

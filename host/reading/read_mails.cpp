@@ -1,0 +1,280 @@
+#include "host/reading/read_mails.h"
+
+#include "host/reading/limits.h"
+#include "host/reading/mail_splitter.h"
+#include "host/reading/worker_pool.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+
+#include <cstdio>
+#include <deque>
+
+namespace {
+
+constexpr qint64 milliseconds_per_transaction = 1'000;
+constexpr int milliseconds_to_wait = 50;
+constexpr qint64 max_bytes_under_way = qint64(8) * 1024 * 1024; // mails that are parsed and not yet in the database
+constexpr QLatin1StringView spool_name(".reading/");
+
+/// What a worker says of a mail, and where it comes from.
+struct mail_under_way
+{
+    mail_place place;
+    QByteArray source_count_name, source_file, path;
+    int source_file_number = 0;
+    QByteArrayList problems;
+    bool is_parsed = false;
+    mail_record record;
+};
+
+/// Reads all files into one database.
+class mail_reading
+{
+public:
+    mail_reading(const reading_job &what, mail_database &into, const on_mail_bytes &told)
+        : job(what)
+        , database(into)
+        , go_on(told)
+        , parts(job.directory + QLatin1StringView("Parts/"))
+        , pool(qMax(job.threads, 1), parts + spool_name)
+    {
+    }
+    ~mail_reading() { QDir(parts + spool_name).removeRecursively(); }
+    Q_DISABLE_COPY_MOVE(mail_reading)
+
+    reading_totals run();
+
+private:
+    void read_file(const reading_source &source, const QString &place);
+    void dispatch(mail_under_way mail);
+    void work(bool until_idle);
+    void insert_ready();
+    void insert_first();
+    QByteArray keep_part(const mail_part &part, QHash<QByteArray, QByteArray> &files_of_mail);
+    void fail(const QString &sentence);
+    [[nodiscard]] bool may_go_on();
+
+    const reading_job &job;
+    mail_database &database;
+    const on_mail_bytes &go_on;
+    QString parts; ///< ends in "/"
+    worker_pool pool;
+    reading_totals totals;
+    std::deque<mail_under_way> under_way; ///< in their order
+    qint64 first_number = 1;              ///< of the first that is under way
+    qint64 bytes_under_way = 0;
+    qint64 bytes_done = 0, bytes_of_files = 0, bytes_in_all = 0;
+    int source_file_number = 0;
+    QElapsedTimer since_commit;
+};
+
+void mail_reading::fail(const QString &sentence)
+{
+    if (!totals.failures.contains(sentence))
+        totals.failures.append(sentence);
+}
+
+bool mail_reading::may_go_on()
+{
+    totals.cancelled = totals.cancelled || !go_on(qMin(bytes_done, bytes_in_all), bytes_in_all);
+    if (!pool.failure().isEmpty())
+        fail(pool.failure());
+    if (!database.failure().isEmpty())
+        fail(job.directory + QLatin1StringView("Mail.sqlite: cannot be written (") + database.failure() + u')');
+    return !totals.cancelled && pool.failure().isEmpty() && database.failure().isEmpty();
+}
+
+/// Move a part's bytes to their name in "Parts/"; equal ones are kept once. Empty when they could not be kept.
+QByteArray mail_reading::keep_part(const mail_part &part, QHash<QByteArray, QByteArray> &files_of_mail)
+{
+    if (part.spool_file.isEmpty()) {
+        if (!part.is_text)
+            fail(parts + QLatin1StringView(": not all parts could be written; see the problems of their mails"));
+        return {};
+    }
+    const QString spooled = QFile::decodeName(part.spool_file);
+    QByteArray &file = files_of_mail[part.sha256];
+    if (file.isEmpty())
+        file = database.file_of(part.sha256);
+    if (!file.isEmpty()) {
+        QFile::remove(spooled);
+        return file;
+    }
+    file = "Parts/" + part.sha256 + part.extension;
+    const QByteArray target = QFile::encodeName(job.directory) + file;
+    if (::rename(part.spool_file.constData(), target.constData()) != 0) {
+        fail(QFile::decodeName(target) + QLatin1StringView(": cannot be written"));
+        file.clear();
+        return {};
+    }
+    ++totals.files_written;
+    return file;
+}
+
+void mail_reading::insert_first()
+{
+    mail_under_way &mail = under_way.front();
+    mail_record &record = mail.record;
+    record.source_count_name = mail.source_count_name;
+    record.source_file = mail.source_file;
+    record.ordinal = mail.place.ordinal;
+    record.offset = mail.place.offset;
+    record.length = mail.place.length;
+    record.separators = mail.place.separators;
+    record.problems = mail.problems + record.problems;
+    QByteArrayList files;
+    QHash<QByteArray, QByteArray> files_of_mail; // by content; they are not in the database yet
+    for (const mail_part &part : std::as_const(record.parts))
+        files.append(keep_part(part, files_of_mail));
+    if (database.insert(record, files, mail.source_file_number) > 0) {
+        ++totals.mails;
+        totals.parts += record.parts.size();
+        totals.mails_with_problems += record.problems.isEmpty() ? 0 : 1;
+    }
+    bytes_done += mail.place.length;
+    bytes_under_way -= mail.place.length;
+    under_way.pop_front();
+    ++first_number;
+    if (since_commit.elapsed() > milliseconds_per_transaction) {
+        database.commit();
+        since_commit.start();
+    }
+}
+
+void mail_reading::insert_ready()
+{
+    while (!under_way.empty() && under_way.front().is_parsed && database.failure().isEmpty() && may_go_on())
+        insert_first();
+}
+
+/// The SHA-256 of a mail that no process could read.
+QByteArray sha256_of_range(const QByteArray &path, qint64 offset, qint64 length)
+{
+    QFile file(QFile::decodeName(path));
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    if (!file.open(QIODevice::ReadOnly) || !file.seek(offset))
+        return {};
+    while (length > 0) {
+        const QByteArray block = file.read(qMin<qint64>(length, 256 * 1024));
+        if (block.isEmpty())
+            return {};
+        hash.addData(block);
+        length -= block.size();
+    }
+    return hash.result().toHex();
+}
+
+/// Take in what the processes have parsed, and wait for them while there is no room; with `until_idle`, until all is
+/// in the database.
+void mail_reading::work(bool until_idle)
+{
+    while (!under_way.empty() && may_go_on()) {
+        const bool waits = until_idle || !pool.has_room() || bytes_under_way > max_bytes_under_way;
+        for (parsed_mail &answer : pool.collect(waits ? milliseconds_to_wait : 0)) {
+            mail_under_way &mail = under_way.at(static_cast<std::size_t>(answer.number - first_number));
+            mail.record = std::move(answer.record);
+            mail.is_parsed = true;
+            if (!answer.given_up.isEmpty()) {
+                mail.problems.append(answer.given_up);
+                mail.record.sha256 = sha256_of_range(mail.path, mail.place.offset, mail.place.length);
+                ++totals.mails_given_up;
+            }
+        }
+        insert_ready();
+        if (!waits)
+            return;
+    }
+}
+
+void mail_reading::dispatch(mail_under_way mail)
+{
+    work(false);
+    if (!may_go_on())
+        return;
+    const mail_place &place = mail.place;
+    const qint64 number = first_number + static_cast<qint64>(under_way.size());
+    bytes_under_way += place.length;
+    if (place.length > max_mail_bytes) {
+        mail.problems.append("This mail is too large to be read.");
+        mail.record.sha256 = sha256_of_range(mail.path, place.offset, place.length);
+        mail.is_parsed = true;
+        ++totals.mails_given_up;
+    } else {
+        pool.give({number, mail.path, place.offset, place.length, place.is_followed});
+    }
+    under_way.push_back(std::move(mail));
+}
+
+void mail_reading::read_file(const reading_source &source, const QString &place)
+{
+    ++source_file_number;
+    const QString path = source.root + place;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        fail(path + QLatin1StringView(": cannot be opened (") + file.errorString() + u')');
+        return;
+    }
+    mail_splitter splitter(file);
+    mail_under_way mail = {.source_count_name = source.source_count_name.toUtf8(),
+                           .source_file = '/' + place.toUtf8(),
+                           .path = QFile::encodeName(path),
+                           .source_file_number = source_file_number};
+    const auto note_bytes_before = [&] {
+        const QByteArray count = QByteArray::number(splitter.bytes_before_first());
+        if (splitter.bytes_before_first() > 0) {
+            totals.remarks.append(path + QLatin1StringView(": ") + QString::fromLatin1(count) +
+                                  QLatin1StringView(" bytes before the first mail belong to no mail"));
+            mail.problems.append("The file begins with " + count + " bytes that belong to no mail.");
+        }
+        database.insert_separators(splitter.separators_before_first(), source_file_number);
+    };
+    bool is_first = true;
+    while (may_go_on() && splitter.next(mail.place)) {
+        if (is_first)
+            note_bytes_before();
+        dispatch(mail);
+        mail.problems.clear();
+        is_first = false;
+    }
+    if (is_first && !totals.cancelled)
+        note_bytes_before();
+    if (splitter.has_failed())
+        fail(path + QLatin1StringView(": cannot be read to its end (") + file.errorString() + u')');
+    bytes_of_files += file.size();
+}
+
+reading_totals mail_reading::run()
+{
+    QDir(parts + spool_name).removeRecursively(); // of a run that was killed
+    if (!QDir().mkpath(parts + spool_name)) {
+        fail(parts + QLatin1StringView(": cannot be made"));
+        return totals;
+    }
+    for (const reading_source &source : job.sources) {
+        for (const QString &place : source.places)
+            bytes_in_all += QFileInfo(source.root + place).size();
+    }
+    since_commit.start();
+    for (const reading_source &source : job.sources) {
+        for (const QString &place : source.places) {
+            if (may_go_on())
+                read_file(source, place);
+        }
+    }
+    work(true);
+    database.commit();
+    static_cast<void>(may_go_on()); // notes a failure of the last rows
+    return totals;
+}
+
+} // namespace
+
+reading_totals read_mails(const reading_job &job, mail_database &database, const on_mail_bytes &go_on)
+{
+    return mail_reading(job, database, go_on).run();
+}

@@ -1,0 +1,67 @@
+/// Several processes that parse mails, and what becomes of those that die.
+#pragma once
+
+#include "host/reading/limits.h"
+#include "host/reading/mail_record.h"
+
+#include <QElapsedTimer>
+#include <QString>
+
+#include <deque>
+#include <memory>
+#include <vector>
+
+/// A mail to be parsed.
+struct mail_job
+{
+    qint64 number = 0; ///< of the mail in the run, from 1
+    QByteArray path;   ///< of its file, as the system knows it
+    qint64 offset = 0;
+    qint64 length = 0;
+    bool is_followed = false;
+};
+
+/// One that was parsed, or why it was not.
+struct parsed_mail
+{
+    qint64 number = 0;
+    mail_record record;
+    QByteArray given_up; ///< a sentence; empty when all is well
+};
+
+/// Not for several threads.
+class worker_pool
+{
+public:
+    /// At most `count` processes, which write parts to folders below `spool` (ends in "/"). They start when they are
+    /// needed. `milliseconds` are what each mail may take, however small it is.
+    worker_pool(int count, const QString &spool, qint64 milliseconds = milliseconds_per_mail);
+    ~worker_pool(); ///< kills those that still run
+    Q_DISABLE_COPY_MOVE(worker_pool)
+
+    /// True when a job can be given without waiting.
+    [[nodiscard]] bool has_room() const;
+
+    /// Precondition: `has_room`.
+    void give(mail_job job);
+
+    /// Wait up to `milliseconds` for answers. The answers of one process come in the order of its jobs.
+    [[nodiscard]] std::vector<parsed_mail> collect(int milliseconds);
+
+    /// Processes cannot be started; a sentence. Nothing more will come then.
+    [[nodiscard]] const QString &failure() const { return why_failed; }
+
+private:
+    struct process;
+
+    void start(process &worker);
+    void send(process &worker, const mail_job &job);
+    void receive(process &worker, std::vector<parsed_mail> &answers);
+    bool take_answer(process &worker, std::vector<parsed_mail> &answers);
+    void give_up_first(process &worker, const QByteArray &why, std::vector<parsed_mail> &answers);
+    void end_stalled(process &worker, std::vector<parsed_mail> &answers);
+
+    std::vector<std::unique_ptr<process>> processes;
+    qint64 allowed_milliseconds;
+    QString why_failed;
+};
