@@ -33,6 +33,7 @@ void make_paths_absolute(extract_options &options)
 
 exit_status extract_sources(extract_options options, signal_watch &signals_watched)
 {
+    const QDateTime started = QDateTime::currentDateTimeUtc();
     make_paths_absolute(options);
     for (const QString &source : std::as_const(options.sources)) {
         if (const maybe_refusal missing = check_given(source))
@@ -82,7 +83,7 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
         return refuse(*no_log, options.json);
     places.keep();
     progress.expect(sources, options.tables);
-    return extraction(options, plugin, progress, signals_watched).run(sources, before);
+    return extraction(options, plugin, progress, signals_watched).run(sources, before, started);
 }
 
 void add_run_options(CLI::App &command, extract_options &options)
@@ -114,7 +115,8 @@ void add_result_options(CLI::App &command, extract_options &options)
     command.add_flag("--append", options.append, "add to a result that already contains rows")->excludes(clear);
     add_text(command, "--library", options.library, "the plug-in's library");
     command.add_flag_callback(
-        "--no-hash", [&options] { options.hash = false; }, "neither hash nor count the source before the extraction");
+        "--no-hash", [&options] { options.hash = false; },
+        "neither hash nor count anything: no rows to expect, no percentage, and nothing that verify could compare");
     add_text(command, "--examiner", options.examiner, "text for run.json");
     add_text(command, "--case", options.case_name, "text for run.json");
 }

@@ -3,6 +3,7 @@
 #include "host/log_file.h"
 #include "host/plugin_run.h"
 #include "host/progress.h"
+#include "host/records/failure_text.h"
 #include "host/sources/source_files.h"
 #include "host/terminal.h"
 
@@ -35,8 +36,8 @@ void remove_attachments_of_cleared_rows(const extract_options &options)
 
 } // namespace
 
-/// The failures of this run: what its log tells behind `offset`.
-void extraction::count_failures(qint64 offset)
+/// The failures of this source: those that the log reports after `offset`.
+void extraction::count_failures(const ready_source &source, qint64 offset)
 {
     log_file log(options.log_file);
     if (!log.open(offset)) {
@@ -46,18 +47,25 @@ void extraction::count_failures(qint64 offset)
     bool is_whole = false;
     for (log_file::piece piece; log.next(piece);) {
         is_whole = piece.readable && piece.line.endsWith("[pub_extract_artifacts] - END");
-        if (!piece.readable || tells_failure(piece.line))
-            add_failure(QString::fromUtf8(piece.line));
+        const QString line = QString::fromUtf8(piece.line);
+        if (!piece.readable)
+            add_failure(options.log_file + QLatin1StringView(": part of the log cannot be deciphered"), line);
+        else if (tells_failure(piece.line))
+            add_failure(sentence_of_failure(line, source, paths), line);
     }
     if (!is_whole && !is_cancelled())
-        add_failure(options.log_file + QLatin1StringView(": breaks off; failures may be missing in it")); // a full disk
+        add_failure(options.log_file +
+                    QLatin1StringView(": the log is incomplete; some failures may be missing from it")); // a full disk
 }
 
-void extraction::add_failure(const QString &line)
+void extraction::add_failure(const QString &sentence, const QString &line)
 {
+    constexpr qsizetype max_failure_lines = 1000;
     summary.failures = qMax<qint64>(summary.failures, 0) + 1;
-    if (summary.failure_lines.size() < 1000)
-        summary.failure_lines.append(line);
+    if (summary.failure_lines.size() < max_failure_lines)
+        summary.failure_lines.append(line.isEmpty() ? sentence : line);
+    if (summary.failure_sentences.size() < max_shown_failures)
+        summary.failure_sentences.append(sentence);
 }
 
 void extraction::extract(const ready_source &source, last_rows &before)
@@ -72,12 +80,12 @@ void extraction::extract(const ready_source &source, last_rows &before)
 
     if (options.log) {
         summary.failures = qMax<qint64>(summary.failures, 0);
-        count_failures(log_begin);
+        count_failures(source, log_begin);
     }
     last_rows after;
     maybe_refusal unreadable = find_last_rows(paths.database, after);
     if (!QFileInfo::exists(paths.database))
-        unreadable = refusal{exit_status::bad_result, paths.database + QLatin1StringView(": was not made")};
+        unreadable = refusal{exit_status::bad_result, paths.database + QLatin1StringView(": was not created")};
     if (unreadable) {
         add_failure(unreadable->text);
         result_lost = true;
@@ -132,10 +140,17 @@ void extraction::record_results(const QSet<QString> &attachments_before)
     const auto go_on = [this](qint64) { return !is_cancelled(); };
     record.database = {QFileInfo(paths.database).fileName(), QFileInfo(paths.database).size(),
                        options.hash ? sha256_of_file(paths.database, go_on) : QString()};
+    if (options.log) {
+        const qint64 size = QFileInfo(options.log_file).size();
+        const bool is_inside = options.log_file.startsWith(paths.directory); // the result may be moved
+        record.log = {is_inside ? options.log_file.sliced(paths.directory.size()) : options.log_file, size,
+                      options.hash ? sha256_of_begin(options.log_file, size, go_on) : QString()};
+    }
 }
 
-exit_status extraction::run(const QList<ready_source> &sources, const last_rows &before)
+exit_status extraction::run(const QList<ready_source> &sources, const last_rows &before, const QDateTime &started)
 {
+    record.started = started;
     record.library = plugin.library_path();
     for (const ready_source &source : sources)
         record.sources.append({source, 0, {}});
@@ -158,13 +173,22 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
     record_results(attachments_before);
     write_record();
     progress.finish();
+    summary.state = record.state;
+    summary.status = status();
     print_summary(summary, options, record.sources);
-    return summary.cancelled      ? signals_watched.status()
-           : summary.failures > 0 ? exit_status::done_with_failures
-                                  : exit_status::done;
+    return summary.status;
 }
 
-/// A cancel that comes while the attachments are hashed is told by the record, too.
+exit_status extraction::status() const
+{
+    if (summary.cancelled)
+        return signals_watched.status();
+    if (!summary.record_problem.isEmpty())
+        return exit_status::record_lost;
+    return summary.failures > 0 ? exit_status::done_with_failures : exit_status::done;
+}
+
+/// A cancel that comes while the attachments are hashed is in the record, too.
 void extraction::write_record()
 {
     record.ended = QDateTime::currentDateTimeUtc();
@@ -179,7 +203,7 @@ void extraction::write_record()
         unwritable = write_run_record(paths, record, options, [this] { return !is_cancelled(); });
     } while (summary.cancelled != is_cancelled());
     if (unwritable)
-        add_failure(unwritable->text);
+        summary.record_problem = unwritable->text;
     else
         summary.record_sha256 = sha256_of_file(paths.run_record, [](qint64) { return true; });
 }

@@ -24,15 +24,19 @@ public:
     {
     }
 
-    exit_status run(const QList<ready_source> &sources, const last_rows &before);
+    /// `started` is when the program began to read the sources.
+    [[nodiscard]] exit_status run(const QList<ready_source> &sources, const last_rows &before,
+                                  const QDateTime &started);
 
 private:
     void extract(const ready_source &source, last_rows &before);
-    void count_failures(qint64 offset);
-    void add_failure(const QString &line);
+    void count_failures(const ready_source &source, qint64 offset);
+    /// `line` is what run.json keeps of a failure that was logged; otherwise it keeps the sentence.
+    void add_failure(const QString &sentence, const QString &line = {});
     void check_evidence();
     void record_results(const QSet<QString> &attachments_before);
     void write_record();
+    [[nodiscard]] exit_status status() const;
     [[nodiscard]] bool is_cancelled() const { return signals_watched.received() != 0; }
 
     const extract_options &options;

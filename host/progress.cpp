@@ -1,5 +1,7 @@
 #include "host/progress.h"
 
+#include "host/terminal.h"
+
 #include <QLocale>
 
 #include <cstdio>
@@ -65,7 +67,7 @@ void progress_display::show_bytes(const QString &phase, qint64 done, qint64 in_a
     }
     if (silent || since_start.elapsed() < next_line_at)
         return;
-    show(QStringLiteral("%1 the source: %2 of %3 MiB%4")
+    show(QStringLiteral("%1: %2 of %3 MiB%4")
              .arg(phase)
              .arg(static_cast<double>(done) / bytes_of_mebibyte, 0, 'f', 1)
              .arg(static_cast<double>(in_all) / bytes_of_mebibyte, 0, 'f', 1)
@@ -79,7 +81,7 @@ void progress_display::show_records(qint64 records, int tabs)
     const QLocale plain = QLocale::c();
     const double seconds = static_cast<double>(since_start.elapsed()) / 1000.0;
     const double rate = seconds > 0 ? static_cast<double>(records) / seconds : 0;
-    show(QStringLiteral("%1 records, %2 a second, %3 s, %4 of %5 tabs")
+    show(QStringLiteral("%1 records, %2 a second, %3 s, %4 of %5 tables")
              .arg(plain.toString(records), plain.toString(rate, 'f', 0), plain.toString(seconds, 'f', 1))
              .arg(tabs)
              .arg(tabs_in_all) +
@@ -88,10 +90,13 @@ void progress_display::show_records(qint64 records, int tabs)
 
 void progress_display::show(const QString &line)
 {
-    if (in_place)
-        std::fputs(qPrintable(QString(u'\r' + line + QLatin1StringView("\033[K"))), stderr);
+    const QString shown = escaped(line);
+    if (in_place) // a line that is broken over two cannot be redrawn
+        std::fputs(
+            qPrintable(QString(u'\r' + shown.left(terminal_width(STDERR_FILENO) - 1) + QLatin1StringView("\033[K"))),
+            stderr);
     else
-        std::fputs(qPrintable(QString(line + u'\n')), stderr);
+        std::fputs(qPrintable(QString(shown + u'\n')), stderr);
     std::fflush(stderr);
     line_drawn = in_place;
     next_line_at = since_start.elapsed() + (in_place ? milliseconds_between_redraws : milliseconds_between_lines);

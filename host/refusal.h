@@ -12,6 +12,7 @@ enum class exit_status : int {
     bad_source = 4,
     bad_result = 5,
     no_library = 6,
+    record_lost = 7,
     output_lost = 8,
     hung_up = 129,
     interrupted = 130,

@@ -1,4 +1,4 @@
-/// What a run tells when it is done.
+/// What a run prints when it is done.
 #pragma once
 
 #include "host/extract_options.h"
@@ -8,15 +8,19 @@ struct run_summary
 {
     QMap<QString, qint64> rows; ///< written, per table
     qint64 attachment_files = 0;
-    qint64 failures = -1; ///< -1 when there is no log to count them in
-    QStringList failure_lines;
+    qint64 failures = -1;          ///< -1 when there is no log to count them in
+    QStringList failure_lines;     ///< as the log has them
+    QStringList failure_sentences; ///< the first of them, in words
     double seconds = 0;
     bool cancelled = false;
-    QString record_sha256; ///< of run.json
+    QString record_sha256;  ///< of run.json
+    QString record_problem; ///< why run.json could not be written; empty when it was
+    QString state;          ///< as in run.json
+    exit_status status = exit_status::done;
 };
 
-constexpr qsizetype most_failure_lines = 10; ///< that are shown
+constexpr qsizetype max_shown_failures = 10;
 
 /// On standard output, as text or, when the options say so, as one JSON object. As text, the last line is the SHA-256
-/// of run.json.
+/// of run.json. Not everything that went wrong is in it: `complain` says when run.json could not be written.
 void print_summary(const run_summary &summary, const extract_options &options, const QList<source_record> &sources);

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <limits>
 #include <thread>
 #include <vector>
 
@@ -86,19 +87,41 @@ QString file_digest::sha256()
     return QString::fromLatin1(result.first(size).toHex());
 }
 
-QString sha256_of_file(const QString &path, const on_block &go_on)
+namespace {
+
+/// The SHA-256 of at most `max_size` bytes, and how many there were.
+QString sha256_of_bytes(const QString &path, qint64 max_size, const on_block &go_on, qint64 &size)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return {};
     file_digest digest(true, false);
     QByteArray block(block_size, Qt::Uninitialized);
-    for (qint64 count = 0; (count = file.read(block.data(), block.size())) != 0;) {
+    while (digest.size() < max_size) {
+        const qint64 count = file.read(block.data(), qMin(block_size, max_size - digest.size()));
+        if (count == 0)
+            break;
         if (count < 0 || !go_on(count))
             return {};
         digest.add(QByteArrayView(block).first(count));
     }
+    size = digest.size();
     return digest.sha256();
+}
+
+} // namespace
+
+QString sha256_of_file(const QString &path, const on_block &go_on)
+{
+    qint64 size = 0;
+    return sha256_of_bytes(path, std::numeric_limits<qint64>::max(), go_on, size);
+}
+
+QString sha256_of_begin(const QString &path, qint64 size, const on_block &go_on)
+{
+    qint64 read = 0;
+    const QString hash = sha256_of_bytes(path, size, go_on, read);
+    return read == size ? hash : QString();
 }
 
 QStringList sha256_of_files(const QStringList &paths, const on_block &go_on)

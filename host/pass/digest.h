@@ -44,5 +44,8 @@ using on_block = std::function<bool(qint64 bytes)>;
 /// The SHA-256 of a file, empty when it cannot be read or `go_on` said so.
 [[nodiscard]] QString sha256_of_file(const QString &path, const on_block &go_on);
 
+/// The SHA-256 of a file's first `size` bytes, empty when it has fewer or as above.
+[[nodiscard]] QString sha256_of_begin(const QString &path, qint64 size, const on_block &go_on);
+
 /// The same of many files, in their order, on all processors; `go_on` is asked from several threads.
 [[nodiscard]] QStringList sha256_of_files(const QStringList &paths, const on_block &go_on);

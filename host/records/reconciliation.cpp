@@ -12,10 +12,10 @@ namespace {
 QString reason_of(const run_circumstances &run)
 {
     if (!run.extracts_rows)
-        return QStringLiteral("the engine type gets no rows");
+        return QStringLiteral("this engine type extracts no rows");
     if (run.cancelled)
         return QStringLiteral("the run was cancelled");
-    return run.failures_logged ? QStringLiteral("failures that the debug log tells") : QStringLiteral("not explained");
+    return run.failures_logged ? QStringLiteral("failures recorded in the debug log") : QStringLiteral("not explained");
 }
 
 /// Rows per mbox of the rows behind `begin`. Rows of one file stand together: where the first and the last row of an

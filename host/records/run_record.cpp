@@ -18,6 +18,7 @@ namespace {
 
 constexpr qsizetype most_failure_lines = 1000;
 constexpr qsizetype hashed_at_a_time = 1000;
+constexpr qsizetype room_kept = 256 * 1024; ///< bytes, for the final record on a disk that is full by then
 
 /// Null for what is not known.
 QJsonValue text_or_null(const QString &text)
@@ -133,16 +134,28 @@ QJsonObject json_of(const written_file &file)
             {QStringLiteral("sha256"), text_or_null(file.sha256)}};
 }
 
+QJsonObject json_of(const recorded_log &log)
+{
+    return {{QStringLiteral("path"), log.path},
+            {QStringLiteral("size"), log.size},
+            {QStringLiteral("sha256"), text_or_null(log.sha256)}};
+}
+
 QJsonObject json_of(const run_record &record, const extract_options &options)
 {
     QJsonArray sources;
     for (const source_record &each : record.sources)
         sources.append(json_of(each));
     return {
+        {QStringLiteral("format"), run_record_format},
         {QStringLiteral("state"), record.state},
         {QStringLiteral("examiner"), text_or_null(options.examiner)},
         {QStringLiteral("case"), text_or_null(options.case_name)},
         {QStringLiteral("arguments"), QJsonArray::fromStringList(options.arguments)},
+        {QStringLiteral("working_directory"), options.working_directory},
+        {QStringLiteral("tables"), QJsonArray::fromStringList(options.tables)},
+        {QStringLiteral("engine"), options.engine},
+        {QStringLiteral("cleared"), options.clear},
         {QStringLiteral("programs"), programs(record)},
         {QStringLiteral("host_time_zone"), QString::fromLatin1(QTimeZone::systemTimeZoneId())},
         {QStringLiteral("started"), utc_text(record.started)},
@@ -152,6 +165,7 @@ QJsonObject json_of(const run_record &record, const extract_options &options)
         {QStringLiteral("failure_lines"),
          QJsonArray::fromStringList(record.failure_lines.first(qMin(record.failure_lines.size(), most_failure_lines)))},
         {QStringLiteral("result_database"), json_of(record.database)},
+        {QStringLiteral("log"), record.log ? QJsonValue(json_of(*record.log)) : QJsonValue()},
     };
 }
 
@@ -182,8 +196,11 @@ QString utc_text(const QDateTime &time)
     return time.toUTC().toString(QStringLiteral("yyyy-MM-ddThh:mm:ssZ"));
 }
 
-maybe_refusal write_run_record(const result_paths &paths, const run_record &record, const extract_options &options,
-                               const std::function<bool()> &go_on)
+namespace {
+
+/// False, with `problem` set, when the disk did not take all of it; an earlier record is still there then.
+bool write_whole(const result_paths &paths, const run_record &record, const extract_options &options,
+                 const std::function<bool()> &go_on, QString &problem)
 {
     QSaveFile file(paths.run_record);
     if (file.open(QIODevice::WriteOnly)) {
@@ -193,11 +210,38 @@ maybe_refusal write_run_record(const result_paths &paths, const run_record &reco
         write_attachments(file, record.attachments, paths.attachments, options.hash, go_on);
         file.write("\n    ]");
         file.write(end.data(), end.size());
+        if (!record.ended.isValid())
+            file.write(QByteArray(room_kept, ' '));
         if (file.commit()) // fails when a write did
-            return {};
+            return true;
     }
-    return refusal{exit_status::bad_result,
-                   paths.run_record + QLatin1StringView(": cannot be written (") + file.errorString() + u')'};
+    problem = file.errorString();
+    return false;
+}
+
+/// Let go of the blanks at the end of the record of a run in progress.
+void free_kept_room(const QString &path)
+{
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite) && file.size() > room_kept && file.seek(file.size() - room_kept) &&
+        file.read(room_kept).trimmed().isEmpty())
+        file.resize(file.size() - room_kept);
+}
+
+} // namespace
+
+maybe_refusal write_run_record(const result_paths &paths, const run_record &record, const extract_options &options,
+                               const std::function<bool()> &go_on)
+{
+    QString problem;
+    if (write_whole(paths, record, options, go_on, problem))
+        return {};
+    free_kept_room(paths.run_record);
+    if (write_whole(paths, record, options, go_on, problem))
+        return {};
+    return refusal{exit_status::record_lost,
+                   paths.run_record + QLatin1StringView(": the record of this run could not be written (") + problem +
+                       QLatin1StringView("); free some space or choose another RESULT_DIR")};
 }
 
 void keep_earlier_record(const QString &path)

@@ -11,6 +11,7 @@
 #include <QJsonObject>
 
 #include <functional>
+#include <optional>
 
 /// What is written of one source.
 struct source_record
@@ -27,20 +28,33 @@ struct written_file
     QString sha256;
 };
 
+/// The debug log as it was when the run ended. Later runs may append to it.
+struct recorded_log
+{
+    QString path; ///< below the result's directory when it lies there, else absolute
+    qint64 size = 0;
+    QString sha256; ///< of its first `size` bytes
+};
+
 struct run_record
 {
     QString state = QStringLiteral("in progress"); ///< then "complete", "failed" or "cancelled"
     QString library;                               ///< path of the plug-in
-    QDateTime started = QDateTime::currentDateTimeUtc();
+    QDateTime started;                             ///< before anything of the source was read
     QDateTime ended;
     QList<source_record> sources;
     qint64 failures = -1; ///< -1 when there is no log to count them in
     QStringList failure_lines;
     QStringList attachments; ///< names of the files that the run wrote into "Attachments"
     written_file database;
+    std::optional<recorded_log> log; ///< none without a log, and while the run goes on
 };
 
-/// Write the record in one step, so that a reader never sees half of it. The attachments are hashed meanwhile, if the
+/// Version of run.json's format.
+inline constexpr int run_record_format = 1;
+
+/// Write the record in one step, so that a reader never sees half of it. The record of a run in progress ends in blanks
+/// that keep room on the disk for the final one. The attachments are hashed meanwhile, if the
 /// options say so, and as long as `go_on`, which is asked from several threads.
 [[nodiscard]] maybe_refusal write_run_record(const result_paths &paths, const run_record &record,
                                              const extract_options &options, const std::function<bool()> &go_on);

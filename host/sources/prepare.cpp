@@ -17,7 +17,7 @@ namespace {
 
 constexpr qsizetype most_skipped_paths = 100;
 constexpr qsizetype longest_name = 255; // bytes
-constexpr QLatin1StringView staging_phase("staging");
+constexpr QLatin1StringView staging_phase("unpacking the source");
 
 // ---- Members --------------------------------------------------------------------------------------------------------
 

@@ -3,6 +3,7 @@
 #include "host/sources/layout.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
@@ -26,7 +27,7 @@ QList<source_file> files_in_place(const evidence &found, const QString &given)
             if (is_read_at(place) && info.isFile() && lies_inside(path, found.root))
                 files.append({.place = place,
                               .given_in = given,
-                              .member = place,
+                              .member = QDir(given).relativeFilePath(path),
                               .size = info.size(),
                               .modified = info.lastModified().toSecsSinceEpoch(),
                               .sha256_before = {},

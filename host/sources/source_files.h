@@ -13,7 +13,7 @@
 using on_progress = std::function<bool(const QString &phase, qint64 done, qint64 in_all)>;
 
 /// The phase in which files are read for their hashes and counts.
-inline constexpr QLatin1StringView reading_phase{"reading"};
+inline constexpr QLatin1StringView reading_phase{"reading the source"};
 
 /// A cancel is a refusal without text.
 inline const refusal cancelled = {exit_status::interrupted, {}};

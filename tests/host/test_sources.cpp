@@ -12,6 +12,7 @@
 #include <QJsonObject>
 #include <QLockFile>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <archive.h>
@@ -59,6 +60,11 @@ private Q_SLOTS:
     void members_of_other_kinds();
     void android_users();
     void record_and_verification();
+    void what_verify_finds_data();
+    void what_verify_finds();
+    void record_of_a_directory();
+    void backlog();
+    void record_on_a_full_disk();
     void directory_in_use();
 
 private:
@@ -359,16 +365,121 @@ void test_sources::record_and_verification()
 
     const QStringList verify = {QStringLiteral("verify"), path(QStringLiteral("r"))};
     QCOMPARE(host(verify), 0);
-    QCOMPARE(output.count(u"matches  "), 7); // database, attachments, mbox
-    write_file(result(QStringLiteral("Attachments/logo.png")), "x");
-    write_file(mbox, "From x\n");
-    QFile::remove(result(QStringLiteral("Attachments/note.txt")));
-    QCOMPARE(host(verify), 3);
-    QVERIFY(output.count(u"differs  ") == 2 && output.count(u"missing  ") == 1 && output.count(u"matches  ") == 4);
-
+    QVERIFY(output.endsWith(u"8 matches, 0 differs, 0 missing, 0 not reached, 0 not hashed, 0 not recorded\n"));
+    QCOMPARE(host(extract + QStringList(QStringLiteral("--append"))), 0); // to the log, too
+    QCOMPARE(host(verify), 0);
+    QCOMPARE(output.count(u"matches  "), 13); // the attachments of both runs
     QCOMPARE(host(extract + QStringList{QStringLiteral("--clear"), QStringLiteral("--no-hash")}), 0);
-    QVERIFY(QFile::exists(result(QStringLiteral("run-1.json")))); // the first record is kept
     QVERIFY(record()[u"sources"][0][u"files"][0][u"sha256_before"].isNull());
+    QCOMPARE(host(verify), 3);
+    QVERIFY(output.contains(u"(run-2.json), emptied by a later run") && output.count(u"not hashed  ") == 8);
+}
+
+void test_sources::what_verify_finds_data()
+{
+    QTest::addColumn<QString>("changed");  // below the test's directory, after a run
+    QTest::addColumn<QByteArray>("bytes"); // null: the file is removed
+    QTest::addColumn<QString>("verdict");
+    QTest::addColumn<int>("status");
+    const QString gmail = QStringLiteral("r/Artifacts_Result/Gmail/");
+    QTest::newRow("attachment changed") << gmail + u"Attachments/logo.png" << QByteArray("x") << "differs" << 3;
+    QTest::newRow("attachment gone") << gmail + u"Attachments/note.txt" << QByteArray() << "missing" << 3;
+    QTest::newRow("attachment added") << gmail + u"Attachments/\rmatches" << QByteArray("x") << "not recorded" << 3;
+    QTest::newRow("log changed") << gmail + u"gmail.log" << QByteArray("x") << "differs" << 3;
+    QTest::newRow("source changed") << QStringLiteral("source/Mail/a.mbox") << QByteArray("From x\n") << "differs" << 3;
+    QTest::newRow("source file gone") << QStringLiteral("source/Mail/a.mbox") << QByteArray() << "missing" << 3;
+    QTest::newRow("source elsewhere") << QStringLiteral("source") << QByteArray() << "not reached" << 0;
+    QTest::newRow("run in progress") << gmail + u"run.json" << QByteArray("in progress") << "" << 3;
+    QTest::newRow("run cancelled") << gmail + u"run.json" << QByteArray("cancelled") << "" << 3;
+}
+
+void test_sources::what_verify_finds()
+{
+    QFETCH(QString, changed);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, verdict);
+    write_file(
+        path(QStringLiteral("source/Mail/a.mbox")),
+        read_file(QStringLiteral(SOURCE_TREE "/samples/takeout/Takeout/Mail/All mail Including Spam and Trash.mbox")));
+    QCOMPARE(host({QStringLiteral("extract"), path(QStringLiteral("source")), path(QStringLiteral("r"))}), 0);
+    changed = path(changed);
+    if (changed.endsWith(u"run.json"))
+        bytes = read_file(changed).replace("complete", bytes);
+    if (!bytes.isNull())
+        write_file(changed, bytes);
+    else if (!QFile::remove(changed))
+        QDir(changed).removeRecursively();
+    QTEST(host({QStringLiteral("verify"), path(QStringLiteral("r")), QStringLiteral("--quiet")}), "status");
+    if (!verdict.isEmpty())
+        QVERIFY2(output.contains(QString(u"1 " + verdict)) && output.contains(QString(u'\n' + verdict)),
+                 qPrintable(output));
+    QVERIFY(!output.contains(u'\r'));
+}
+
+void test_sources::record_of_a_directory()
+{
+    write_file(path(QStringLiteral("export/Takeout/Mail/a.mbox")), three_messages());
+    QProcess process;
+    process.setWorkingDirectory(directory->path());
+    process.start(QStringLiteral(GMAIL_HOST),
+                  {QStringLiteral("extract"), QStringLiteral("export"), QStringLiteral("r")});
+    QVERIFY(process.waitForFinished(60000));
+    const QJsonObject run = record();
+    QCOMPARE(run[u"format"].toInt(), 1);
+    QCOMPARE(run[u"working_directory"].toString(), QDir(directory->path()).canonicalPath());
+    QCOMPARE(run[u"arguments"][1].toString(), QStringLiteral("export"));
+    const QJsonObject file = run[u"sources"][0][u"files"][0].toObject();
+    QCOMPARE(file[u"given_in"].toString(), path(QStringLiteral("export")));
+    QCOMPARE(file[u"member"].toString(), QStringLiteral("Takeout/Mail/a.mbox"));
+    QCOMPARE(run[u"log"][u"path"].toString(), QStringLiteral("gmail.log"));
+    QCOMPARE(
+        run[u"log"][u"sha256"].toString().toLatin1(),
+        QCryptographicHash::hash(read_file(result(QStringLiteral("gmail.log"))), QCryptographicHash::Sha256).toHex());
+}
+
+/// As `deploy/` runs them: a list without a final newline, changed after its first task was done.
+void test_sources::backlog()
+{
+    const auto run = [this](const QString &tool, const QStringList &arguments) {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("GMAIL_HOST"), QStringLiteral(GMAIL_HOST));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(SOURCE_TREE "/deploy/") + tool, arguments);
+        process.waitForFinished(60000);
+        return QString::fromUtf8(process.readAllStandardOutput());
+    };
+    for (const char *name : {"a", "b", "c"})
+        write_file(path(QLatin1StringView(name) + QStringLiteral("/Mail/a.mbox")), three_messages());
+    const QString list = path(QStringLiteral("list"));
+    const QString results = path(QStringLiteral("results"));
+    const QByteArray begin = QFile::encodeName(directory->path());
+    write_file(list, begin + "/a\n" + begin + "/b");
+    QCOMPARE(run(QStringLiteral("failed"), {list, results}), QStringLiteral("1,2\n"));
+    QVERIFY(run(QStringLiteral("collect"), {list, results}).contains(u"2\tno record"));
+    for (const char *number : {"1", "2"})
+        run(QStringLiteral("task"), {QLatin1StringView(number), list, results});
+    QCOMPARE(run(QStringLiteral("failed"), {list, results}), QStringLiteral("\n"));
+    QVERIFY(run(QStringLiteral("task"), {QStringLiteral("2"), list, results}).contains(u"done before"));
+    write_file(list, begin + "/a\n" + begin + "/c");
+    QCOMPARE(run(QStringLiteral("failed"), {list, results}), QStringLiteral("2\n"));
+    QVERIFY(run(QStringLiteral("collect"), {list, results}).contains(u"2\tother sources"));
+}
+
+/// Rows, attachments and the log fill the disk; the record has room all the same.
+void test_sources::record_on_a_full_disk()
+{
+    const QString disk = path(QStringLiteral("r"));
+    QDir().mkpath(disk);
+    if (QProcess::execute(QStringLiteral("mount"), {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
+                                                    QStringLiteral("size=1m"), QStringLiteral("tmpfs"), disk}) != 0)
+        QSKIP("needs the right to mount a file system");
+    const auto unmount = qScopeGuard([&] { QProcess::execute(QStringLiteral("umount"), {disk}); });
+    const QByteArray message = "From a\r\nContent-Type: text/plain\r\n\r\n" + QByteArray(4000, 'x') + "\r\n\r\n";
+    write_file(path(QStringLiteral("source/Mail/a.mbox")), message.repeated(1000));
+    QCOMPARE(host({QStringLiteral("extract"), path(QStringLiteral("source")), disk}), 3);
+    QCOMPARE(record()[u"state"].toString(), QStringLiteral("complete"));
+    QVERIFY(record()[u"failures"].toInt() > 0);
 }
 
 void test_sources::directory_in_use()
