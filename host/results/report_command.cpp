@@ -104,7 +104,9 @@ QByteArray identity_of(const QString &database)
 /// How the page addresses a file of the result: relative to itself, each step escaped, "/" at the end.
 QString result_address(const QString &report, const QString &result)
 {
-    const QString relative = QDir(report).relativeFilePath(QFileInfo(result).canonicalFilePath());
+    const QFileInfo place(report);
+    const QDir page(place.dir().canonicalPath() + u'/' + place.fileName());
+    const QString relative = QDir::cleanPath(page.relativeFilePath(QFileInfo(result).canonicalFilePath()));
     return QString::fromLatin1(QUrl::toPercentEncoding(relative, "/")) + u'/';
 }
 

@@ -3,7 +3,7 @@ import { useMemo, useRef, useState } from "preact/hooks";
 import { Bars } from "./bars";
 import { kind_names, mark_words } from "./explain";
 import { is_filtered, no_filter, sides, toggled, type Filter, type Side } from "./filter";
-import { count, counted, size, time } from "./format";
+import { count, counted, day, size, time } from "./format";
 import { Grid, type GridColumn } from "./grid";
 import { MailView } from "./mail_view";
 import type { MailColumn } from "./order";
@@ -42,6 +42,10 @@ export function value_name(report: Report, side: Side, value: number): string {
 /** Beside an open mail the list keeps what leads to the next one. */
 const columns_beside_mail = ["star", "date", "from", "subject", "marks"];
 
+/** On a telephone the day, the sender and the subject fit. */
+const narrow = matchMedia("(max-width: 760px)");
+const narrow_columns: Record<string, number> = { date: 96, from: 104, subject: 120 };
+
 function columns_of(report: Report, on_bookmark: (mail: number) => void, is_open: boolean): GridColumn[] {
     const { mails, bookmarks } = report;
     const all: GridColumn[] = [
@@ -53,7 +57,7 @@ function columns_of(report: Report, on_bookmark: (mail: number) => void, is_open
                     onClick={(event) => { event.stopPropagation(); on_bookmark(mail); }}>{is_marked ? "★" : "☆"}</button>;
             },
         },
-        { id: "date", title: "Date (UTC)", width: 178, numbers: true, draw: (mail) => (Number.isNaN(mails.date[mail]!) ? <span class="quiet">no date</span> : time(mails.date[mail]!)) },
+        { id: "date", title: "Date (UTC)", width: 178, numbers: true, draw: (mail) => (Number.isNaN(mails.date[mail]!) ? <span class="quiet">no date</span> : narrow.matches ? day(mails.date[mail]!) : time(mails.date[mail]!)) },
         { id: "from", title: "From", width: 150, draw: (mail) => <Value>{mails.person(mails.from[mail]!)}</Value> },
         { id: "subject", title: "Subject", width: 160, grows: true, draw: (mail) => (mails.subject[mail] ? <Value>{mails.subject[mail]}</Value> : <span class="quiet">(no subject)</span>) },
         { id: "to", title: "To", width: 130, draw: (mail) => <Value>{(mails.to[mail] ?? []).slice(0, 4).map((each) => mails.person(each)).join(", ")}</Value> },
@@ -68,6 +72,7 @@ function columns_of(report: Report, on_bookmark: (mail: number) => void, is_open
             },
         },
     ];
+    if (narrow.matches) return all.filter(({ id }) => id in narrow_columns).map((each) => ({ ...each, width: narrow_columns[each.id] ?? each.width }));
     return is_open ? all.filter(({ id }) => columns_beside_mail.includes(id)) : all;
 }
 

@@ -80,7 +80,8 @@ function Cut({ text, same, is_marked }: { text: string; same: number; is_marked:
 }
 
 function Beside({ line }: { line: Line }) {
-    const same = line.difference ? common(line.mail, line.row) : 0;
+    const is_time = line.column === "timestamp" || line.column.startsWith("date_");
+    const same = line.difference && !is_time ? common(line.mail, line.row) : 0;
     const is_marked = line.difference !== null;
     return (
         <>

@@ -2,7 +2,7 @@
 import { brushX, type D3BrushEvent } from "d3-brush";
 import { scaleLinear, scaleUtc } from "d3-scale";
 import { select } from "d3-selection";
-import { utcDay, utcHour, utcMonth, utcMonday, utcYear, type CountableTimeInterval } from "d3-time";
+import { utcDay, utcHour, utcMonth, utcYear, type CountableTimeInterval } from "d3-time";
 import { useEffect, useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import type { Span } from "./filter";
 import { count, counted, day, month, time } from "./format";
@@ -17,7 +17,6 @@ const years: Step = { interval: utcYear, name: "year", seconds: 31_556_952 };
 const steps: readonly Step[] = [
     hours,
     { interval: utcDay, name: "day", seconds: 86_400 },
-    { interval: utcMonday, name: "week", seconds: 604_800 },
     { interval: utcMonth, name: "month", seconds: 2_629_746 },
     years,
 ];

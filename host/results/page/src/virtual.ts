@@ -13,6 +13,8 @@ export function useVirtualRows(rows: number, scrolled: RefObject<HTMLDivElement 
         getScrollElement: () => scrolled.current,
         estimateSize: () => row_height,
         overscan: rows_beyond,
+        scrollPaddingStart: 2 * row_height, // the head covers the first
+        scrollPaddingEnd: 2 * row_height,
         observeElementRect,
         observeElementOffset,
         scrollToFn: elementScroll,
