@@ -162,6 +162,12 @@ void report_data::add_to_index(const report_mail &mail, qint64 thread)
     index.places.number(places.number_of(mail.source_count_name + '\n' + mail.source_file));
     number_or_null(index.rows, mail.row);
     index.files.number(files);
+    mails_without_row += mail.row ? 0 : 1;
+    all_files += files;
+    if (mail.date) {
+        first_date = qMin(*mail.date, first_date.value_or(*mail.date));
+        last_date = qMax(*mail.date, last_date.value_or(*mail.date));
+    }
 }
 
 void report_data::add_people(const report_mail &mail)
@@ -285,6 +291,14 @@ void report_data::describe(json_text &out) const
     out.number(mails);
     out.key("from_mail");
     out.number(with_mail ? 1 : 0);
+    out.key("without_row");
+    out.number(mails_without_row);
+    out.key("files");
+    out.number(all_files);
+    out.key("first_date");
+    number_or_null(out, first_date);
+    out.key("last_date");
+    number_or_null(out, last_date);
     write_numbers(out, "index", index_begins);
     write_numbers(out, "details", detail_begins);
     write_numbers(out, "source", source_begins);

@@ -60,7 +60,8 @@ private:
     json_text details, sources;
     QHash<QByteArray, qint64> people;
     numbered_texts labels, marks, places;
-    qint64 mails = 0;
+    qint64 mails = 0, mails_without_row = 0, all_files = 0;
+    std::optional<qint64> first_date, last_date;                    ///< UTC seconds
     std::vector<qint64> index_begins, detail_begins, source_begins; ///< the first mail of each file
     bool with_mail = false;
 };

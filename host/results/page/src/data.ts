@@ -27,6 +27,12 @@ export interface MailFiles {
     count: number;
     /** 1 when the mails come from Mail.sqlite, 0 when they are rows of `messages`. */
     from_mail: number;
+    without_row: number;
+    /** Attachments of all mails. */
+    files: number;
+    /** UTC seconds. */
+    first_date: number | null;
+    last_date: number | null;
     /** First mail of each file. */
     index: number[];
     details: number[];

@@ -57,8 +57,8 @@ function columns_of(report: Report, on_bookmark: (mail: number) => void, is_open
                     onClick={(event) => { event.stopPropagation(); on_bookmark(mail); }}>{is_marked ? "★" : "☆"}</button>;
             },
         },
-        { id: "date", title: "Date (UTC)", width: 178, numbers: true, draw: (mail) => (Number.isNaN(mails.date[mail]!) ? <span class="quiet">no date</span> : narrow.matches ? day(mails.date[mail]!) : time(mails.date[mail]!)) },
-        { id: "from", title: "From", width: 150, draw: (mail) => <Value>{mails.person(mails.from[mail]!)}</Value> },
+        { id: "date", title: "Date (UTC)", width: 188, numbers: true, draw: (mail) => (Number.isNaN(mails.date[mail]!) ? <span class="quiet">no date</span> : narrow.matches ? day(mails.date[mail]!) : time(mails.date[mail]!)) },
+        { id: "from", title: "From", width: 140, draw: (mail) => <Value>{mails.person(mails.from[mail]!)}</Value> },
         { id: "subject", title: "Subject", width: 160, grows: true, draw: (mail) => (mails.subject[mail] ? <Value>{mails.subject[mail]}</Value> : <span class="quiet">(no subject)</span>) },
         { id: "to", title: "To", width: 130, draw: (mail) => <Value>{(mails.to[mail] ?? []).slice(0, 4).map((each) => mails.person(each)).join(", ")}</Value> },
         { id: "files", title: "Files", width: 52, numbers: true, draw: (mail) => (mails.files[mail]! > 0 ? count(mails.files[mail]!) : "") },

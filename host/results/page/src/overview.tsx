@@ -5,7 +5,7 @@ import { no_filter, toggled } from "./filter";
 import { count, counted, iso_utc, size, utc } from "./format";
 import { SideBars, type ViewProps } from "./mails_view";
 import { Fact, Facts, Value } from "./parts";
-import { usual_span, whole_span, type Report } from "./report";
+import { usual_span, type Report } from "./report";
 import { list_of, number_of, object_of, text_of, type Json } from "./run";
 import { span_words, TimePath, Timeline } from "./timeline";
 
@@ -24,7 +24,8 @@ export function Overview(props: ViewProps & { run: Json | null }) {
                     {now.filter.span && <button onClick={() => change({ view: "mails" })}>Show these mails</button>}
                 </section>
             )}
-            {report.mails.count > 0 && <section class="card wide pictures"><SideBars {...props} only={["people", "labels", "kinds"]} /></section>}
+            {report.mails.loaded < report.mails.count && <p class="wide quiet" role="status">Loading the list of mails…</p>}
+            {report.mails.loaded > 0 && <section class="card wide pictures"><SideBars {...props} only={["people", "labels", "kinds"]} /></section>}
             <RowsAndMails {...props} />
             <Tables {...props} run={run} />
             {run && <Sources run={run} />}
@@ -35,16 +36,14 @@ export function Overview(props: ViewProps & { run: Json | null }) {
 }
 
 function Summary({ report, run }: { report: Report; run: Json | null }) {
-    const { mails, start } = report;
-    const span = useMemo(() => whole_span(mails), [mails.loaded]);
-    let files = 0;
-    for (let mail = 0; mail < mails.loaded; ++mail) files += mails.files[mail]!;
+    const { start } = report;
+    const { first_date, last_date } = start.mails;
     const failures = run ? number_of(run, "failures") : null;
     const figures: [string, string][] = [
-        [count(mails.count), start.mails.from_mail ? "mails" : "rows of messages"],
+        [count(start.mails.count), start.mails.from_mail ? "mails" : "rows of messages"],
         [count(start.mails.people), "correspondents"],
-        [count(files), "attachments"],
-        [span ? span_words(span) : "–", "first to last date"],
+        [count(start.mails.files), "attachments"],
+        [first_date === null || last_date === null ? "–" : span_words([first_date, last_date + 1]), "first to last date"],
     ];
     return (
         <section class="summary">
@@ -73,17 +72,16 @@ function times(run: Json): string {
 }
 
 function RowsAndMails({ report, change }: ViewProps) {
-    const { start, marks, mails } = report;
+    const { start, marks } = report;
+    const { count: all, without_row } = start.mails;
     if (start.mails.from_mail === 0) return null;
-    let without_row = 0;
-    for (let mail = 0; mail < mails.loaded; ++mail) if (mails.row[mail]! < 0) ++without_row;
     const lines = start.differences.map(([field, kind, many]) => ({ mark: `${field}/${kind}`, many }));
     const stored = start.stored_files.reduce((sum, [, files]) => sum + files, 0);
     const show = (mark: string) => change({ view: "mails", filter: toggled(no_filter, "marks", marks.indexOf(mark)) });
     return (
         <section class="card">
             <h2>What the rows contain, and what they do not</h2>
-            <p>{without_row === 0 ? "Every mail has a row." : `${counted(mails.loaded - without_row, "mail")} of ${count(mails.loaded)} ${mails.loaded - without_row === 1 ? "has" : "have"} a row in messages, ${count(without_row)} ${without_row === 1 ? "has" : "have"} none.`}</p>
+            <p>{without_row === 0 ? "Every mail has a row." : `${counted(all - without_row, "mail")} of ${count(all)} ${all - without_row === 1 ? "has" : "have"} a row in messages, ${count(without_row)} ${without_row === 1 ? "has" : "have"} none.`}</p>
             <table class="counts">
                 <tbody>
                     {lines.map(({ mark, many }) => (

@@ -52,18 +52,6 @@ export interface Listed {
     found: Uint8Array | null;
 }
 
-/** The time from the first to the last mail that has a date. */
-export function whole_span(mails: Mails): Span | null {
-    let first = Infinity;
-    let last = -Infinity;
-    for (let mail = 0; mail < mails.loaded; ++mail) {
-        const date = mails.date[mail]!;
-        if (date < first) first = date;
-        if (date > last) last = date;
-    }
-    return first <= last ? [first, last + 1] : null;
-}
-
 /** What a picture of a mail's time begins with: mails far off (1970, 2036) do not squeeze all others together. */
 export function usual_span(mails: Mails): Span | null {
     const dates = mails.date.subarray(0, mails.loaded).filter((date) => !Number.isNaN(date)).sort();
