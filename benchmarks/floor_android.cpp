@@ -130,7 +130,10 @@ void provider(database &source, const fs::path &root, result_tables &result)
 #else
                 const string name(attachment.text(2).value_or(""));
 #endif
-                described += (described.empty() ? "File Name : " : ";;File Name : ") + name + ";File Path : " + path;
+                described += described.empty() ? "File Name : " : ";;File Name : ";
+                described += name;
+                described += ";File Path : ";
+                described += path;
                 exported += path + ";++::++;";
                 if (preview.empty())
                     preview = path;

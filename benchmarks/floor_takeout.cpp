@@ -20,6 +20,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_map>
+#include <vector>
 
 namespace fs = std::filesystem;
 using std::string;
@@ -48,7 +49,7 @@ string_view trimmed(string_view text)
                                       : text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
-/// The names of "Name <address>, Name <address>" and the line behind it, as the program takes it in.
+/// The names of "Name <address>, Name <address>" and of the line after it, as the program reads them.
 string names(string_view headers, string_view mark)
 {
     string_view line = header(headers, mark);

@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <map>
 #include <string>
@@ -79,8 +78,8 @@ std::string separator_and_headers(std::size_t number, const std::string &more)
 {
     static const char *const days[] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
     char date[64];
-    std::snprintf(date, sizeof date, "Date: %s, %02zu Jan 2024 %02zu:%02zu:%02zu +0100\r\n", days[number % 28 % 7],
-                  number % 28 + 1, number % 24, number % 60, number % 59);
+    (void)std::snprintf(date, sizeof date, "Date: %s, %02zu Jan 2024 %02zu:%02zu:%02zu +0100\r\n",
+                        days[number % 28 % 7], number % 28 + 1, number % 24, number % 60, number % 59);
     return "From " + std::to_string(1600000000000000000 + number) +
            "@xxx Mon Jan 01 10:11:12 +0000 2024\r\nX-GM-THRID: " + std::to_string(1600000000000000000 + number) +
            "\r\nX-Gmail-Labels: Inbox,Opened\r\nDelivered-To: me@example.org\r\nReceived: by 2002:a05:6512:3c8b with "

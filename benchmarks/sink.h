@@ -7,7 +7,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #if defined(PLAIN_QT)
 #    include <QSqlDatabase>

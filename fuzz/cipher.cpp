@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     expect_same(cipher.decryptToByteArray(cipher.encryptToByteArray(bytes)), bytes, "plain text");
     expect_same(cipher.decryptToByteArray(cipher.encryptToString(bytes)), bytes, "plain text by way of Base64");
 
-    // A body of the input's choice behind a header that claims what it likes.
+    // Any body after a header that claims anything.
     cipher.compression_mode = encryptor_string::compression_never;
     cipher.protection_mode = encryptor_string::protection_none;
     QByteArray forged = cipher.encryptToByteArray(bytes);

@@ -6,17 +6,19 @@
 
 #include <QTemporaryDir>
 
+#include <filesystem>
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    constexpr qsizetype most_names = 24;
+    constexpr qsizetype max_names = 12;
     fuzz_input input(data, size);
     const int there_before = input.setting(8);
-    const QTemporaryDir directory;
+    static const QTemporaryDir directory; // emptied for the next input
     const QString path = directory.path() + u'/';
     std::optional<free_file_names> names;
     cancel_flag cancelled;
     qsizetype line_number = 0;
-    for (const QByteArray &line : input.rest().toByteArray().split('\n').mid(0, most_names)) {
+    for (const QByteArray &line : input.rest().toByteArray().split('\n').mid(0, max_names)) {
         if (line_number++ == there_before)
             names.emplace(path, cancelled);
         // A bare name, as the extractor asks for. Qt lists names without their byte order mark.
@@ -29,5 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly) && names)
             names->created(name);
     }
+    for (const auto &entry : std::filesystem::directory_iterator(path.toStdString()))
+        std::filesystem::remove(entry);
     return 0;
 }

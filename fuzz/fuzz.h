@@ -39,10 +39,10 @@ private:
     QByteArrayView bytes;
 };
 
-/// End the program unless this holds.
-inline void expect(bool holds, const char *what)
+/// End the program unless this is true.
+inline void expect(bool is_true, const char *what)
 {
-    if (holds)
+    if (is_true)
         return;
     std::fprintf(stderr, "wrong: %s\n", what);
     std::abort();

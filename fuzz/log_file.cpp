@@ -9,18 +9,16 @@
 
 namespace {
 
-constexpr qsizetype block_size = 1024 * 1024;
-
 struct pieces_read
 {
-    QList<QByteArray> pieces; ///< as they stand in the file
+    QList<QByteArray> pieces; ///< as they are in the file
     QList<qint64> offsets;
 };
 
-pieces_read pieces_from(const QString &path, const QByteArray &file, qint64 offset)
+pieces_read pieces_from(const QString &path, const QByteArray &file, int block_size, qint64 offset)
 {
     pieces_read found;
-    log_file log(path);
+    log_file log(path, block_size);
     expect(log.open(offset), "the file is readable");
     for (log_file::piece piece; log.next(piece);) {
         found.pieces.append(file.mid(piece.offset, piece.size));
@@ -37,18 +35,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     fuzz_input input(data, size);
     const int resumed_at = input.setting(64);
-    const bool across_block_end = input.setting(32) == 1;
-    const qsizetype padding = across_block_end ? block_size - input.setting(256) : 0;
-    const QByteArray file = (padding > 0 ? '[' + QByteArray(padding - 2, 'x') + '\n' : QByteArray()) + input.rest();
+    const int block_size = 1 + input.setting(256);
+    const QByteArray file = input.rest().toByteArray();
 
     const int memory = ::memfd_create("log", 0);
     const QString path = QStringLiteral("/proc/self/fd/%1").arg(memory);
     expect(::write(memory, file.constData(), static_cast<std::size_t>(file.size())) == file.size(), "memory is there");
     const QList<QByteArray> expected = log_pieces_one_by_one(file);
-    const auto [pieces, offsets] = pieces_from(path, file, 0);
+    const auto [pieces, offsets] = pieces_from(path, file, block_size, 0);
     expect_same(pieces, expected, "pieces");
     if (resumed_at < pieces.size())
-        expect_same(pieces_from(path, file, offsets.at(resumed_at)).pieces, expected.mid(resumed_at), "resumed pieces");
+        expect_same(pieces_from(path, file, block_size, offsets.at(resumed_at)).pieces, expected.mid(resumed_at),
+                    "resumed pieces");
     ::close(memory);
     return 0;
 }

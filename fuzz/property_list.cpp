@@ -1,6 +1,6 @@
 /// Property lists of any bytes, through every reader.
+#include "common/platform/binary_property_list.h"
 #include "common/platform/property_objects_portable.h"
-
 #include "common/plugin_static_function.h"
 #include "fuzz/fuzz.h"
 
@@ -35,7 +35,11 @@ void read_date(objects::object value)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const objects::property_list list(fuzz_input(data, size).rest().toByteArray());
+    const QByteArray bytes = fuzz_input(data, size).rest().toByteArray();
+    constexpr qint64 max_objects = 1000; // reading more takes longer, but no other code
+    if (!unfolds_moderately(bytes, max_objects))
+        return 0;
+    const objects::property_list list(bytes);
     void *root = const_cast<void *>(list.root());
     for (const char *name : {"k", "d", ""}) {
         const objects::text_object key(QString::fromLatin1(name));

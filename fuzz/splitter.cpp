@@ -1,4 +1,4 @@
-/// The splitter against the slow one, on a device that gives a few bytes at a time.
+/// The splitter against the slow one, with small blocks and on a device that gives a few bytes at a time.
 #include "extractors/takeout/mbox_splitter.h"
 
 #include "fuzz/fuzz.h"
@@ -9,17 +9,17 @@ namespace {
 class trickling_device : public QBuffer
 {
 public:
-    trickling_device(QByteArray *bytes, qint64 most_at_once)
+    trickling_device(QByteArray *bytes, qint64 max_at_once)
         : QBuffer(bytes)
-        , most(most_at_once)
+        , max(max_at_once)
     {
     }
 
 protected:
-    qint64 readData(char *data, qint64 size) override { return QBuffer::readData(data, qMin(size, most)); }
+    qint64 readData(char *data, qint64 size) override { return QBuffer::readData(data, qMin(size, max)); }
 
 private:
-    qint64 most;
+    qint64 max;
 };
 
 } // namespace
@@ -28,12 +28,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     fuzz_input input(data, size);
     const int keep = input.setting(4);
-    const int most_at_once = 1 + input.setting(256);
+    const int max_at_once = 1 + input.setting(256);
+    const int block_size = 64 + 16 * input.setting(256);
     QByteArray file = input.rest().toByteArray();
 
-    trickling_device device(&file, most_at_once);
+    trickling_device device(&file, max_at_once);
     device.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
-    mbox_splitter splitter(device);
+    mbox_splitter splitter(device, block_size);
     QList<QByteArray> messages;
     for (auto state = mbox_splitter::progress::reading; state != mbox_splitter::progress::file_ended;) {
         state = splitter.read();

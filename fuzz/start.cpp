@@ -2,7 +2,7 @@
 
 namespace {
 
-/// Warnings about damaged input are no findings, and millions of them would hide what is one.
+/// Warnings about damaged input are not findings, and millions of them would hide the ones that are.
 void show_fatal_messages_only(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
     if (type == QtFatalMsg)

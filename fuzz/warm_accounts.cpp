@@ -1,4 +1,4 @@
-/// The list of accounts that were warmed up lastly, against Qt's own reader of an element's text.
+/// The accounts in `lastly_warmed_up_accounts`, against Qt's own reader of an element's text.
 #include "common/warm_accounts.h"
 
 #include "fuzz/fuzz.h"

@@ -8,7 +8,6 @@
 
 namespace {
 
-constexpr qint64 block_size = 1024 * 1024;
 constexpr QByteArrayView end_of_enciphered_piece("<[{()}]>");
 
 bool is_base64(QByteArrayView bytes)
@@ -19,8 +18,9 @@ bool is_base64(QByteArrayView bytes)
 
 } // namespace
 
-log_file::log_file(const QString &path)
+log_file::log_file(const QString &path, qint64 bytes_of_block)
     : file(path)
+    , block_size(bytes_of_block)
     , line_feeds("\n")
     , end_marks(end_of_enciphered_piece)
 {

@@ -12,7 +12,8 @@
 class log_file
 {
 public:
-    explicit log_file(const QString &path);
+    /// Blocks have `bytes_of_block` bytes.
+    explicit log_file(const QString &path, qint64 bytes_of_block = usual_block_size);
 
     /// False, with `error` set, when the file cannot be opened. Reading begins at `offset` bytes.
     [[nodiscard]] bool open(qint64 offset = 0);
@@ -28,6 +29,8 @@ public:
 
     /// The next piece; false at the end.
     [[nodiscard]] bool next(piece &found);
+
+    static constexpr qint64 usual_block_size = 1024 * 1024;
 
 private:
     /// Finds the same bytes again and again from rising positions of a block that grows at its end, without going over
@@ -60,6 +63,7 @@ private:
     [[nodiscard]] bool more();
 
     QFile file;
+    qint64 block_size;
     QByteArray block; ///< bytes of the file ...
     qsizetype at = 0; ///< ... those before are given out
     qint64 block_offset = 0;

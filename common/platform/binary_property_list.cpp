@@ -9,12 +9,13 @@ namespace {
 class unfolding
 {
 public:
-    explicit unfolding(QByteArrayView file)
+    unfolding(QByteArrayView file, qint64 max_objects)
         : bytes(file)
         , trailer(file.size() - 32)
         , offset_size(integer_at(trailer + 6, 1))
         , number_size(integer_at(trailer + 7, 1))
         , table(integer_at(trailer + 24, 8))
+        , objects_left(max_objects)
     {
     }
 
@@ -59,12 +60,12 @@ private:
     qint64 offset_size;
     qint64 number_size;
     qint64 table;
-    qint64 objects_left = max_unfolded_objects;
+    qint64 objects_left;
 };
 
 } // namespace
 
-bool unfolds_moderately(QByteArrayView bytes)
+bool unfolds_moderately(QByteArrayView bytes, qint64 max_objects)
 {
-    return !bytes.startsWith("bplist") || unfolding(bytes).ends();
+    return !bytes.startsWith("bplist") || unfolding(bytes, max_objects).ends();
 }

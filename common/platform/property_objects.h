@@ -29,7 +29,7 @@ class pool
 {
 public:
     pool();
-    ~pool();
+    ~pool(); // NOLINT(performance-trivially-destructible): Foundation has something to release
     Q_DISABLE_COPY_MOVE(pool)
 
 private:

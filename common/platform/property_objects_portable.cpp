@@ -148,7 +148,7 @@ double number_of(object number)
 {
     if (!number)
         return 0;
-    const plist_t node = node_of(number);
+    plist_t node = node_of(number);
     double real = 0;
     uint8_t boolean = 0;
     switch (plist_get_node_type(node)) {

@@ -57,8 +57,9 @@ void append_bytes(QByteArray &message, QByteArrayView bytes)
 
 } // namespace
 
-mbox_splitter::mbox_splitter(QIODevice &mail_file)
+mbox_splitter::mbox_splitter(QIODevice &mail_file, qsizetype bytes_of_block)
     : file(mail_file)
+    , block_size(bytes_of_block)
 {
     block.resize(block_size);
 }

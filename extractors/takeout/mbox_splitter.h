@@ -21,11 +21,12 @@ public:
         read_failed,      ///< as `file_ended`, because the device failed
     };
 
-    /// `mail_file` is open for reading, unbuffered, and outlives the splitter.
-    explicit mbox_splitter(QIODevice &mail_file);
+    /// `mail_file` is open for reading, unbuffered, and outlives the splitter. A block has `bytes_of_block` bytes, 64
+    /// at least.
+    explicit mbox_splitter(QIODevice &mail_file, qsizetype bytes_of_block = usual_block_size);
 
-    /// Take in at most one block of the file (about `block_size` bytes; more of a longer line only if
-    /// it has no two adjacent ASCII bytes to cut at).
+    /// Take in at most one block of the file (more of a longer line only if it has no two adjacent ASCII bytes to cut
+    /// at).
     progress read();
 
     /// The message so far, beginning with its separator line, line ends as in the file. Each line has made the journey
@@ -37,7 +38,7 @@ public:
     /// Throw away the message so far and everything up to the next separator.
     void give_up_message();
 
-    static constexpr qsizetype block_size = 256 * 1024;
+    static constexpr qsizetype usual_block_size = 256 * 1024; // bytes
     /// No mail is as large as this; what is worked on takes several times as much memory.
     static constexpr qsizetype max_message = qsizetype(2) * 1024 * 1024 * 1024;
 
@@ -47,6 +48,7 @@ private:
     void append(QByteArrayView lines);
 
     QIODevice &file;
+    qsizetype block_size;
     QByteArray block;           // raw bytes of the file ...
     qsizetype at = 0;           // ... those before are taken in
     qsizetype end_of_lines = 0; // ... whole lines end here, or a piece of a long one

@@ -4,7 +4,6 @@
 #include "tests/support/support.h"
 
 #include <QDateTime>
-#include <QProcess>
 #include <QTest>
 
 #include <sys/xattr.h>

@@ -177,7 +177,7 @@ void test_database_helpers::failure_lines()
     QCOMPARE(log.lines(), lines);
 }
 
-/// Rows before the damage are no result: they would look like all of them.
+/// Rows before the damage are not returned: a caller would take them for all rows.
 void test_database_helpers::damaged_tables()
 {
     const QString damaged = directory->filePath(QStringLiteral("damaged.db"));

@@ -115,7 +115,7 @@ void test_log::lines_that_a_full_disk_took_are_counted_data()
     QTest::newRow("at the end there is space") << false;
 }
 
-/// A limit on the size of files stands in for the disk.
+/// A limit on the size of files takes the place of a full disk.
 void test_log::lines_that_a_full_disk_took_are_counted()
 {
     QFETCH(bool, space_before_the_end);

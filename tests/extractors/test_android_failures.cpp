@@ -74,7 +74,7 @@ void test_android_failures::failures_data()
     const QString mismatch = QStringLiteral("Parameter count mismatch");
     QTest::newRow("no Message table") << "drop table Message" << mails_failed;
     QTest::newRow("missing column") << "alter table Message rename column snippet to other" << mails_failed;
-    QTest::newRow("no Mailbox table, told once")
+    QTest::newRow("no Mailbox table, logged once")
         << "drop table Mailbox"
         << QStringList({mailbox + u" Select query ---FAILED---", mailbox + mismatch,
                         mailbox + u"select displayName from Mailbox where _id = :0"});
@@ -95,17 +95,17 @@ void test_android_failures::failures()
     write_file(source("sp/warm_accounts_preferences.xml"), "<s name='lastly_warmed_up_accounts'>a@x</s>");
     const log_capture log;
     extract("messages");
-    QStringList told;
+    QStringList logged;
     for (const QString &line : log.lines()) {
-        if (line.contains(u"FAILED") || told.size() % 3 != 0)
-            told.append(line);
+        if (line.contains(u"FAILED") || logged.size() % 3 != 0)
+            logged.append(line);
     }
     QFETCH(QStringList, lines);
-    QCOMPARE(told,
+    QCOMPARE(logged,
              lines.replaceInStrings(QStringLiteral("COPY"), session->result(QStringLiteral("tmp/EmailProvider.db"))));
     QVERIFY(QDir(session->result(QStringLiteral("tmp"))).isEmpty());
 
-    // Other tables do not suffer, unless the file is no database at all.
+    // Other tables do not suffer, unless the file is not a database at all.
     extract("accounts");
     QCOMPARE(rows("select count(*) from accounts"),
              QStringList(what.startsWith(u"FILE") ? QStringLiteral("0") : QStringLiteral("1")));

@@ -1,4 +1,4 @@
-/// Evidence that is made to keep a run busy, to lead it astray or to hide something: what stands in the log, and that
+/// Evidence that is made to keep a run busy, to lead it astray or to hide something: what the log says, and that
 /// everything else is read.
 #include "common/cancel_flag.h"
 #include "common/evidence_root.h"
@@ -64,7 +64,7 @@ void test_hostile_evidence::view_in_place_of_accounts()
              QStringList(QStringLiteral("Inbox|")));
 }
 
-/// Such a name cannot be opened through Qt, which passes over it: it must not be missing without a word.
+/// Such a name cannot be opened through Qt, which passes over it: it must not go missing silently.
 void test_hostile_evidence::names_that_are_no_text()
 {
     plugin_session session(QStringLiteral("gTakeoutOS"));

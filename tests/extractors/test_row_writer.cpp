@@ -107,17 +107,17 @@ void test_row_writer::failures_tell_the_given_statement_data()
 void test_row_writer::failures_tell_the_given_statement()
 {
     QFETCH(QString, text);
-    QStringList told;
-    row_writer writer(db, insert_into_written, [&told](const QString &statement, const QString &error) {
-        told += {statement, error};
+    QStringList reported;
+    row_writer writer(db, insert_into_written, [&reported](const QString &statement, const QString &error) {
+        reported += {statement, error};
     });
     QVERIFY(writer.insert({text, QString(), QStringLiteral("yes")}));
     QVERIFY(!writer.insert({text, QString(), QStringLiteral("no")}));
     QVERIFY(writer.insert({text, QString(), QStringLiteral("yes")}));
     writer.commit();
-    QCOMPARE(told.size(), 2);
-    QCOMPARE(told.first(), insert_into_written);
-    QVERIFY2(told.last().contains(u"CHECK constraint"), qPrintable(told.last()));
+    QCOMPARE(reported.size(), 2);
+    QCOMPARE(reported.first(), insert_into_written);
+    QVERIFY2(reported.last().contains(u"CHECK constraint"), qPrintable(reported.last()));
     QCOMPARE(rows_of(db.databaseName(), QStringLiteral("select a = '%1', b, c from written").arg(text)),
              QStringList({QStringLiteral("1|NULL|yes"), QStringLiteral("1|NULL|yes")}));
 }

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// A file of CRLF messages; each text begins behind its separator line. The last one is there to be lost.
+/// A file of CRLF messages; each text begins after its separator line. The last one is there to be lost.
 QByteArray mbox(const QList<QByteArray> &messages)
 {
     QByteArray file;
@@ -58,7 +58,7 @@ void test_takeout_run::rows_data()
                  plain + "Text\n\nSecond paragraph\n\n"})
         << row("Hello|Bob|Ann|1704099600|Cy|Text|");
     QTest::newRow("no headers at all") << mbox({"\n"}) << row("|||0|||");
-    QTest::newRow("marks in the body count, Bcc holds Cc in another case only")
+    QTest::newRow("marks in the body count, Bcc contains Cc in another case only")
         << mbox({"Bcc: B <b@x>\n" + plain + "see Cc: C <c@x>\nSubject: not a header\n\n"})
         << row("not a header|||0|C|see Cc: C <c@x>\r\nSubject: not a header|");
     QTest::newRow("only the first line of a name that ends in To")
@@ -86,7 +86,7 @@ void test_takeout_run::rows_data()
     QTest::newRow("boundary of another kind")
         << mbox({"Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain; a\n\nText\n\n--b--\n"})
         << row("|||0|||");
-    QTest::newRow("base64 in a part is not seen behind CRLF")
+    QTest::newRow("base64 in a part is not seen after CRLF")
         << mbox(
                {multipart +
                 "------=_a\nContent-Type: text/plain; a\nContent-Transfer-Encoding: base64\n\nSGVsbG8=\n\n------=_a\n"})

@@ -1,4 +1,5 @@
-/// The accounts warmed up lastly, with Qt's own reader of an element's text, which calls itself for each child.
+/// The accounts in `lastly_warmed_up_accounts`, with Qt's own reader of an element's text, which calls itself for each
+/// child.
 #pragma once
 
 #include <QStringList>

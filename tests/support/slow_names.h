@@ -1,7 +1,7 @@
 /// Free file names once more, slow and plain: the directory is listed for each name that is tried.
 #pragma once
 
-#include <QDir>
+#include <QDirIterator>
 #include <QFile>
 
 /// The name as the file system gives it back: it ends at a NUL, and what cannot be encoded is replaced.
@@ -12,8 +12,11 @@
 
 [[nodiscard]] inline bool is_listed(const QString &directory, const QString &name)
 {
-    for (const QString &entry : QDir(directory).entryList(QDir::AllEntries | QDir::Hidden | QDir::System)) {
-        if (entry.trimmed() == name_on_disk_of(name).trimmed())
+    const QString sought = name_on_disk_of(name).trimmed();
+    QDirIterator entries(directory, QDir::AllEntries | QDir::Hidden | QDir::System);
+    while (entries.hasNext()) {
+        entries.next();
+        if (entries.fileName().trimmed() == sought)
             return true;
     }
     return false;
