@@ -5,6 +5,7 @@
 #include "host/reading/limits.h"
 #include "host/reading/transfer_encoding.h"
 
+#include <QSet>
 #include <algorithm>
 
 namespace {
@@ -266,7 +267,8 @@ QByteArrayList message_ids(QByteArrayView value)
         if (!id.isEmpty())
             ids.append(id);
     };
-    for (qsizetype begin = value.indexOf('<'); begin >= 0; begin = value.indexOf('<', begin)) {
+    for (qsizetype begin = value.indexOf('<'); begin >= 0 && ids.size() <= max_references;
+         begin = value.indexOf('<', begin)) {
         const qsizetype end = value.indexOf('>', ++begin);
         if (end < 0)
             break;
@@ -285,9 +287,13 @@ QByteArrayList message_ids(QByteArrayView value)
 QByteArrayList split_labels(const QByteArray &text)
 {
     QByteArrayList labels;
+    QSet<QByteArray> known;
     for (const QByteArray &each : text.split(',')) {
-        if (const QByteArray label = each.trimmed(); !label.isEmpty() && !labels.contains(label))
-            labels.append(label);
+        const QByteArray label = each.trimmed();
+        if (label.isEmpty() || known.contains(label))
+            continue;
+        known.insert(label);
+        labels.append(label);
     }
     return labels;
 }

@@ -49,7 +49,8 @@ struct field_context
 [[nodiscard]] QList<mail_address> decoded_addresses(const QByteArrayList &values, const QByteArray &role,
                                                     field_context &context);
 
-/// The texts between "<" and ">", blanks removed; of a value without them its words that have an "@".
+/// The texts between "<" and ">", blanks removed, at most one more than `max_references`; of a value without them its
+/// words that have an "@".
 [[nodiscard]] QByteArrayList message_ids(QByteArrayView value);
 
 /// The labels of a decoded field.

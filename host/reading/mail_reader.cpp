@@ -6,6 +6,7 @@
 #include "host/reading/mail_structure.h"
 #include "host/reading/transfer_encoding.h"
 
+#include <QHash>
 #include <openssl/evp.h>
 
 #include <algorithm>
@@ -108,7 +109,8 @@ private:
 
     const part_writer &write_part;
     mail_record &record;
-    QByteArray likely_charset; ///< of the mail's fields
+    QByteArray likely_charset;                 ///< of the mail's fields
+    QHash<QByteArray, QByteArray> spool_files; ///< by content, so that equal parts are written once
 };
 
 void reader::read_date(const QByteArray &text)
@@ -132,8 +134,10 @@ void reader::read_ids(const header_fields &fields)
     record.message_id = first_id("message-id");
     record.in_reply_to = first_id("in-reply-to");
     record.thread_id = fields.first("x-gm-thrid");
-    for (const QByteArray &value : fields.all("references"))
-        record.references += message_ids(value);
+    for (const QByteArray &value : fields.all("references")) {
+        if (record.references.size() <= max_references)
+            record.references += message_ids(value);
+    }
     if (record.references.size() > max_references) {
         record.references.resize(max_references);
         add_problem(record.problems, "There are too many references; the first are kept.");
@@ -153,6 +157,10 @@ void reader::read_fields(const mail_entity &mail)
     for (const char *role : roles)
         record.addresses += decoded_addresses(mail.fields.all(role), role, context);
     record.labels = split_labels(decoded_text(mail.fields.first("x-gmail-labels"), "A label", context));
+    if (record.labels.size() > max_labels) {
+        record.labels.resize(max_labels);
+        add_problem(record.problems, "There are too many labels; the first are kept.");
+    }
     read_ids(mail.fields);
     read_date(to_utf8(mail.fields.first("date"), {}, likely_charset, "The date", record.problems));
 }
@@ -182,8 +190,12 @@ void reader::keep_bytes(const mail_entity &entity, const QByteArray &bytes, mail
     if (part.is_text)
         return;
     part.extension = extension_of(part.name);
-    part.spool_file = write_part(bytes);
-    if (part.spool_file.isEmpty())
+    QByteArray &spooled = spool_files[part.sha256];
+    part.spool_file = spooled;
+    if (spooled.isEmpty())
+        write_part(bytes, part);
+    spooled = part.spool_file;
+    if (part.spool_file.isEmpty() && !part.is_kept)
         add_problem(record.problems, "Part " + part.path + " could not be written.");
 }
 

@@ -5,8 +5,9 @@
 
 #include <functional>
 
-/// Keeps the bytes of a part until they are moved to "Parts/"; says under which name, or nothing when that failed.
-using part_writer = std::function<QByteArray(QByteArrayView bytes)>;
+/// Keeps the bytes of a part, whose hash and extension are set, until they are moved to "Parts/": sets `spool_file`, or
+/// `is_kept` when they are there already, or neither when that failed.
+using part_writer = std::function<void(QByteArrayView bytes, mail_part &part)>;
 
 /// Read the mail whose bytes, "From " line included, are `stored`; the empty line before another mail is left out when
 /// `is_followed`. Sets all of the record but where it comes from (source, file, ordinal, offset, separators) and its

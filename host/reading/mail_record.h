@@ -30,6 +30,7 @@ struct mail_part
     QByteArray sha256;     ///< of these bytes, lower-case hex
     QByteArray extension;  ///< of the file that takes the bytes, with its dot; may be empty
     QByteArray spool_file; ///< where the bytes wait to be moved to "Parts"; empty when they are not written
+    bool is_kept = false;  ///< its bytes were in "Parts" already
     bool is_text = false;  ///< `text` or `html` of the mail has it
 };
 

@@ -17,8 +17,6 @@
 #include <QRegularExpression>
 #include <QScopeGuard>
 
-#include <csignal>
-
 namespace {
 
 constexpr QLatin1StringView database_name("Mail.sqlite");
@@ -160,15 +158,12 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
                                        .keep_mail = true};
     QList<ready_source> sources;
     refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
-    const auto status_of_signal = [&] {
-        return signals_watched.received() == SIGINT ? exit_status::interrupted : exit_status::terminated;
-    };
     if (refused) {
         progress.finish();
         if (signals_watched.received() == 0 || !refused->text.isEmpty())
             return refuse(*refused, options.json);
         complain(QStringLiteral("cancelled before reading began; nothing was written"));
-        return status_of_signal();
+        return signals_watched.status();
     }
     if (options.clear)
         remove_earlier(paths.directory);
@@ -184,7 +179,7 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
     database.close();
     progress.finish();
     print_totals(totals, database_path, static_cast<double>(clock.elapsed()) / 1000, options.json);
-    return totals.cancelled             ? status_of_signal()
+    return totals.cancelled             ? signals_watched.status()
            : !totals.failures.isEmpty() ? exit_status::done_with_failures
                                         : exit_status::done;
 }

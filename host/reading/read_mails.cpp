@@ -19,6 +19,7 @@ namespace {
 constexpr qint64 milliseconds_per_transaction = 1'000;
 constexpr int milliseconds_to_wait = 50;
 constexpr qint64 max_bytes_under_way = qint64(8) * 1024 * 1024; // mails that are parsed and not yet in the database
+constexpr qsizetype max_failures = 1'000;                       // that are listed
 constexpr QLatin1StringView spool_name(".reading/");
 
 /// What a worker says of a mail, and where it comes from.
@@ -57,6 +58,7 @@ private:
     void insert_first();
     QByteArray keep_part(const mail_part &part, QHash<QByteArray, QByteArray> &files_of_mail);
     void fail(const QString &sentence);
+    void note_given_up(const mail_under_way &mail, const QByteArray &why);
     [[nodiscard]] bool may_go_on();
 
     const reading_job &job;
@@ -79,6 +81,17 @@ void mail_reading::fail(const QString &sentence)
         totals.failures.append(sentence);
 }
 
+void mail_reading::note_given_up(const mail_under_way &mail, const QByteArray &why)
+{
+    ++totals.mails_given_up;
+    if (totals.failures.size() < max_failures)
+        fail(QStringLiteral("%1: mail %2, at byte %3: %4")
+                 .arg(QFile::decodeName(mail.path))
+                 .arg(mail.place.ordinal)
+                 .arg(mail.place.offset)
+                 .arg(QString::fromUtf8(why)));
+}
+
 bool mail_reading::may_go_on()
 {
     totals.cancelled = totals.cancelled || !go_on(qMin(bytes_done, bytes_in_all), bytes_in_all);
@@ -92,9 +105,10 @@ bool mail_reading::may_go_on()
 /// Move a part's bytes to their name in "Parts/"; equal ones are kept once. Empty when they could not be kept.
 QByteArray mail_reading::keep_part(const mail_part &part, QHash<QByteArray, QByteArray> &files_of_mail)
 {
-    if (part.spool_file.isEmpty()) {
-        if (!part.is_text)
-            fail(parts + QLatin1StringView(": not all parts could be written; see the problems of their mails"));
+    if (part.is_text)
+        return {};
+    if (part.spool_file.isEmpty() && !part.is_kept) {
+        fail(parts + QLatin1StringView(": not all parts could be written; see the problems of their mails"));
         return {};
     }
     const QString spooled = QFile::decodeName(part.spool_file);
@@ -102,10 +116,13 @@ QByteArray mail_reading::keep_part(const mail_part &part, QHash<QByteArray, QByt
     if (file.isEmpty())
         file = database.file_of(part.sha256);
     if (!file.isEmpty()) {
-        QFile::remove(spooled);
+        if (!part.is_kept)
+            QFile::remove(spooled);
         return file;
     }
     file = "Parts/" + part.sha256 + part.extension;
+    if (part.is_kept) // by a run that was killed before it could say so in the database
+        return file;
     const QByteArray target = QFile::encodeName(job.directory) + file;
     if (::rename(part.spool_file.constData(), target.constData()) != 0) {
         fail(QFile::decodeName(target) + QLatin1StringView(": cannot be written"));
@@ -181,8 +198,8 @@ void mail_reading::work(bool until_idle)
             mail.is_parsed = true;
             if (!answer.given_up.isEmpty()) {
                 mail.problems.append(answer.given_up);
+                note_given_up(mail, answer.given_up);
                 mail.record.sha256 = sha256_of_range(mail.path, mail.place.offset, mail.place.length);
-                ++totals.mails_given_up;
             }
         }
         insert_ready();
@@ -201,9 +218,9 @@ void mail_reading::dispatch(mail_under_way mail)
     bytes_under_way += place.length;
     if (place.length > max_mail_bytes) {
         mail.problems.append("This mail is too large to be read.");
+        note_given_up(mail, mail.problems.last());
         mail.record.sha256 = sha256_of_range(mail.path, place.offset, place.length);
         mail.is_parsed = true;
-        ++totals.mails_given_up;
     } else {
         pool.give({number, mail.path, place.offset, place.length, place.is_followed});
     }

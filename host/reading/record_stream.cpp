@@ -23,6 +23,7 @@ void pass_part(Stream &stream, Part &part)
                        &part.encoding, &part.sha256, &part.extension, &part.spool_file})
         stream(*text);
     stream(part.size);
+    stream(part.is_kept);
     stream(part.is_text);
 }
 

@@ -93,9 +93,19 @@ class spool_folder
 public:
     explicit spool_folder(const QString &path)
         : folder(QFile::encodeName(path) + '/')
+        , kept(QFile::encodeName(QDir::cleanPath(path + QLatin1StringView("/../.."))) + '/')
     {
     }
 
+    void take(QByteArrayView bytes, mail_part &part)
+    {
+        // Equal parts are frequent: a file that is there has this content, it was moved there whole.
+        part.is_kept = ::access(QByteArray(kept + part.sha256 + part.extension).constData(), F_OK) == 0;
+        if (!part.is_kept)
+            part.spool_file = write(bytes);
+    }
+
+private:
     QByteArray write(QByteArrayView bytes)
     {
         const QByteArray name = folder + QByteArray::number(++last);
@@ -108,8 +118,8 @@ public:
         return written ? name : QByteArray();
     }
 
-private:
     QByteArray folder;
+    QByteArray kept; ///< "Parts/"
     qint64 last = 0;
 };
 
@@ -126,8 +136,8 @@ void be_quiet()
 bool serve(const worker_request &request, const QByteArray &path, spool_folder &spool)
 {
     const QByteArray stored = file_bytes(path, request.offset, request.length);
-    mail_record record =
-        read_mail(stored, request.is_followed != 0, [&spool](QByteArrayView bytes) { return spool.write(bytes); });
+    mail_record record = read_mail(stored, request.is_followed != 0,
+                                   [&spool](QByteArrayView bytes, mail_part &part) { spool.take(bytes, part); });
     if (stored.size() < request.length)
         record.problems.append("The file could not be read to the end of this mail.");
     return answer(to_bytes(record));
@@ -140,8 +150,8 @@ int run_worker(const QString &spool)
     be_quiet();
     spool_folder parts(spool);
     // What GMime and the C library load once is not part of a mail's share.
-    const mail_record warm = read_mail("From x\nSubject: =?iso-8859-1?Q?=E4?=\nTo: a@b\n\na", false,
-                                       [](QByteArrayView) { return QByteArray(); });
+    const mail_record warm =
+        read_mail("From x\nSubject: =?iso-8859-1?Q?=E4?=\nTo: a@b\n\na", false, [](QByteArrayView, mail_part &) {});
     const rlim_t base = warm.subject.isEmpty() ? 0 : used_memory();
     if (!answer({}))
         return 1;

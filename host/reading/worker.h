@@ -18,5 +18,6 @@ struct worker_request
 /// Exit status of a worker that has no memory left for a mail.
 inline constexpr int worker_out_of_memory = 3;
 
-/// Run as such a process. Parts are written to the folder `spool`, which exists; the answers name them.
+/// Run as such a process. Parts are written to the folder `spool`, which exists and is two levels
+/// below "Parts/"; the answers name them.
 [[nodiscard]] int run_worker(const QString &spool);

@@ -26,10 +26,11 @@ const QByteArray from = "From 1@xxx Mon Jan 01 10:11:12 +0000 2024\n";
 QByteArray parts_of(const QByteArray &mail)
 {
     QByteArrayList written, lines;
-    const mail_record record = read_mail(QByteArray(from + mail), false, [&written](QByteArrayView bytes) {
-        written.append(bytes.toByteArray());
-        return QByteArray::number(written.size());
-    });
+    const mail_record record =
+        read_mail(QByteArray(from + mail), false, [&written](QByteArrayView bytes, mail_part &part) {
+            written.append(bytes.toByteArray());
+            part.spool_file = QByteArray::number(written.size());
+        });
     for (const mail_part &part : record.parts)
         lines.append(part.path + ' ' + part.media_type + ' ' +
                      (part.is_text ? QByteArray("text") : '[' + written.at(part.spool_file.toInt() - 1) + ']'));
@@ -325,7 +326,7 @@ void test_reading::beyond_the_limits()
     QElapsedTimer clock;
     clock.start();
     const mail_record record =
-        read_mail(QByteArray(from + mail), false, [](QByteArrayView) { return QByteArray("x"); });
+        read_mail(QByteArray(from + mail), false, [](QByteArrayView, mail_part &part) { part.spool_file = "x"; });
     QVERIFY2(record.problems.join('\n').contains(problem), record.problems.join('\n').constData());
     QCOMPARE(record.sha256, QCryptographicHash::hash(QByteArray(from + mail), QCryptographicHash::Sha256).toHex());
     QVERIFY(record.parts.size() <= 10'000 && record.headers.size() <= 16 * 1024 * 1024);
