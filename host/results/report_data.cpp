@@ -57,6 +57,15 @@ void write_texts(json_text &out, const char *key, const numbered_texts &numbered
     out.end_list();
 }
 
+/// A reading that was cancelled may not have come to comparing the mails with their rows.
+bool has_comparison(const result_reader &reader)
+{
+    row_cursor found =
+        reader.query("select exists(select 1 from mail_db.mail where row is not null or row_note is not null)"
+                     " or exists(select 1 from mail_db.difference)");
+    return found.next() && found.number(0) != 0;
+}
+
 } // namespace
 
 qint64 numbered_texts::number_of(const QByteArray &text)
@@ -80,6 +89,7 @@ report_data::report_data(const QString &in)
 maybe_refusal report_data::write(const result_reader &reader, const std::function<bool()> &go_on)
 {
     with_mail = reader.has_mail();
+    is_compared = with_mail && has_comparison(reader);
     thread_numbers threads;
     if (with_mail) {
         if (maybe_refusal refused = threads.find(reader))
@@ -155,14 +165,15 @@ void report_data::add_to_index(const report_mail &mail, qint64 thread)
     index.kinds.number(kinds);
     add_marks(mail);
     index.flags.number(flag_if(files > 0, mail_flag::has_files) | flag_if(!has_text && !has_html, mail_flag::no_text) |
-                       flag_if(!has_text && has_html, mail_flag::html_only) | flag_if(!mail.row, mail_flag::no_row) |
+                       flag_if(!has_text && has_html, mail_flag::html_only) |
+                       flag_if(is_compared && !mail.row, mail_flag::no_row) |
                        flag_if(!mail.problems.isEmpty(), mail_flag::has_problems));
     index.sizes.number(mail.length.value_or(0));
     index.threads.number(thread);
     index.places.number(places.number_of(mail.source_count_name + '\n' + mail.source_file));
     number_or_null(index.rows, mail.row);
     index.files.number(files);
-    mails_without_row += mail.row ? 0 : 1;
+    mails_without_row += is_compared && !mail.row ? 1 : 0;
     all_files += files;
     if (mail.date) {
         first_date = qMin(*mail.date, first_date.value_or(*mail.date));
@@ -191,15 +202,18 @@ void report_data::add_people(const report_mail &mail)
 
 qint64 report_data::number_of_person(const report_mail::address &person)
 {
-    const QByteArray key =
-        QString::fromUtf8(person.address.isEmpty() ? person.name : person.address).toLower().toUtf8();
-    const auto known = people.constFind(key);
+    const QByteArray as_written = person.name + '\0' + person.address;
+    const auto known = people.constFind(as_written);
     if (known != people.constEnd())
         return *known;
+    const qint64 number = people.size();
+    people.insert(as_written, number);
+    const QString key = QString::fromUtf8(person.address.isEmpty() ? person.name : person.address).toLower();
+    const auto correspondent = correspondents.constFind(key);
     new_people.text(beginning(person.name, max_subject));
     new_people.text(beginning(person.address, max_subject));
-    const qint64 number = people.size();
-    people.insert(key, number);
+    new_people.number(correspondent == correspondents.constEnd() ? *correspondents.insert(key, number)
+                                                                 : *correspondent);
     return number;
 }
 
@@ -291,6 +305,8 @@ void report_data::describe(json_text &out) const
     out.number(mails);
     out.key("from_mail");
     out.number(with_mail ? 1 : 0);
+    out.key("compared");
+    out.number(is_compared ? 1 : 0);
     out.key("without_row");
     out.number(mails_without_row);
     out.key("files");
@@ -304,7 +320,7 @@ void report_data::describe(json_text &out) const
     write_numbers(out, "source", source_begins);
     write_numbers(out, "search", {search.first_buckets().begin(), search.first_buckets().end()});
     out.key("people");
-    out.number(people.size());
+    out.number(correspondents.size());
     write_texts(out, "labels", labels);
     write_texts(out, "marks", marks);
     write_texts(out, "places", places);

@@ -56,12 +56,14 @@ private:
     QString directory;
     search_index search;
     index_columns index;
-    json_text new_people; ///< name and address of those who first occur in this part of the index
+    json_text new_people; ///< name, address and correspondent of those who first occur in this part of the index
     json_text details, sources;
-    QHash<QByteArray, qint64> people;
+    QHash<QByteArray, qint64> people;      ///< by name and address, as they are written
+    QHash<QString, qint64> correspondents; ///< the first of `people` with the same address, or name without one
     numbered_texts labels, marks, places;
     qint64 mails = 0, mails_without_row = 0, all_files = 0;
     std::optional<qint64> first_date, last_date;                    ///< UTC seconds
     std::vector<qint64> index_begins, detail_begins, source_begins; ///< the first mail of each file
     bool with_mail = false;
+    bool is_compared = false; ///< the mails with their rows; without that nothing is known of missing rows
 };

@@ -27,6 +27,8 @@ export interface MailFiles {
     count: number;
     /** 1 when the mails come from Mail.sqlite, 0 when they are rows of `messages`. */
     from_mail: number;
+    /** 1 when the mails were compared with their rows. */
+    compared: number;
     without_row: number;
     /** Attachments of all mails. */
     files: number;
@@ -70,8 +72,8 @@ export interface IndexFile {
     place: number[];
     row: (number | null)[];
     files: number[];
-    /** Names and addresses, in turn, of people who occur first in this part. */
-    people: string[];
+    /** Name, address, and number of the first person with the same address, of people who occur first in this part. */
+    people: (string | number)[];
 }
 
 /** Bits of `flags`. */

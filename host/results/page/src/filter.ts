@@ -49,7 +49,7 @@ export class Passed {
         this.failed = failed;
         const wanted = Object.fromEntries(sides.map((side) => [side, new Set(filter.chosen[side])])) as Record<Side, Set<number>>;
         const lists: [Side, (mail: number) => boolean][] = [
-            ["people", (mail) => wanted.people.has(mails.from[mail] ?? -1) || has_any(mails.to[mail], wanted.people)],
+            ["people", (mail) => has_any(mails.correspondents_of(mail), wanted.people)],
             ["labels", (mail) => has_any(mails.labels[mail], wanted.labels)],
             ["kinds", (mail) => has_bit(mails.kinds[mail] ?? 0, wanted.kinds)],
             ["marks", (mail) => has_any(mails.marks[mail], wanted.marks)],
@@ -86,11 +86,8 @@ export class Passed {
             if (side === "labels") mails.labels[mail]?.forEach(add);
             else if (side === "marks") mails.marks[mail]?.forEach(add);
             else if (side === "places") add(mails.place[mail] ?? -1);
-            else if (side === "people") {
-                const from = mails.from[mail] ?? -1;
-                add(from);
-                for (const each of mails.to[mail] ?? []) if (each !== from) add(each);
-            } else {
+            else if (side === "people") mails.correspondents_of(mail).forEach(add);
+            else {
                 const bits = (side === "kinds" ? mails.kinds[mail] : mails.flags[mail]) ?? 0;
                 for (let bit = 0; bit < values; ++bit) if ((bits >> bit) & 1) ++counts[bit]!;
             }

@@ -73,7 +73,7 @@ function MailSheet(props: MailProps & { details: Details }) {
                 )}
             </section>
             <Parts report={report} details={details} />
-            {start.mails.from_mail === 1 && <RowBeside details={details} row={mails.row[mail]!} date={date} differs={differs} is_print={is_print ?? false} />}
+            {start.mails.compared === 1 && <RowBeside details={details} row={mails.row[mail]!} date={date} differs={differs} is_print={is_print ?? false} />}
             <Thread {...props} />
             {start.mails.from_mail === 0 && <RowAlone details={details} />}
             <Technical report={report} mail={mail} details={details} />

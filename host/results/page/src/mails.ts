@@ -22,8 +22,11 @@ export class Mails {
     /** Number of the row in `messages`, -1 when there is none. */
     readonly row: Float64Array;
     readonly files: Int32Array;
-    /** Names and addresses of people, in turn. */
-    readonly people: string[] = [];
+    /** Everyone as written, by number. */
+    readonly names: string[] = [];
+    readonly addresses: string[] = [];
+    /** The first person with the same address: mails are counted and filtered by these. */
+    readonly correspondents: number[] = [];
 
     constructor(private readonly made_of: MailFiles) {
         this.count = made_of.count;
@@ -72,7 +75,11 @@ export class Mails {
         for (const each of file.to) this.to.push(each);
         for (const each of file.labels) this.labels.push(each);
         for (const each of file.marks) this.marks.push(each);
-        for (const each of file.people) this.people.push(each);
+        for (let i = 0; i + 2 < file.people.length; i += 3) {
+            this.names.push(String(file.people[i]));
+            this.addresses.push(String(file.people[i + 1]));
+            this.correspondents.push(Number(file.people[i + 2]));
+        }
         this.loaded += file.id.length;
     }
 
@@ -81,13 +88,23 @@ export class Mails {
     }
 
     person(number: number): string {
-        return number < 0 ? "" : this.people[2 * number] || this.people[2 * number + 1] || "";
+        return this.names[number] || this.addresses[number] || "";
     }
 
     person_with_address(number: number): string {
-        const name = this.people[2 * number] ?? "";
-        const address = this.people[2 * number + 1] ?? "";
+        const name = this.names[number] ?? "";
+        const address = this.addresses[number] ?? "";
         return name && address ? `${name} <${address}>` : name || address;
+    }
+
+    /** Everyone who sent or got a mail, each once; -1 for a sender that is not there. */
+    correspondents_of(mail: number): number[] {
+        const all = [this.correspondents[this.from[mail]!] ?? -1];
+        for (const each of this.to[mail] ?? []) {
+            const correspondent = this.correspondents[each]!;
+            if (!all.includes(correspondent)) all.push(correspondent);
+        }
+        return all;
     }
 
     /** Place of the mail with this id, -1 when there is none. Ids ascend. */

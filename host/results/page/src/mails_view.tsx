@@ -1,6 +1,7 @@
 /** The list of mails with the pictures that filter it, and the mail at hand beside it. */
 import { useMemo, useRef, useState } from "preact/hooks";
 import { Bars } from "./bars";
+import { Flag } from "./data";
 import { kind_names, mark_words } from "./explain";
 import { is_filtered, no_filter, sides, toggled, type Filter, type Side } from "./filter";
 import { count, counted, day, size, time } from "./format";
@@ -66,7 +67,7 @@ function columns_of(report: Report, on_bookmark: (mail: number) => void, is_open
         {
             id: "marks", title: "Row", width: 56,
             draw: (mail) => {
-                if (mails.row[mail]! < 0) return <span class="mark-sign" title="This mail has no row">none</span>;
+                if ((mails.flags[mail]! & Flag.no_row) !== 0) return <span class="mark-sign" title="This mail has no row">none</span>;
                 const marks = mails.marks[mail] ?? [];
                 return marks.length > 0 ? <span class="mark-sign" title={marks.map((each) => mark_words(report.marks[each] ?? "")).join("\n")}>≠ {marks.length}</span> : "";
             },
@@ -92,7 +93,7 @@ export function filter_chips(report: Report, filter: Filter, change: (filter: Fi
 /** Bars of all sides, for the mails that pass. */
 export function SideBars({ report, now, listed, change, only }: ViewProps & { only?: readonly Side[] }) {
     const sizes: Record<Side, number> = {
-        people: report.mails.people.length / 2, labels: report.labels.length, kinds: kind_names.length,
+        people: report.mails.names.length, labels: report.labels.length, kinds: kind_names.length,
         marks: report.marks.length, places: report.places.length, flags: flag_names.length,
     };
     const titles: Record<Side, string> = { people: "Correspondents", labels: report.start.mails.from_mail ? "Labels" : "Mailboxes", kinds: "Attachments", marks: "Row and mail differ", places: "Sources", flags: "Mails" };

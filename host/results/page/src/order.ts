@@ -19,7 +19,7 @@ function ranks(texts: readonly string[]): Float64Array {
 }
 
 function keys_of(mails: Mails, column: MailColumn): ArrayLike<number> {
-    const people = () => ranks(Array.from({ length: mails.people.length / 2 }, (_, number) => mails.person(number)));
+    const people = () => ranks(mails.names.map((_, number) => mails.person(number)));
     switch (column) {
         case "id":
             return mails.id;

@@ -81,7 +81,7 @@ function RowsAndMails({ report, change }: ViewProps) {
     return (
         <section class="card">
             <h2>What the rows contain, and what they do not</h2>
-            <p>{without_row === 0 ? "Every mail has a row." : `${counted(all - without_row, "mail")} of ${count(all)} ${all - without_row === 1 ? "has" : "have"} a row in messages, ${count(without_row)} ${without_row === 1 ? "has" : "have"} none.`}</p>
+            <p>{start.mails.compared === 0 ? "The mails have not been compared with the rows: the reading did not come that far. “gmail_host read” does it." : without_row === 0 ? "Every mail has a row." : `${counted(all - without_row, "mail")} of ${count(all)} ${all - without_row === 1 ? "has" : "have"} a row in messages, ${count(without_row)} ${without_row === 1 ? "has" : "have"} none.`}</p>
             <table class="counts">
                 <tbody>
                     {lines.map(({ mark, many }) => (
@@ -90,7 +90,7 @@ function RowsAndMails({ report, change }: ViewProps) {
                             <td class="numbers">{counted(many, "mail")}</td>
                         </tr>
                     ))}
-                    {lines.length === 0 && <tr><td colSpan={2}>No row differs from its mail.</td></tr>}
+                    {lines.length === 0 && start.mails.compared === 1 && <tr><td colSpan={2}>No row differs from its mail.</td></tr>}
                 </tbody>
             </table>
             {stored > 0 && (

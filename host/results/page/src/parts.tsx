@@ -32,7 +32,7 @@ export function Facts({ children }: { children: ComponentChildren }) {
 }
 
 export function Fact({ name, children }: { name: string; children: ComponentChildren }) {
-    if (children === null || children === undefined || children === "") return null;
+    if (children === null || children === undefined || children === false || children === "") return null;
     return (
         <>
             <dt>{name}</dt>
