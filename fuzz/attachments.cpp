@@ -8,7 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     // As the splitter gives it.
     const QByteArray bytes = QString::fromUtf8(fuzz_input(data, size).rest()).toUtf8();
-    const mail message(bytes);
+    const mail_marks message(bytes);
     const mail_attachments::parameter_list list = mail_attachments::parameters(message);
     expect(list.left_out == 0, "a small message is read whole");
     expect(list.entries.size() == message.file_names.size(), "every name is an entry");

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     fuzz_input input(data, size);
     const int cut = input.setting(256);
-    const mail message(input.rest());
+    const mail_marks message(input.rest());
     decode(message.bytes, qMin<qsizetype>(cut, message.bytes.size()));
     expect(is_inside(mail_body::bytes_before_xml(message), message.bytes), "bytes before XML lie in the message");
     if (!message.content_types.empty())
