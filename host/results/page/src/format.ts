@@ -6,7 +6,8 @@ const long_format = new Intl.DateTimeFormat(language, { dateStyle: "full", timeS
 const month_format = new Intl.DateTimeFormat(language, { month: "long", year: "numeric", timeZone: "UTC" });
 const number_format = new Intl.NumberFormat(language);
 
-const max_seconds = 8.64e12;
+/** The calendar ends there: in the year 275760. */
+export const max_seconds = 8.64e12;
 
 function valid(seconds: number): boolean {
     return Math.abs(seconds) <= max_seconds;

@@ -60,7 +60,12 @@ function MailSheet(props: MailProps & { details: Details }) {
                 <People details={details} />
                 <p class="chips">{mails.labels[mail]?.map((label) => <span class="chip" key={label}><Value>{report.labels[label] ?? ""}</Value></span>)}</p>
             </header>
-            {details.problems && <p class="note">Not everything of this mail could be read: <Value>{details.problems}</Value></p>}
+            {details.problems && (
+                <div class="note">
+                    <p>Not everything of this mail could be read:</p>
+                    {details.problems.split("\n").map((problem, at) => <p key={at}><Value>{problem}</Value></p>)}
+                </div>
+            )}
             <section>
                 {details.text === null ? (
                     <p class="quiet">{details.html_bytes > 0 ? "This mail has HTML only, without any text in it." : "This mail has no text."}</p>

@@ -111,12 +111,30 @@ export function SideBars({ report, now, listed, change, only }: ViewProps & { on
     );
 }
 
+function ListHead({ report, now, listed, change }: ViewProps) {
+    const { mails } = report;
+    const is_filled = is_filtered(now.filter);
+    const set_filter = (filter: Filter) => change({ filter });
+    return (
+        <div class="list-head">
+            <p aria-live="polite" class="list-count">
+                <b>{count(listed.rows.length)}</b> {is_filled ? `of ${counted(mails.count, "mail")}` : mails.count === 1 ? "mail" : "mails"}
+                {!mails.is_whole && <span class="quiet"> · {count(mails.loaded)} loaded</span>}
+            </p>
+            {filter_chips(report, now.filter, set_filter)}
+            {is_filled && <button class="link" onClick={() => set_filter(no_filter)}>Show all</button>}
+            <span class="spring" />
+            <button disabled={listed.rows.length === 0} onClick={() => change({ view: "print", printed: [...listed.rows] })}>Print list</button>
+        </div>
+    );
+}
+
 export function MailsView(props: ViewProps) {
     const { report, now, listed, change, on_bookmark } = props;
     const { mails } = report;
     const [is_side_open, set_side_open] = useState(false);
     const columns = useMemo(() => columns_of(report, on_bookmark, now.is_open), [report, now.version, now.is_open]);
-    const whole = useMemo(() => usual_span(mails), [mails.loaded]);
+    const usual = useMemo(() => usual_span(mails), [mails.loaded]);
     const words = useMemo(() => words_of(now.filter.query), [now.filter.query]);
     const set_filter = (filter: Filter) => change({ filter });
     const list = useRef<HTMLElement>(null);
@@ -125,7 +143,6 @@ export function MailsView(props: ViewProps) {
         change({ is_open: false });
         list.current?.querySelector<HTMLElement>(".grid")?.focus();
     };
-    const is_filled = is_filtered(now.filter);
     return (
         <div class={now.is_open ? "mails has-mail" : "mails"}>
             <aside class={is_side_open ? "side open" : "side"}>
@@ -133,23 +150,14 @@ export function MailsView(props: ViewProps) {
                 <div class="side-bars"><SideBars {...props} /></div>
             </aside>
             <section class="list" ref={list} aria-label="List of mails">
-                {whole && (
+                {usual && (
                     <div class="over-time">
-                        <TimePath whole={whole} span={now.filter.span} on_span={(span) => set_filter({ ...now.filter, span })} />
-                        <Timeline dates={() => listed.passed.dates()} version={listed.passed} whole={whole} span={now.filter.span} height={112}
+                        <TimePath whole={usual.whole} beyond={usual.beyond} span={now.filter.span} on_span={(span) => set_filter({ ...now.filter, span })} />
+                        <Timeline dates={() => listed.passed.dates()} version={listed.passed} whole={usual.whole} span={now.filter.span} height={112} takes_wheel
                             on_span={(span) => set_filter({ ...now.filter, span })} />
                     </div>
                 )}
-                <div class="list-head">
-                    <p aria-live="polite" class="list-count">
-                        <b>{count(listed.rows.length)}</b> {is_filled ? `of ${counted(mails.count, "mail")}` : mails.count === 1 ? "mail" : "mails"}
-                        {!mails.is_whole && <span class="quiet"> · {count(mails.loaded)} loaded</span>}
-                    </p>
-                    {filter_chips(report, now.filter, set_filter)}
-                    {is_filled && <button class="link" onClick={() => set_filter(no_filter)}>Show all</button>}
-                    <span class="spring" />
-                    <button disabled={listed.rows.length === 0} onClick={() => change({ view: "print", printed: [...listed.rows] })}>Print list</button>
-                </div>
+                <ListHead {...props} />
                 <Grid label="Mails" columns={columns} rows={listed.rows} current={now.mail} empty={mails.count === 0 ? "This result has no mails." : "No mail passes the filter."}
                     sorting={{ id: now.order.column, desc: now.order.descending }}
                     on_sort={(id, desc) => change({ order: { column: id as MailColumn, descending: desc } })}

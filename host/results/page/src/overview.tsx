@@ -11,15 +11,15 @@ import { span_words, TimePath, Timeline } from "./timeline";
 
 export function Overview(props: ViewProps & { run: Json | null }) {
     const { report, now, listed, change, run } = props;
-    const whole = useMemo(() => usual_span(report.mails), [report.mails.loaded]);
+    const usual = useMemo(() => usual_span(report.mails), [report.mails.loaded]);
     return (
         <div class="overview">
             <Summary report={report} run={run} />
-            {whole && (
+            {usual && (
                 <section class="card wide">
                     <h2>Mails over time <span class="quiet">UTC</span></h2>
-                    <TimePath whole={whole} span={now.filter.span} on_span={(span) => change({ filter: { ...now.filter, span } })} />
-                    <Timeline dates={() => listed.passed.dates()} version={listed.passed} whole={whole} span={now.filter.span} height={190}
+                    <TimePath whole={usual.whole} beyond={usual.beyond} span={now.filter.span} on_span={(span) => change({ filter: { ...now.filter, span } })} />
+                    <Timeline dates={() => listed.passed.dates()} version={listed.passed} whole={usual.whole} span={now.filter.span} height={190}
                         on_span={(span) => change({ filter: { ...now.filter, span } })} />
                     {now.filter.span && <button onClick={() => change({ view: "mails" })}>Show these mails</button>}
                 </section>

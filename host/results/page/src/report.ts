@@ -5,6 +5,8 @@ import type { Filter, Span } from "./filter";
 import { Passed } from "./filter";
 import { Mails, texts_of } from "./mails";
 import { Sorter, type Order } from "./order";
+import { max_seconds } from "./format";
+import type { Beyond } from "./timeline";
 
 export interface Report {
     start: Start;
@@ -52,12 +54,15 @@ export interface Listed {
     found: Uint8Array | null;
 }
 
-/** What a picture of a mail's time begins with: mails far off (1970, 2036) do not squeeze all others together. */
-export function usual_span(mails: Mails): Span | null {
-    const dates = mails.date.subarray(0, mails.loaded).filter((date) => !Number.isNaN(date)).sort();
+/** What the picture of time begins with: mails far off (1970, 2036) do not squeeze all others together. */
+export function usual_span(mails: Mails): { whole: Span; beyond: Beyond | null } | null {
+    const dates = mails.date.subarray(0, mails.loaded).filter((date) => Math.abs(date) < max_seconds).sort();
     if (dates.length === 0) return null;
     const at = (share: number) => dates[Math.floor(share * (dates.length - 1))]!;
-    const [low, high] = [at(0.001), at(0.999)];
-    const room = Math.max((high - low) * 0.25, 86_400 * 30);
-    return [Math.max(dates[0]!, low - room), Math.min(dates[dates.length - 1]!, high + room) + 1];
+    const [low, high] = [at(0.01), at(0.99)];
+    const room = Math.max((high - low) * 0.5, 86_400 * 365);
+    const every: Span = [dates[0]!, dates[dates.length - 1]! + 1];
+    const whole: Span = [Math.max(every[0], low - room), Math.min(every[1], high + room)];
+    const far = dates.filter((date) => date < whole[0] || date >= whole[1]).length;
+    return { whole, beyond: far === 0 ? null : { mails: far, span: every } };
 }

@@ -2,13 +2,14 @@
 import { brushX, type D3BrushEvent } from "d3-brush";
 import { scaleLinear, scaleUtc } from "d3-scale";
 import { select } from "d3-selection";
-import { utcDay, utcHour, utcMonth, utcYear, type CountableTimeInterval } from "d3-time";
+import { utcDay, utcHour, utcMonth, utcYear, type TimeInterval } from "d3-time";
+import type { RefObject } from "preact";
 import { useEffect, useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import type { Span } from "./filter";
 import { count, counted, day, month, time } from "./format";
 
 interface Step {
-    interval: CountableTimeInterval;
+    interval: TimeInterval;
     name: string;
     seconds: number;
 }
@@ -19,13 +20,16 @@ const steps: readonly Step[] = [
     { interval: utcDay, name: "day", seconds: 86_400 },
     { interval: utcMonth, name: "month", seconds: 2_629_746 },
     years,
+    { interval: utcYear.every(10) ?? utcYear, name: "decade", seconds: 315_569_520 },
+    { interval: utcYear.every(1000) ?? utcYear, name: "millennium", seconds: 31_556_952_000 }, // dates of mails may be anything
 ];
+const millennia = steps[steps.length - 1]!;
 const max_bars = 100;
 const margin = { left: 44, right: 14, top: 8, bottom: 22 };
 const shortest = 3600;
 
 function step_for([from, until]: Span): Step {
-    return steps.find((each) => (until - from) / each.seconds <= max_bars) ?? years;
+    return steps.find((each) => (until - from) / each.seconds <= max_bars) ?? millennia;
 }
 
 interface Bar {
@@ -55,7 +59,7 @@ function bars_of(dates: Iterable<number>, span: Span, step: Step): Bar[] {
 
 export function span_words([from, until]: Span): string {
     const last = until - 1;
-    const is_whole = (interval: CountableTimeInterval) => {
+    const is_whole = (interval: TimeInterval) => {
         const date = new Date(from * 1000);
         return +interval.floor(date) === +date && +interval.offset(date, 1) === until * 1000;
     };
@@ -89,6 +93,42 @@ function tick_words(date: Date, span: Span): string {
     return new Intl.DateTimeFormat(undefined, { hour: "2-digit", minute: "2-digit", timeZone: "UTC" }).format(seconds * 1000);
 }
 
+/** Tell which pixels a drag went over. */
+function use_brush(group: RefObject<SVGGElement | null>, width: number, height: number, on_drag: (first: number, last: number) => void): void {
+    const latest = useRef(on_drag);
+    latest.current = on_drag;
+    useEffect(() => {
+        if (!group.current) return;
+        const selected = select(group.current);
+        const brush = brushX<unknown>().extent([[0, 0], [width, height]]).on("end", (event: D3BrushEvent<unknown>) => {
+            const dragged = event.selection as [number, number] | null;
+            if (!dragged || !event.sourceEvent) return;
+            selected.call((each) => brush.move(each as never, null));
+            latest.current(...dragged);
+        });
+        selected.call(brush as never);
+    }, [width, height]);
+}
+
+/** A span longer or shorter by a factor around a moment; null for all time, undefined when it would be too short. */
+function zoomed(span: Span, whole: Span, around: number, factor: number): Span | null | undefined {
+    const length = (span[1] - span[0]) * factor;
+    if (length >= whole[1] - whole[0]) return null;
+    if (length < 6 * shortest) return undefined;
+    const from = Math.max(whole[0], around - (around - span[0]) * factor);
+    return [Math.round(from), Math.round(Math.min(whole[1], from + length))];
+}
+
+function BarOfTime({ bar, left, right, top, bottom, on_zoom }: { bar: Bar; left: number; right: number; top: number; bottom: number; on_zoom: () => void }) {
+    const words = `${span_words([bar.from, bar.until])}: ${counted(bar.mails, "mail")}`;
+    return (
+        <rect class="bar" x={left + 0.5} width={Math.max(right - left - 1, 0.5)} y={top} height={bottom - top} tabIndex={bar.mails > 0 ? 0 : -1} role="button"
+            aria-label={words} onKeyDown={(event) => event.key === "Enter" && on_zoom()}>
+            <title>{words}</title>
+        </rect>
+    );
+}
+
 export interface TimelineProps {
     /** Dates that pass the other sides of the filter. */
     dates: () => Iterable<number>;
@@ -98,9 +138,11 @@ export interface TimelineProps {
     span: Span | null;
     on_span: (span: Span | null) => void;
     height: number;
+    /** Zooms with the wheel alone, where nothing around it scrolls. */
+    takes_wheel?: boolean;
 }
 
-export function Timeline({ dates, version, whole, span, on_span, height }: TimelineProps) {
+export function Timeline({ dates, version, whole, span, on_span, height, takes_wheel }: TimelineProps) {
     const { ref, width } = useWidth();
     const brushed = useRef<SVGGElement>(null);
     const shown = span ?? whole;
@@ -115,39 +157,22 @@ export function Timeline({ dates, version, whole, span, on_span, height }: Timel
     const zoom_to = (from: number, until: number) => {
         if (until - from >= shortest) on_span([from, until]);
     };
-    const latest = useRef({ x, bars, zoom_to });
-    latest.current = { x, bars, zoom_to };
-    useEffect(() => {
-        const group = brushed.current;
-        if (!group) return;
-        const bottom = height - margin.top - margin.bottom;
-        const brush = brushX<unknown>().extent([[0, 0], [inner, bottom]]).on("end", (event: D3BrushEvent<unknown>) => {
-            const chosen = event.selection as [number, number] | null;
-            if (!chosen || !event.sourceEvent) return;
-            select(group).call((each) => brush.move(each as never, null));
-            const now = latest.current;
-            const [from, until] = chosen.map((pixel) => now.x.invert(pixel).getTime() / 1000) as [number, number];
-            const covered = now.bars.filter((bar) => bar.until > from && bar.from < until);
-            if (covered.length > 0) now.zoom_to(covered[0]!.from, covered[covered.length - 1]!.until);
-        });
-        select(group).call(brush as never);
-    }, [inner, height]);
+    const moment_of = (event: MouseEvent) => x.invert(event.clientX - (brushed.current?.getBoundingClientRect().left ?? 0)).getTime() / 1000;
+    use_brush(brushed, inner, height - margin.top - margin.bottom, (first, last) => {
+        const [from, until] = [first, last].map((pixel) => x.invert(pixel).getTime() / 1000) as [number, number];
+        const covered = bars.filter((bar) => bar.until > from && bar.from < until);
+        if (covered.length > 0) zoom_to(covered[0]!.from, covered[covered.length - 1]!.until);
+    });
     const on_click = (event: MouseEvent) => {
-        const at = (event.clientX - (brushed.current?.getBoundingClientRect().left ?? 0));
-        const moment = x.invert(at).getTime() / 1000;
+        const moment = moment_of(event);
         const bar = bars.find((each) => moment >= each.from && moment < each.until);
         if (bar && step !== hours) zoom_to(bar.from, bar.until);
     };
     const on_wheel = (event: WheelEvent) => {
-        if (!event.ctrlKey && Math.abs(event.deltaY) < Math.abs(event.deltaX)) return;
+        if (!event.ctrlKey && (!takes_wheel || Math.abs(event.deltaY) < Math.abs(event.deltaX))) return;
         event.preventDefault();
-        const factor = event.deltaY > 0 ? 1.6 : 1 / 1.6;
-        const length = (edges[1] - edges[0]) * factor;
-        if (length >= whole[1] - whole[0]) return on_span(null);
-        if (length < 6 * shortest) return;
-        const at = x.invert(event.clientX - (brushed.current?.getBoundingClientRect().left ?? 0)).getTime() / 1000;
-        const from = Math.max(whole[0], at - (at - edges[0]) * factor);
-        on_span([Math.round(from), Math.round(Math.min(whole[1], from + length))]);
+        const next = zoomed(edges, whole, moment_of(event), event.deltaY > 0 ? 1.6 : 1 / 1.6);
+        if (next !== undefined) on_span(next);
     };
     return (
         <div class="timeline" ref={ref}>
@@ -165,12 +190,8 @@ export function Timeline({ dates, version, whole, span, on_span, height }: Timel
                         ))}
                         <g ref={brushed} class="brush" />
                         {bars.map((bar) => (
-                            <rect class="bar" key={bar.from} x={left(bar.from) + 0.5} width={Math.max(left(bar.until) - left(bar.from) - 1, 0.5)} y={y(bar.mails)}
-                                height={y(0) - y(bar.mails)} tabIndex={bar.mails > 0 ? 0 : -1} role="button"
-                                aria-label={`${span_words([bar.from, bar.until])}: ${counted(bar.mails, "mail")}`}
-                                onKeyDown={(event) => { if (event.key === "Enter" && step !== hours) zoom_to(bar.from, bar.until); }}>
-                                <title>{`${span_words([bar.from, bar.until])}: ${counted(bar.mails, "mail")}`}</title>
-                            </rect>
+                            <BarOfTime key={bar.from} bar={bar} left={left(bar.from)} right={left(bar.until)} top={y(bar.mails)} bottom={y(0)}
+                                on_zoom={() => step !== hours && zoom_to(bar.from, bar.until)} />
                         ))}
                     </g>
                 </svg>
@@ -179,9 +200,21 @@ export function Timeline({ dates, version, whole, span, on_span, height }: Timel
     );
 }
 
+/** Mails far from all others, which the picture of all time leaves out, and the span that has them, too. */
+export interface Beyond {
+    mails: number;
+    span: Span;
+}
+
 /** The way back from a zoom: all, the year, the month, the day. */
-export function TimePath({ whole, span, on_span }: { whole: Span; span: Span | null; on_span: (span: Span | null) => void }) {
-    if (span === null) return <p class="time-path"><b>All time</b> <span class="quiet">{span_words(whole)}</span></p>;
+export function TimePath({ whole, span, on_span, beyond }: { whole: Span; span: Span | null; on_span: (span: Span | null) => void; beyond: Beyond | null }) {
+    if (span === null)
+        return (
+            <p class="time-path">
+                <b>All time</b> <span class="quiet">{span_words(whole)}</span>
+                {beyond && <> · <button class="link" onClick={() => on_span(beyond.span)}>{counted(beyond.mails, "mail is", "mails are")} earlier or later</button></>}
+            </p>
+        );
     const ways: Span[] = [];
     for (const interval of [utcYear, utcMonth, utcDay]) {
         const begin = interval.floor(new Date(span[0] * 1000));
