@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr char settings[] = "PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -16000;";
+constexpr char settings[] = "PRAGMA synchronous = NORMAL; PRAGMA cache_size = -16000;";
 
 constexpr char page_size[] = "PRAGMA page_size = 8192;";
 
@@ -86,6 +86,7 @@ maybe_refusal mail_database::open(const QString &path)
         return refused(QStringLiteral("not a mail database of this version of the program; use --clear to replace it"));
     }
     file.execute(row_separators);
+    commit(); // a full disk leaves a database without mails, not a file without tables
     prepare_statements();
     set_meta("program", "gmail_host " GMAIL_VERSION);
     id_of_first_mail = next_mail = number_from(file, "SELECT max(id) FROM mail") + 1;
@@ -207,7 +208,7 @@ void mail_database::commit()
 
 void mail_database::close()
 {
-    file.execute("COMMIT; PRAGMA journal_mode = DELETE;");
+    file.execute("COMMIT");
     for (sqlite_statement *statement :
          {&insert_mail, &insert_address, &insert_label, &insert_reference, &insert_part, &insert_text,
           &insert_separator, &insert_difference, &insert_attachment, &update_row, &replace_meta, &find_file})

@@ -6,7 +6,6 @@
 
 #include <QCryptographicHash>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
@@ -16,7 +15,9 @@
 
 namespace {
 
-constexpr qint64 milliseconds_per_transaction = 1'000;
+// Counted, not timed: the search index is laid out by transaction, and equal sources give equal files.
+constexpr qint64 mails_per_transaction = 1'000;
+constexpr qint64 bytes_per_transaction = qint64(16) * 1024 * 1024;
 constexpr int milliseconds_to_wait = 50;
 constexpr qint64 max_bytes_under_way = qint64(8) * 1024 * 1024; // mails that are parsed and not yet in the database
 constexpr qsizetype max_failures = 1'000;                       // that are listed
@@ -55,6 +56,7 @@ private:
     void dispatch(mail_under_way mail);
     void work(bool until_idle);
     void insert_ready();
+    void commit();
     void insert_first();
     QByteArray keep_part(const mail_part &part, QHash<QByteArray, QByteArray> &files_of_mail);
     void fail(const QString &sentence);
@@ -72,7 +74,7 @@ private:
     qint64 bytes_under_way = 0;
     qint64 bytes_done = 0, bytes_of_files = 0, bytes_in_all = 0;
     int source_file_number = 0;
-    QElapsedTimer since_commit;
+    qint64 mails_committed = 0, bytes_committed = 0;
 };
 
 void mail_reading::fail(const QString &sentence)
@@ -157,10 +159,18 @@ void mail_reading::insert_first()
     bytes_under_way -= mail.place.length;
     under_way.pop_front();
     ++first_number;
-    if (since_commit.elapsed() > milliseconds_per_transaction) {
-        database.commit();
-        since_commit.start();
-    }
+    if (totals.mails - mails_committed >= mails_per_transaction ||
+        bytes_done - bytes_committed >= bytes_per_transaction)
+        commit();
+}
+
+void mail_reading::commit()
+{
+    database.commit();
+    if (!database.failure().isEmpty())
+        return;
+    mails_committed = totals.mails;
+    bytes_committed = bytes_done;
 }
 
 void mail_reading::insert_ready()
@@ -276,7 +286,6 @@ reading_totals mail_reading::run()
         for (const QString &place : source.places)
             bytes_in_all += QFileInfo(source.root + place).size();
     }
-    since_commit.start();
     for (const reading_source &source : job.sources) {
         for (const QString &place : source.places) {
             if (may_go_on())
@@ -284,8 +293,9 @@ reading_totals mail_reading::run()
         }
     }
     work(true);
-    database.commit();
+    commit();
     static_cast<void>(may_go_on()); // notes a failure of the last rows
+    totals.mails = mails_committed;
     return totals;
 }
 
