@@ -118,13 +118,13 @@ function ListHead({ report, now, listed, change }: ViewProps) {
     return (
         <div class="list-head">
             <p aria-live="polite" class="list-count">
-                <b>{count(listed.rows.length)}</b> {is_filled ? `of ${counted(mails.count, "mail")}` : mails.count === 1 ? "mail" : "mails"}
+                {listed.is_searching ? <b>Searching</b> : <b>{count(listed.rows.length)}</b>} {is_filled ? `of ${counted(mails.count, "mail")}` : mails.count === 1 ? "mail" : "mails"}
                 {!mails.is_whole && <span class="quiet"> · {count(mails.loaded)} loaded</span>}
             </p>
             {filter_chips(report, now.filter, set_filter)}
             {is_filled && <button class="link" onClick={() => set_filter(no_filter)}>Show all</button>}
             <span class="spring" />
-            <button disabled={listed.rows.length === 0} onClick={() => change({ view: "print", printed: [...listed.rows] })}>Print list</button>
+            <button disabled={listed.rows.length === 0 || listed.is_searching || !mails.is_whole} onClick={() => change({ view: "print", printed: [...listed.rows] })}>Print list</button>
         </div>
     );
 }

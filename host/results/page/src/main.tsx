@@ -59,7 +59,7 @@ function Page({ report }: { report: Report }) {
     useEffect(() => to_address(report, now), [now.view, now.table, now.mail, now.is_open]);
     const marks = now.filter.bookmarked ? now.version : 0;
     const passed = useMemo(() => new Passed(report.mails, now.filter, found, report.bookmarks.ids), [report, report.mails.loaded, now.filter, found, marks]);
-    const listed: Listed = useMemo(() => ({ passed, found, rows: report.sorter.list(passed, now.order) }), [passed, now.order]);
+    const listed: Listed = useMemo(() => ({ passed, is_searching, rows: report.sorter.list(passed, now.order) }), [passed, now.order, is_searching]);
     const on_bookmark = (mail: number) => {
         report.bookmarks.toggle(report.mails.id[mail]!);
         again();

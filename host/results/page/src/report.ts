@@ -51,7 +51,8 @@ export interface Now {
 export interface Listed {
     passed: Passed;
     rows: Int32Array;
-    found: Uint8Array | null;
+    /** The mails with the words of the query are not known yet. */
+    is_searching: boolean;
 }
 
 /** What the picture of time begins with: mails far off (1970, 2036) do not squeeze all others together. */
