@@ -163,7 +163,7 @@ void add_threads_option(CLI::App &command, int &threads)
         ->check(at_least(1));
 }
 
-void add_source_options(CLI::App &command, source_options &options)
+void add_unpacking_options(CLI::App &command, source_options &options)
 {
     add_text(command, "--scheme", options.scheme, "os scheme of the source (found from SOURCE when left out)")
         ->check(one_of(os_schemes()));
@@ -177,9 +177,14 @@ void add_source_options(CLI::App &command, source_options &options)
     add_limit("--max-members", limits.most_members, "maximum members of archives");
     add_limit("--max-ratio", limits.highest_ratio, "maximum unpacked bytes per archive byte");
     add_limit("--keep-free", limits.kept_free, "bytes to leave free on the disk used for unpacking");
+    command.add_flag("--quiet", options.quiet, "show no progress");
+}
+
+void add_source_options(CLI::App &command, source_options &options)
+{
+    add_unpacking_options(command, options);
     add_threads_option(command, options.threads);
     command.add_flag("--json", options.json, "print JSON");
-    command.add_flag("--quiet", options.quiet, "show no progress");
 }
 
 void add_places(CLI::App &command, source_options &options)

@@ -73,7 +73,10 @@ CLI::Option *add_texts(CLI::App &command, const char *name, QStringList &target,
 /// `--threads`: how many threads work at the same time.
 void add_threads_option(CLI::App &command, int &threads);
 
-/// What every sub-command that reads sources takes: how they are recognised and unpacked, JSON, quiet, threads.
+/// What every sub-command takes that unpacks sources: how they are recognised, limits, quiet.
+void add_unpacking_options(CLI::App &command, source_options &options);
+
+/// The same, and what sub-commands take whose business are the sources: JSON, threads.
 void add_source_options(CLI::App &command, source_options &options);
 
 /// The list "SOURCE... RESULT_DIR". One list, since the parser would take everything for a SOURCE as soon as an option
