@@ -143,7 +143,7 @@ CLI::Validator one_of(const QStringList &known)
                                                 : QLatin1Char('"') + text + QStringLiteral("\" is not known");
             return QString(what + QStringLiteral("; choose from ") + known.join(QStringLiteral(", "))).toStdString();
         },
-        std::string()};
+        '{' + known.join(u',').toStdString() + '}'}; // for the help
 }
 
 CLI::Validator at_least(int min)

@@ -25,6 +25,9 @@ public:
     /// what is returned; what they write to must live as long as `action` does, so let both share it.
     CLI::App &add(const char *name, const char *description, std::function<exit_status()> action);
 
+    /// What was added, for pages that are made from it.
+    [[nodiscard]] const CLI::App &program() const { return parser; }
+
     /// Parse, then do what the given sub-command does.
     [[nodiscard]] exit_status run();
 

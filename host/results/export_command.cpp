@@ -9,8 +9,7 @@
 #include "host/terminal.h"
 
 #include <QDateTime>
-
-#include <csignal>
+#include <QDir>
 
 namespace {
 
@@ -90,7 +89,7 @@ maybe_refusal export_as(const export_options &options, export_job &job)
     return export_mails(options, job);
 }
 
-maybe_refusal export_result(const export_options &options, const signal_watch &signals_watched, QStringList &failures)
+maybe_refusal export_result(const export_options &options, signal_watch &signals_watched, QStringList &failures)
 {
     if (maybe_refusal refused = check(options))
         return refused;
@@ -100,6 +99,7 @@ maybe_refusal export_result(const export_options &options, const signal_watch &s
     export_directory directory;
     if (maybe_refusal refused = directory.make(options.out))
         return refused;
+    signals_watched.before_exit([path = directory.path()] { QDir(path).removeRecursively(); });
     export_job job = {reader, directory, [&signals_watched] { return signals_watched.received() == 0; }, {}, {}};
     if (maybe_refusal refused = export_as(options, job))
         return refused;
@@ -115,11 +115,14 @@ maybe_refusal export_result(const export_options &options, const signal_watch &s
 
 exit_status run_export(const export_options &options)
 {
-    const signal_watch signals_watched; // before there is a second thread
+    signal_watch signals_watched; // before there is a second thread
     QStringList failures;
     const maybe_refusal refused = export_result(options, signals_watched, failures);
-    if (const int signal = signals_watched.received(); signal != 0)
-        return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
+    signals_watched.forget_handler();
+    if (signals_watched.received() != 0 && refused) {
+        complain(QStringLiteral("cancelled; nothing was exported"));
+        return signals_watched.status();
+    }
     if (refused)
         return refuse(*refused);
     for (const QString &failure : std::as_const(failures))
