@@ -108,6 +108,8 @@ void aligned_table::print_row(const QStringList &texts)
         line += blanks + (at.numbers ? QString(room + text) : text);
         blanks = (at.numbers ? QString() : room) + QString(gap, u' ');
     }
+    while (line.endsWith(u' '))
+        line.chop(1);
     print(total_width == unlimited ? line : cut_to_width(line, total_width));
 }
 

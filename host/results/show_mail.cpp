@@ -103,22 +103,24 @@ void mail_view::print_fields()
     field(QStringLiteral("Problems"), text_at(mail, 12));
 }
 
+/// The text; of a mail that has HTML alone, the HTML's text as the search has it.
 void mail_view::print_text()
 {
-    row_cursor mail = reader.query("select text, html is not null from mail_db.mail where id = ?", {id});
+    row_cursor mail = reader.query("select text, (select s.text from mail_db.mail_search s where s.rowid = mail.id), "
+                                   "html is not null from mail_db.mail where id = ?",
+                                   {id});
     if (!mail.next()) {
         failed = reader.failure(mail);
         return;
     }
-    if (mail.at(0).stored_as == cell::type::null) {
-        print(mail.number(1) != 0 ? QStringLiteral("Text: none; the mail has HTML alone (show RESULT_DIR mail --where "
-                                                   "id=%1 --columns html)")
-                                        .arg(id)
-                                  : QStringLiteral("Text: none"));
+    const bool has_text = mail.at(0).stored_as != cell::type::null;
+    if (!has_text && mail.number(2) == 0) {
+        print_title(QStringLiteral("Text: none"));
         return;
     }
-    print_title(QStringLiteral("Text"));
-    const QString text = text_at(mail, 0);
+    print_title(has_text ? QStringLiteral("Text")
+                         : QStringLiteral("Text of the HTML (show RESULT_DIR mail --where id=%1 --columns html has it whole)").arg(id));
+    const QString text = text_at(mail, has_text ? 0 : 1);
     for (const QStringView line : QStringView(text).split(u'\n'))
         print(QLatin1StringView("  ") + (line.endsWith(u'\r') ? line.chopped(1) : line).toString());
 }

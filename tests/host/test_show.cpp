@@ -153,6 +153,7 @@ void test_show::one_mail()
                               "message_text       Hello Bert,"})
         QVERIFY2(text.contains(QString::fromUtf8(piece)), piece);
     QVERIFY(show({u"mail"_s, u"3"_s}).contains(u"Row: none (the last mail of a file has no row)"));
+    QVERIFY(show({u"mail"_s, u"3"_s}).contains(u"\n  Only in the mail.\n"));
     const QString hostile = show({u"mail"_s, u"2"_s});
     QVERIFY(hostile.contains(u"Subject      \\x1B[31mred\\u202E\n") && hostile.contains(u"=1+1\\x07\n"));
     QVERIFY(hostile.contains(u"the first line that begins so was taken"));

@@ -71,7 +71,8 @@ mail_record third_mail()
     mail_record mail;
     mail.date = 1704875400;
     mail.subject = "Last";
-    mail.text = "Only in the mail.\n";
+    mail.html = "<p>Only in the <b>mail</b>.</p>";
+    mail.search_text = "Only in the mail.";
     mail.row_note = "the last mail of a file has no row";
     mail.addresses = {{"from", 1, "Anna Berg", "anna@example.org"}};
     return mail;
