@@ -117,7 +117,9 @@ void overview::print_mail()
          "group by lower(address) order by 2 desc, 1" +
              limit);
     list(QStringLiteral("Mails without a row"), {QStringLiteral("why"), mails},
-         "select coalesce(row_note, 'not compared with the rows yet'), count(*) from mail_db.mail where row is null group by 1 order by 2 desc, 1" + limit);
+         "select coalesce(row_note, 'not compared with the rows yet'), count(*) from mail_db.mail where row is null "
+         "group by 1 order by 2 desc, 1" +
+             limit);
     list(QStringLiteral("Differences between the mails and their rows"),
          {QStringLiteral("field"), QStringLiteral("kind"), QStringLiteral("count"), QStringLiteral("explanation")},
          "select field, kind, count(*), explanation from mail_db.difference group by field, kind, explanation "
