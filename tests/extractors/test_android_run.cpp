@@ -2,6 +2,7 @@
 #include "tests/support/android_test.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QTest>
 
 class test_android_run : public android_test
@@ -11,6 +12,7 @@ class test_android_run : public android_test
 private Q_SLOTS:
     void init() { session = std::make_unique<plugin_session>(QStringLiteral("androidOS")); }
     void mails();
+    void last_listed_body_file_counts();
     void mails_without_index_or_cache();
     void odd_values_data();
     void odd_values();
@@ -52,6 +54,18 @@ void test_android_run::mails()
                               u"5|" + att + u"5;++::++;" + att + u"6;++::++;" + body + u"12.html|" + body + u"12.html",
                           u"||" + body + u"123.txt|" + body + u"123.txt",
                           u"||" + body + u"deep/124.x.y|" + body + u"deep/124.x.y"}));
+}
+
+void test_android_run::last_listed_body_file_counts()
+{
+    QVERIFY(provider(sql({"insert into Message(_id) values(12)"})));
+    for (const char *name : {"12.html", "12.txt", "12.b", "12.a"})
+        write_file(source("f/body/0/") + QLatin1StringView(name), "x");
+    extract("messages");
+    QString last;
+    for (QDirIterator listed(source("f/body/0"), QDir::Files); listed.hasNext();)
+        last = QFileInfo(listed.next()).fileName();
+    QCOMPARE(rows("select snippet_file from messages"), QStringList(u"/apps/com.google.android.gm/f/body/0/" + last));
 }
 
 /// Text keys, as a column without affinity compares them; no index, no cache directory, no bodies.

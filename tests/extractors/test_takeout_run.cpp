@@ -280,6 +280,13 @@ void test_takeout_run::cancelled_from_a_signal()
 
     session.plugin.pub_extract_artifacts();
     QVERIFY(log.lines().last().endsWith(u"[pub_extract_artifacts] - START")); // still cancelled
+
+    session.plugin.pub_set_essentials(); // and no longer
+    write_file(file.fileName(), mbox({"Subject: S\n"}));
+    session.prepare({QStringLiteral("messages")});
+    session.extract();
+    QCOMPARE(rows_of(session.database(), QStringLiteral("select count(*) from messages")),
+             QStringList(QString::number(announced + 1)));
 }
 
 void test_takeout_run::unopenable_files_and_databases()
