@@ -4,7 +4,6 @@
 #include "host/extraction.h"
 #include "host/plugin_run.h"
 #include "host/progress.h"
-#include "host/records/expectation.h"
 #include "host/run_places.h"
 #include "host/sources/prepare.h"
 #include "host/terminal.h"
@@ -40,7 +39,7 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
             return refuse(*missing, options.json);
     }
     progress_display progress(options.quiet);
-    plugin_run plugin([&progress](qint64 records, int tabs) { progress.show_records(records, tabs); });
+    plugin_run plugin;
     if (const maybe_refusal refused = plugin.load(options.library))
         return refuse(*refused, options.json);
     run_places places(options);
@@ -70,8 +69,6 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
     });
     QList<ready_source> sources;
     maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
-    if (!refused && options.hash)
-        refused = expect_rows(sources, staging, show_bytes);
     if (refused) {
         progress.finish();
         if (signals_watched.received() != 0)
@@ -82,8 +79,7 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
     if (const maybe_refusal no_log = places.make_log())
         return refuse(*no_log, options.json);
     places.keep();
-    progress.expect(sources, options.tables);
-    return extraction(options, plugin, progress, signals_watched).run(sources, before, started);
+    return extraction(options, plugin, staging, progress, signals_watched).run(sources, before, started);
 }
 
 void add_run_options(CLI::App &command, extract_options &options)
@@ -117,6 +113,13 @@ void add_result_options(CLI::App &command, extract_options &options)
     command.add_flag_callback(
         "--no-hash", [&options] { options.hash = false; },
         "neither hash nor count anything: no rows to expect, no percentage, and nothing that verify could compare");
+    command
+        .add_option_function<std::string>(
+            "--hash", [&options](const std::string &times) { options.hash_once = times == "once"; },
+            "how often the source is read for its hash: twice, before and after the extraction (default), or once; "
+            "then its "
+            "identity (device, inode, size, times) is compared instead")
+        ->check(one_of({QStringLiteral("once"), QStringLiteral("twice")}));
     add_text(command, "--examiner", options.examiner, "text for run.json");
     add_text(command, "--case", options.case_name, "text for run.json");
 }

@@ -4,7 +4,7 @@
 #include "host/plugin_run.h"
 #include "host/progress.h"
 #include "host/records/failure_text.h"
-#include "host/sources/source_files.h"
+#include "host/sources/staging.h"
 #include "host/terminal.h"
 
 #include <QDir>
@@ -24,6 +24,15 @@ QSet<QString> files_in(const QString &directory)
     return names;
 }
 
+/// How many tables the plug-in will report.
+int tables_of(const QList<ready_source> &sources, const extract_options &options)
+{
+    int tables = 0;
+    for (const ready_source &source : sources)
+        tables += source.found.scheme == u"gTakeoutOS" ? 1 : static_cast<int>(options.tables.size());
+    return tables;
+}
+
 /// The files in "Attachments" belong to rows of `messages`: they go with them.
 void remove_attachments_of_cleared_rows(const extract_options &options)
 {
@@ -35,6 +44,18 @@ void remove_attachments_of_cleared_rows(const extract_options &options)
 }
 
 } // namespace
+
+extraction::extraction(const extract_options &run_options, plugin_run &loaded, staging_area &staged,
+                       progress_display &shown, signal_watch &watch)
+    : options(run_options)
+    , paths(run_options.result_dir)
+    , plugin(loaded)
+    , staging(staged)
+    , progress(shown)
+    , signals_watched(watch)
+    , queue(run_options.threads)
+{
+}
 
 /// The failures of this source: those that the log reports after `offset`.
 void extraction::count_failures(const ready_source &source, qint64 offset)
@@ -68,7 +89,60 @@ void extraction::add_failure(const QString &sentence, const QString &line)
         summary.failure_sentences.append(sentence);
 }
 
-void extraction::extract(const ready_source &source, last_rows &before)
+/// What shows progress and is asked whether to go on, for each block that is read beside the extraction.
+bool extraction::go_on(qint64 bytes)
+{
+    progress.show_bytes(bytes_done += bytes, bytes_in_all);
+    return !is_cancelled();
+}
+
+/// The whole is known once every source is counted.
+void extraction::add_expected_rows(qsizetype sources, const expected_rows &expected)
+{
+    const std::lock_guard lock(expected_mutex);
+    for (const QString &table : options.tables) {
+        const qint64 rows = expected.tables.value(table, -1);
+        rows_expected = rows < 0 || rows_expected < 0 ? -1 : rows_expected + rows;
+    }
+    if (++sources_counted == sources)
+        progress.expect_rows(rows_expected);
+}
+
+/// With one thread they are made before the extraction, otherwise beside it.
+void extraction::begin_first_looks(const QList<ready_source> &sources)
+{
+    if (!options.hash)
+        return;
+    const auto wanted = [this](qint64 bytes) { return go_on(bytes); };
+    evidence = std::make_unique<evidence_check>(
+        queue, wanted, options.hash_once ? evidence_check::again::identity : evidence_check::again::hash);
+    attachments = std::make_unique<attachment_hashes>(paths.attachments, queue, wanted);
+    for (qsizetype i = 0; i < sources.size(); ++i)
+        evidence->begin(sources.at(i), staging.folder(static_cast<int>(i)) + QLatin1StringView("counting/"),
+                        [this, count = sources.size()](const expected_rows &rows) { add_expected_rows(count, rows); });
+    if (!queue.works_in_turn())
+        return;
+    bytes_in_all = evidence->bytes_in_all();
+    progress.begin_phase(QStringLiteral("reading the source"));
+    for (qsizetype i = 0; i < sources.size(); ++i) {
+        ready_source looked_at = sources.at(i);
+        evidence->finish_first_look(static_cast<std::size_t>(i), looked_at);
+    }
+}
+
+/// The second look at an mbox begins as soon as rows of another one come.
+void extraction::show_progress(const ready_source &source, qint64 records, int tabs)
+{
+    progress.show_records(records, tabs);
+    if (!evidence || source.found.scheme != u"gTakeoutOS" || source.files.size() < 2)
+        return;
+    const QString place = last_source_file(paths.database).mid(1);
+    if (!file_at_hand.isEmpty() && place != file_at_hand)
+        evidence->look_again(source.found.root + file_at_hand);
+    file_at_hand = place;
+}
+
+void extraction::extract(ready_source source, last_rows &before)
 {
     const bool first = record.sources.isEmpty();
     extract_options of_source = options;
@@ -76,7 +150,14 @@ void extraction::extract(const ready_source &source, last_rows &before)
     of_source.clear = options.clear && first;
     const qint64 failures_before = summary.failures;
     const qint64 log_begin = options.log ? QFileInfo(options.log_file).size() : 0;
+    file_at_hand.clear();
+    plugin.on_progress([&](qint64 records, int tabs) { show_progress(source, records, tabs); });
     plugin.run(of_source, source.found);
+    plugin.on_progress([](qint64, int) {});
+    if (evidence) {
+        evidence->finish_first_look(static_cast<std::size_t>(record.sources.size()), source);
+        evidence->look_again(source);
+    }
 
     if (options.log) {
         summary.failures = qMax<qint64>(summary.failures, 0);
@@ -110,41 +191,44 @@ void extraction::extract(const ready_source &source, last_rows &before)
     before = after;
 }
 
-/// Evidence has to be the same after the run.
-void extraction::check_evidence()
-{
-    if (!options.hash || is_cancelled())
-        return;
-    QList<ready_source> sources;
-    for (const source_record &each : std::as_const(record.sources))
-        sources.append(each.source);
-    hash_again(sources, [this](qint64) { return !is_cancelled(); });
-    for (qsizetype i = 0; i < sources.size() && !is_cancelled(); ++i) {
-        for (const source_file &file : std::as_const(sources.at(i).files)) {
-            if (file.sha256_before != file.sha256_after)
-                add_failure(sources.at(i).found.root + file.place + QLatin1StringView(": changed during the run"));
-        }
-        for (const given_source &given : std::as_const(sources.at(i).given)) {
-            if (given.sha256_before != given.sha256_after)
-                add_failure(given.path + QLatin1StringView(": changed during the run"));
-        }
-        record.sources[i].source = sources.at(i);
-    }
-}
-
-void extraction::record_results(const QSet<QString> &attachments_before)
+/// Everything that is read after the extraction, all at the same time: the evidence again, and what the run wrote.
+void extraction::look_again(const QSet<QString> &attachments_before)
 {
     record.attachments = (files_in(paths.attachments) - attachments_before).values();
     record.attachments.sort();
     summary.attachment_files = record.attachments.size();
-    const auto go_on = [this](qint64) { return !is_cancelled(); };
-    record.database = {QFileInfo(paths.database).fileName(), QFileInfo(paths.database).size(),
-                       options.hash ? sha256_of_file(paths.database, go_on) : QString()};
+    record.database = {QFileInfo(paths.database).fileName(), QFileInfo(paths.database).size(), {}};
     if (options.log) {
-        const qint64 size = QFileInfo(options.log_file).size();
         const bool is_inside = options.log_file.startsWith(paths.directory); // the result may be moved
-        record.log = {is_inside ? options.log_file.sliced(paths.directory.size()) : options.log_file, size,
-                      options.hash ? sha256_of_begin(options.log_file, size, go_on) : QString()};
+        record.log = {is_inside ? options.log_file.sliced(paths.directory.size()) : options.log_file,
+                      QFileInfo(options.log_file).size(),
+                      {}};
+    }
+    if (!options.hash)
+        return;
+    record.compared_by = options.hash_once ? QStringLiteral("identity") : QStringLiteral("hash");
+    const auto wanted = [this](qint64 bytes) { return go_on(bytes); };
+    work_group results(queue);
+    results.add([&] { record.database.sha256 = sha256_of_file(paths.database, wanted); }, true);
+    if (record.log)
+        results.add([&] { record.log->sha256 = sha256_of_begin(options.log_file, record.log->size, wanted); }, true);
+    attachments->begin_rest(record.attachments);
+    bytes_in_all = evidence->bytes_in_all() + record.database.size + (record.log ? record.log->size : 0) +
+                   attachments->bytes_of_rest();
+    progress.begin_phase(QStringLiteral("hashing what was read and written"));
+    evidence->finish();
+    attachments->finish();
+    results.wait();
+    if (!is_cancelled())
+        compare_evidence();
+}
+
+/// Evidence has to be the same after the run.
+void extraction::compare_evidence()
+{
+    for (source_record &each : record.sources) {
+        for (const QString &change : evidence->changes_of(each.source))
+            add_failure(change);
     }
 }
 
@@ -155,7 +239,7 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
     for (const ready_source &source : sources)
         record.sources.append({source, 0, {}});
     keep_earlier_record(paths.run_record);
-    if (const maybe_refusal unwritable = write_run_record(paths, record, options, [] { return true; }))
+    if (const maybe_refusal unwritable = write_run_record(paths, record, options, nullptr))
         return refuse(*unwritable, options.json);
     record.sources.clear();
 
@@ -163,14 +247,15 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
     QDir::setCurrent(paths.directory);
     remove_attachments_of_cleared_rows(options);
     const QSet<QString> attachments_before = files_in(paths.attachments);
+    begin_first_looks(sources);
     QElapsedTimer clock;
     clock.start();
+    progress.begin_extraction(tables_of(sources, options));
     last_rows rows = before;
     for (const ready_source &source : sources)
         extract(source, rows);
     summary.seconds = static_cast<double>(clock.elapsed()) / 1000.0;
-    check_evidence();
-    record_results(attachments_before);
+    look_again(attachments_before);
     write_record();
     progress.finish();
     summary.state = record.state;
@@ -200,7 +285,7 @@ void extraction::write_record()
         record.state = result_lost         ? QStringLiteral("failed")
                        : summary.cancelled ? QStringLiteral("cancelled")
                                            : QStringLiteral("complete");
-        unwritable = write_run_record(paths, record, options, [this] { return !is_cancelled(); });
+        unwritable = write_run_record(paths, record, options, attachments.get());
     } while (summary.cancelled != is_cancelled());
     if (unwritable)
         summary.record_problem = unwritable->text;

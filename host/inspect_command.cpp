@@ -2,6 +2,7 @@
 
 #include "host/command_line.h"
 #include "host/progress.h"
+#include "host/records/evidence_check.h"
 #include "host/records/expectation.h"
 #include "host/run_places.h"
 #include "host/signal_watch.h"
@@ -68,6 +69,27 @@ void print_as_text(const ready_source &source)
         print(QStringLiteral("  %1 members skipped: %2").arg(skipped.value()).arg(skipped.key()));
 }
 
+/// Read the files of all sources, and count their rows.
+void look_at(QList<ready_source> &sources, staging_area &staging, int threads, progress_display &progress,
+             const signal_watch &signals_watched)
+{
+    std::atomic<qint64> done = 0;
+    std::atomic<qint64> in_all = 0;
+    work_queue queue(threads);
+    evidence_check evidence(
+        queue,
+        [&](qint64 bytes) {
+            progress.show_bytes(reading_phase, done += bytes, in_all);
+            return signals_watched.received() == 0;
+        },
+        evidence_check::again::identity);
+    for (qsizetype i = 0; i < sources.size(); ++i)
+        evidence.begin(sources.at(i), staging.folder(static_cast<int>(i)) + u"counting/", [](const expected_rows &) {});
+    in_all = evidence.bytes_in_all();
+    for (qsizetype i = 0; i < sources.size(); ++i)
+        evidence.finish_first_look(static_cast<std::size_t>(i), sources[i]);
+}
+
 exit_status inspect_sources(const source_options &options, signal_watch &signals_watched)
 {
     for (const QString &source : options.sources) {
@@ -92,7 +114,7 @@ exit_status inspect_sources(const source_options &options, signal_watch &signals
     QList<ready_source> sources;
     maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
     if (!refused)
-        refused = expect_rows(sources, staging, show_bytes);
+        look_at(sources, staging, options.threads, progress, signals_watched);
     progress.finish();
     if (signals_watched.received() != 0)
         refused = {signals_watched.status(), QStringLiteral("cancelled")};

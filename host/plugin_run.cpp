@@ -45,10 +45,7 @@ struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_record(const extract_
 
 } // namespace
 
-plugin_run::plugin_run(counts on_progress)
-    : progress(std::move(on_progress))
-{
-}
+plugin_run::plugin_run() = default;
 
 plugin_run::~plugin_run() = default;
 

@@ -22,8 +22,7 @@ class plugin_run : public QObject
 public:
     using counts = std::function<void(qint64 records, int tabs)>;
 
-    /// `on_progress` is told the running totals.
-    explicit plugin_run(counts on_progress);
+    plugin_run();
     ~plugin_run() override;
 
     /// Load the library at `path`, or the one beside the program when it is empty.
@@ -35,6 +34,9 @@ public:
     /// Essentials, records, engine, result directory, tables, emptying, finding, extracting, removing temporaries.
     void run(const extract_options &options, const evidence &source);
 
+    /// Called with the running totals, in the thread that runs the plug-in.
+    void on_progress(counts handler) { progress = std::move(handler); }
+
     /// From any thread.
     void cancel();
 
@@ -43,7 +45,7 @@ private Q_SLOTS:
     void tabs_changed(int total);
 
 private:
-    counts progress;
+    counts progress = [](qint64, int) {};
     qint64 records = 0;
     int tabs = 0;
     QLibrary library;

@@ -4,6 +4,7 @@
 
 #include <QLocale>
 
+#include <cmath>
 #include <cstdio>
 #include <unistd.h>
 
@@ -27,46 +28,65 @@ progress_display::progress_display(bool quiet)
     since_start.start();
 }
 
-void progress_display::expect(const QList<ready_source> &sources, const QStringList &tables)
+void progress_display::restart(const QString &what)
 {
-    rows_expected = 0;
-    for (const ready_source &source : sources) {
-        tabs_in_all += source.found.scheme == u"gTakeoutOS" ? 1 : static_cast<int>(tables.size());
-        for (const QString &table : tables) {
-            const qint64 rows = source.expected.tables.value(table, -1);
-            rows_expected = rows < 0 || rows_expected < 0 ? -1 : rows_expected + rows;
-        }
-    }
+    phase = what;
+    bytes_before = -1;
+    max_share = 0;
     since_start.restart();
     next_line_at = in_place ? 0 : milliseconds_between_lines;
 }
 
+void progress_display::begin_phase(const QString &what)
+{
+    const std::lock_guard lock(mutex);
+    restart(what);
+}
+
+void progress_display::begin_extraction(int tables)
+{
+    const std::lock_guard lock(mutex);
+    restart({});
+    tabs_in_all = tables;
+}
+
+void progress_display::expect_rows(qint64 rows)
+{
+    const std::lock_guard lock(mutex);
+    rows_expected = rows;
+}
+
 void progress_display::finish()
 {
+    const std::lock_guard lock(mutex);
     if (line_drawn)
         std::fputs("\r\033[K", stderr);
     line_drawn = false;
 }
 
-/// ", 37 %, 12 s left"; empty when that cannot be told.
-QString progress_display::share(qint64 done, qint64 in_all) const
+/// ", 37 %, 12 s left"; empty when that is not known.
+QString progress_display::share(qint64 done, qint64 in_all)
 {
     if (in_all <= 0 || done <= 0 || done > in_all)
         return {};
-    const double part = static_cast<double>(done) / static_cast<double>(in_all);
+    max_share = qMax(max_share, static_cast<double>(done) / static_cast<double>(in_all));
     const double seconds = static_cast<double>(since_start.elapsed()) / 1000.0;
-    return QStringLiteral(", %1 %, %2 s left").arg(part * 100, 0, 'f', 0).arg(seconds / part - seconds, 0, 'f', 0);
+    return QStringLiteral(", %1 %, %2 s left")
+        .arg(std::floor(max_share * 100), 0, 'f', 0)
+        .arg(seconds / max_share - seconds, 0, 'f', 0);
 }
 
-void progress_display::show_bytes(const QString &phase, qint64 done, qint64 in_all)
+void progress_display::show_bytes(qint64 done, qint64 in_all)
 {
-    if (phase != phase_shown) {
-        phase_shown = phase;
-        since_start.restart();
-        next_line_at = in_place ? 0 : milliseconds_between_lines;
-    }
+    const std::lock_guard lock(mutex);
+    if (phase.isEmpty())
+        return;
+    if (bytes_before < 0)
+        bytes_before = done;
     if (silent || since_start.elapsed() < next_line_at)
         return;
+    done -= bytes_before;
+    in_all -= bytes_before;
     show(QStringLiteral("%1: %2 of %3 MiB%4")
              .arg(phase)
              .arg(static_cast<double>(done) / bytes_of_mebibyte, 0, 'f', 1)
@@ -74,18 +94,29 @@ void progress_display::show_bytes(const QString &phase, qint64 done, qint64 in_a
              .arg(share(done, in_all)));
 }
 
+void progress_display::show_bytes(const QString &what, qint64 done, qint64 in_all)
+{
+    {
+        const std::lock_guard lock(mutex);
+        if (phase != what)
+            restart(what);
+    }
+    show_bytes(done, in_all);
+}
+
 void progress_display::show_records(qint64 records, int tabs)
 {
+    const std::lock_guard lock(mutex);
     if (silent || (!in_place && since_start.elapsed() < next_line_at))
         return;
     const QLocale plain = QLocale::c();
     const double seconds = static_cast<double>(since_start.elapsed()) / 1000.0;
     const double rate = seconds > 0 ? static_cast<double>(records) / seconds : 0;
-    show(QStringLiteral("%1 records, %2 a second, %3 s, %4 of %5 tables")
-             .arg(plain.toString(records), plain.toString(rate, 'f', 0), plain.toString(seconds, 'f', 1))
+    show(QStringLiteral("extracting: %1 rows%2, %3 a second, %4 s, %5 of %6 tables")
+             .arg(plain.toString(records), share(records, rows_expected), plain.toString(rate, 'f', 0),
+                  plain.toString(seconds, 'f', 1))
              .arg(tabs)
-             .arg(tabs_in_all) +
-         share(records, rows_expected));
+             .arg(tabs_in_all));
 }
 
 void progress_display::show(const QString &line)

@@ -61,6 +61,25 @@ maybe_refusal find_last_rows(const QString &database, last_rows &rows)
     return result;
 }
 
+QString last_source_file(const QString &database)
+{
+    const QString connection_name = QStringLiteral("gmail_host last row");
+    QString result;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection_name);
+        db.setDatabaseName(database);
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        if (db.open()) {
+            QSqlQuery query(db);
+            if (query.exec(QStringLiteral("select source_file from messages order by INT desc limit 1")) &&
+                query.next())
+                result = query.value(0).toString();
+        }
+    }
+    QSqlDatabase::removeDatabase(connection_name);
+    return result;
+}
+
 qint64 count_files(const QString &directory)
 {
     qint64 count = 0;

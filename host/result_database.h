@@ -26,5 +26,8 @@ struct result_paths
 /// The last rows of the database; 0 for a table that is empty, and for a table or a database that does not exist.
 [[nodiscard]] maybe_refusal find_last_rows(const QString &database, last_rows &rows);
 
+/// The column source_file of the last row of `messages`; empty when there is none. For a look while a run goes on.
+[[nodiscard]] QString last_source_file(const QString &database);
+
 /// How many files the directory holds.
 [[nodiscard]] qint64 count_files(const QString &directory);

@@ -209,7 +209,7 @@ QString verification::verdict_on(const recorded_file &file)
         return file.needs.isEmpty() || QFileInfo::exists(file.needs) ? verdicts.at(2) : verdicts.at(3);
     const auto go_on = [this](qint64 bytes) {
         bytes_done += bytes;
-        progress.show_bytes(QStringLiteral("verifying"), bytes_done, qMax(bytes_in_all, bytes_done));
+        progress.show_bytes(bytes_done, qMax(bytes_in_all, bytes_done));
         return true;
     };
     const QString now = file.size < 0 ? sha256_of_file(file.path, go_on) : sha256_of_begin(file.path, file.size, go_on);
@@ -248,6 +248,7 @@ exit_status verification::run()
         is_unfinished |= state != u"complete" && !record.is_replaced();
     }
     list_files();
+    progress.begin_phase(QStringLiteral("verifying"));
     for (const recorded_file &file : std::as_const(files))
         say(verdict_on(file), file.path);
     find_unrecorded();

@@ -4,11 +4,8 @@
 
 #include <openssl/evp.h>
 
-#include <atomic>
 #include <cstring>
 #include <limits>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -122,20 +119,4 @@ QString sha256_of_begin(const QString &path, qint64 size, const on_block &go_on)
     qint64 read = 0;
     const QString hash = sha256_of_bytes(path, size, go_on, read);
     return read == size ? hash : QString();
-}
-
-QStringList sha256_of_files(const QStringList &paths, const on_block &go_on)
-{
-    std::vector<QString> hashes(static_cast<std::size_t>(paths.size()));
-    std::atomic<qsizetype> next = 0;
-    const auto work = [&] {
-        for (qsizetype i = 0; (i = next++) < paths.size();)
-            hashes[static_cast<std::size_t>(i)] = sha256_of_file(paths.at(i), go_on);
-    };
-    std::vector<std::thread> threads(qMin<std::size_t>(std::thread::hardware_concurrency(), hashes.size()));
-    for (std::thread &thread : threads)
-        thread = std::thread(work);
-    for (std::thread &thread : threads)
-        thread.join();
-    return {hashes.begin(), hashes.end()};
 }

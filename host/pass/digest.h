@@ -3,7 +3,6 @@
 
 #include <QByteArray>
 #include <QString>
-#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -46,6 +45,3 @@ using on_block = std::function<bool(qint64 bytes)>;
 
 /// The SHA-256 of a file's first `size` bytes, empty when it has fewer or as above.
 [[nodiscard]] QString sha256_of_begin(const QString &path, qint64 size, const on_block &go_on);
-
-/// The same of many files, in their order, on all processors; `go_on` is asked from several threads.
-[[nodiscard]] QStringList sha256_of_files(const QStringList &paths, const on_block &go_on);

@@ -128,6 +128,8 @@ private:
     QString connection = QStringLiteral("gmail_host counting");
 };
 
+} // namespace
+
 expected_rows rows_expected_of(const ready_source &source, const QString &scratch)
 {
     expected_rows expected;
@@ -145,18 +147,4 @@ expected_rows rows_expected_of(const ready_source &source, const QString &scratc
         databases.add(file);
     }
     return expected;
-}
-
-} // namespace
-
-maybe_refusal expect_rows(QList<ready_source> &sources, staging_area &staging, const on_progress &progress)
-{
-    for (qsizetype i = 0; i < sources.size(); ++i) {
-        if (!progress(reading_phase, 0, 0)) {
-            staging.remove();
-            return cancelled;
-        }
-        sources[i].expected = rows_expected_of(sources.at(i), staging.folder(static_cast<int>(i)) + u"counting/");
-    }
-    return {};
 }

@@ -17,7 +17,6 @@
 namespace {
 
 constexpr qsizetype most_failure_lines = 1000;
-constexpr qsizetype hashed_at_a_time = 1000;
 constexpr qsizetype room_kept = 256 * 1024; ///< bytes, for the final record on a disk that is full by then
 
 /// Null for what is not known.
@@ -156,6 +155,7 @@ QJsonObject json_of(const run_record &record, const extract_options &options)
         {QStringLiteral("tables"), QJsonArray::fromStringList(options.tables)},
         {QStringLiteral("engine"), options.engine},
         {QStringLiteral("cleared"), options.clear},
+        {QStringLiteral("compared_by"), text_or_null(record.compared_by)},
         {QStringLiteral("programs"), programs(record)},
         {QStringLiteral("host_time_zone"), QString::fromLatin1(QTimeZone::systemTimeZoneId())},
         {QStringLiteral("started"), utc_text(record.started)},
@@ -169,23 +169,16 @@ QJsonObject json_of(const run_record &record, const extract_options &options)
     };
 }
 
-/// One line per attachment, some at a time: there may be millions.
-void write_attachments(QFileDevice &file, const QStringList &names, const QString &directory, bool hash,
-                       const std::function<bool()> &go_on)
+/// One line per attachment: there may be millions.
+void write_attachments(QFileDevice &file, const QStringList &names, const QString &directory, attachment_hashes *hashes)
 {
-    for (qsizetype begin = 0; begin < names.size(); begin += hashed_at_a_time) {
-        QStringList paths;
-        for (const QString &name : names.sliced(begin, qMin(hashed_at_a_time, names.size() - begin)))
-            paths.append(directory + name);
-        const bool hashes_these = hash && go_on();
-        const QStringList hashes = hashes_these ? sha256_of_files(paths, [&go_on](qint64) { return go_on(); })
-                                                : QStringList(paths.size(), QString());
-        for (qsizetype i = 0; i < paths.size(); ++i) {
-            const written_file each = {QLatin1StringView("Attachments/") + names.at(begin + i),
-                                       QFileInfo(paths.at(i)).size(), hashes.at(i)};
-            file.write(begin + i == 0 ? "\n        " : ",\n        ");
-            file.write(QJsonDocument(json_of(each)).toJson(QJsonDocument::Compact));
-        }
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        const QString &name = names.at(i);
+        const written_file each =
+            hashes ? hashes->file(name)
+                   : written_file{QLatin1StringView("Attachments/") + name, QFileInfo(directory + name).size(), {}};
+        file.write(i == 0 ? "\n        " : ",\n        ");
+        file.write(QJsonDocument(json_of(each)).toJson(QJsonDocument::Compact));
     }
 }
 
@@ -200,14 +193,14 @@ namespace {
 
 /// False, with `problem` set, when the disk did not take all of it; an earlier record is still there then.
 bool write_whole(const result_paths &paths, const run_record &record, const extract_options &options,
-                 const std::function<bool()> &go_on, QString &problem)
+                 attachment_hashes *hashes, QString &problem)
 {
     QSaveFile file(paths.run_record);
     if (file.open(QIODevice::WriteOnly)) {
         constexpr QByteArrayView end("\n}\n");
         file.write(QJsonDocument(json_of(record, options)).toJson(QJsonDocument::Indented).chopped(end.size()));
         file.write(",\n    \"attachments\": [");
-        write_attachments(file, record.attachments, paths.attachments, options.hash, go_on);
+        write_attachments(file, record.attachments, paths.attachments, hashes);
         file.write("\n    ]");
         file.write(end.data(), end.size());
         if (!record.ended.isValid())
@@ -231,13 +224,13 @@ void free_kept_room(const QString &path)
 } // namespace
 
 maybe_refusal write_run_record(const result_paths &paths, const run_record &record, const extract_options &options,
-                               const std::function<bool()> &go_on)
+                               attachment_hashes *hashes)
 {
     QString problem;
-    if (write_whole(paths, record, options, go_on, problem))
+    if (write_whole(paths, record, options, hashes, problem))
         return {};
     free_kept_room(paths.run_record);
-    if (write_whole(paths, record, options, go_on, problem))
+    if (write_whole(paths, record, options, hashes, problem))
         return {};
     return refusal{exit_status::record_lost,
                    paths.run_record + QLatin1StringView(": the record of this run could not be written (") + problem +

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/extract_options.h"
+#include "host/records/attachment_hashes.h"
 #include "host/records/reconciliation.h"
 #include "host/refusal.h"
 #include "host/result_database.h"
@@ -10,7 +11,6 @@
 #include <QDateTime>
 #include <QJsonObject>
 
-#include <functional>
 #include <optional>
 
 /// What is written of one source.
@@ -19,13 +19,6 @@ struct source_record
     ready_source source;
     int source_count = 0; ///< its number in the column source_count_name
     source_balance balance;
-};
-
-struct written_file
-{
-    QString name;
-    qint64 size = 0;
-    QString sha256;
 };
 
 /// The debug log as it was when the run ended. Later runs may append to it.
@@ -47,6 +40,7 @@ struct run_record
     QStringList failure_lines;
     QStringList attachments; ///< names of the files that the run wrote into "Attachments"
     written_file database;
+    QString compared_by; ///< how the source was looked at again: "hash", "identity", or empty for not at all
     std::optional<recorded_log> log; ///< none without a log, and while the run goes on
 };
 
@@ -54,10 +48,9 @@ struct run_record
 inline constexpr int run_record_format = 1;
 
 /// Write the record in one step, so that a reader never sees half of it. The record of a run in progress ends in blanks
-/// that keep room on the disk for the final one. The attachments are hashed meanwhile, if the
-/// options say so, and as long as `go_on`, which is asked from several threads.
+/// that keep room on the disk for the final one. `hashes`, where there are any, knows the attachments.
 [[nodiscard]] maybe_refusal write_run_record(const result_paths &paths, const run_record &record,
-                                             const extract_options &options, const std::function<bool()> &go_on);
+                                             const extract_options &options, attachment_hashes *hashes);
 
 /// Give the record of an earlier run of this result another name ("run-1.json", ...); it is never overwritten.
 void keep_earlier_record(const QString &path);

@@ -294,7 +294,6 @@ maybe_refusal prepare_sources(const QStringList &sources, const prepare_options 
                               const on_progress &progress, QList<ready_source> &ready)
 {
     QList<QStringList> groups;
-    QHash<QString, QString> known_hashes;
     maybe_refusal refused = group_parts(sources, options.accept_missing_parts, groups);
     for (qsizetype i = 0; i < groups.size() && !refused; ++i) {
         const qsizetype first = ready.size();
@@ -303,12 +302,6 @@ maybe_refusal prepare_sources(const QStringList &sources, const prepare_options 
             ready_source &source = ready[each];
             if (!source.staged)
                 source.files = files_in_place(source.found, source.given.first().path);
-            if (!options.hash)
-                continue;
-            if (!source.staged)
-                refused = look_through(source, progress);
-            else
-                refused = hash_given(source, known_hashes, progress);
         }
     }
     if (refused)

@@ -48,4 +48,5 @@ struct ready_source
     QMap<QString, qint64> skipped; ///< members per reason
     QStringList skipped_paths;     ///< the first of them that are no ordinary files
     QStringList failures;          ///< what went wrong though the source can be read
+    QStringList faults;            ///< what the plug-in will meet and log as failures itself
 };

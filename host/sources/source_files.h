@@ -21,14 +21,3 @@ inline const refusal cancelled = {exit_status::interrupted, {}};
 /// The files that the plug-in reads below a root; as its own walks, links to directories are not followed. `given` is
 /// the directory on the command line.
 [[nodiscard]] QList<source_file> files_in_place(const evidence &found, const QString &given);
-
-/// Sizes, hashes and separators of the source's files. A file that cannot be read has no hash; the run will log what it
-/// could not read.
-[[nodiscard]] maybe_refusal look_through(ready_source &source, const on_progress &progress);
-
-/// Hash the archives that the source comes from. `known` holds the hashes of those that earlier sources share with it.
-[[nodiscard]] maybe_refusal hash_given(ready_source &source, QHash<QString, QString> &known,
-                                       const on_progress &progress);
-
-/// Read the files of the sources once more; `go_on` is asked from several threads.
-void hash_again(QList<ready_source> &sources, const on_block &go_on);

@@ -50,6 +50,9 @@ private Q_SLOTS:
     void cancelled_by_a_signal();
     void cancelled_before_the_extraction_data();
     void cancelled_before_the_extraction();
+    void changed_during_the_run_data();
+    void changed_during_the_run();
+    void same_record_however_it_is_made();
     void killed();
     void journal_of_a_killed_run();
 
@@ -393,6 +396,64 @@ void test_gmail_host::cancelled_before_the_extraction()
     QCOMPARE(QDir(path(QStringLiteral("temporary"))).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
              QStringList());
     QVERIFY(!QFile::exists(path(QStringLiteral("r"))));
+}
+
+void test_gmail_host::changed_during_the_run_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<bool>("shrinks");
+    QTest::newRow("read twice, written to") << QStringList() << false;
+    QTest::newRow("read twice, shrunk") << QStringList() << true;
+    QTest::newRow("read once, written to") << QStringList{QStringLiteral("--hash"), QStringLiteral("once")} << false;
+    QTest::newRow("in turn, shrunk") << QStringList{QStringLiteral("--threads"), QStringLiteral("1")} << true;
+}
+
+/// The last file is changed as soon as rows of the first one are there.
+void test_gmail_host::changed_during_the_run()
+{
+    QFETCH(QStringList, options);
+    QFETCH(bool, shrinks);
+    const QByteArray message = "From a\r\nContent-Type: text/plain\r\n\r\n" + QByteArray(200, 'x') + "\r\n\r\n";
+    for (const char *name : {"a", "b", "c"})
+        write_file(path(QLatin1StringView("s/Mail/") + QLatin1StringView(name) + QLatin1StringView(".mbox")),
+                   message.repeated(20000));
+    QProcess process;
+    process.start(QStringLiteral(GMAIL_HOST),
+                  QStringList{QStringLiteral("extract"), path(QStringLiteral("s")), path(QStringLiteral("r"))} +
+                      options);
+    while (process.state() != QProcess::NotRunning &&
+           rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select 1 from messages limit 1")).isEmpty())
+        process.waitForFinished(20);
+    QFile changed(path(QStringLiteral("s/Mail/c.mbox")));
+    QVERIFY(changed.open(QIODevice::ReadWrite));
+    QVERIFY(shrinks ? changed.resize(1000) : changed.write("X") == 1);
+    changed.close();
+    QVERIFY(process.waitForFinished(60000));
+    QCOMPARE(process.exitCode(), 3);
+    const QByteArray output = process.readAllStandardOutput();
+    QVERIFY2(output.contains("s/Mail/c.mbox: changed during the run"), output.constData());
+    QVERIFY(!output.contains("s/Mail/a.mbox: changed"));
+}
+
+void test_gmail_host::same_record_however_it_is_made()
+{
+    const auto sources_and_results = [this](const QStringList &options) {
+        host(QStringList{QStringLiteral("extract"), samples + u"takeout", path(QStringLiteral("r")),
+                         QStringLiteral("--clear")} +
+             options);
+        const QJsonObject run = QJsonDocument::fromJson(read_file(result(QStringLiteral("run.json")))).object();
+        return std::pair(run[u"sources"].toArray(), run[u"attachments"].toArray());
+    };
+    const auto [sources, attachments] = sources_and_results({});
+    QCOMPARE(attachments.size(), 5);
+    QVERIFY(!attachments[4][u"sha256"].isNull() && !sources[0][u"files"][0][u"sha256_after"].isNull());
+    QCOMPARE(sources[0][u"tables"][0][u"rows_expected"].toInt(), 6);
+    const QStringList in_turn = {QStringLiteral("--threads"), QStringLiteral("1")};
+    QCOMPARE(sources_and_results(in_turn), std::pair(sources, attachments));
+    const auto [once, same_attachments] = sources_and_results({QStringLiteral("--hash"), QStringLiteral("once")});
+    QCOMPARE(same_attachments, attachments);
+    QCOMPARE(once[0][u"files"][0][u"sha256_before"], sources[0][u"files"][0][u"sha256_before"]);
+    QVERIFY(once[0][u"files"][0][u"sha256_after"].isNull());
 }
 
 void test_gmail_host::killed()

@@ -1,0 +1,42 @@
+/// One reading of a file: its bytes are handed, block by block, to everyone who wants them.
+#pragma once
+
+#include "host/pass/digest.h"
+
+#include <span>
+
+/// What makes a file this very file, as the file system knows it. Equal before and after: it was neither written nor
+/// replaced in between.
+struct file_identity
+{
+    quint64 device = 0;
+    quint64 inode = 0;
+    qint64 size = -1;     ///< bytes; -1 for a file that is not there
+    qint64 modified = -1; ///< nanoseconds since the epoch, as is `changed`
+    qint64 changed = -1;
+
+    bool operator==(const file_identity &) const = default;
+};
+
+[[nodiscard]] file_identity identity_of(const QString &path);
+
+/// Someone who wants a file's bytes, in their order.
+class byte_consumer
+{
+public:
+    byte_consumer() = default;
+    virtual ~byte_consumer() = default;
+    Q_DISABLE_COPY_MOVE(byte_consumer)
+
+    virtual void take(QByteArrayView bytes) = 0;
+};
+
+enum class pass_end {
+    complete,
+    unreadable, ///< the file could not be opened, or not be read to its end
+    stopped,    ///< `go_on` said so
+};
+
+/// Read the file once. Each block is handed to all consumers before the next one is read, so that no more than a block
+/// is in memory.
+[[nodiscard]] pass_end read_file(const QString &path, std::span<byte_consumer *const> consumers, const on_block &go_on);

@@ -1,0 +1,65 @@
+/// The hashes of the attachments that a run writes, made while it still writes others.
+#pragma once
+
+#include "host/pass/file_pass.h"
+#include "host/pass/work_queue.h"
+
+#include <QHash>
+
+#include <array>
+#include <atomic>
+
+/// A file of the result.
+struct written_file
+{
+    QString name;
+    qint64 size = 0;
+    QString sha256; ///< empty when it was not hashed
+};
+
+/// Learns from the system which files of a directory were written and closed, and hashes them on the queue. What it
+/// does not hear of, because there were too many at once, is hashed at the end.
+class attachment_hashes
+{
+public:
+    /// The directory may not be there yet. `go_on` is asked for each block, from several threads.
+    attachment_hashes(QString directory, work_queue &queue, on_block go_on);
+    ~attachment_hashes();
+    Q_DISABLE_COPY_MOVE(attachment_hashes)
+
+    /// No more files are written: begin to hash those of `names` that were not, or that changed since.
+    void begin_rest(const QStringList &names);
+
+    /// Wait for that.
+    void finish() { group.wait(); }
+
+    /// After `finish`: the size and the hash of a file, which is empty when `go_on` ended the hashing.
+    [[nodiscard]] written_file file(const QString &name);
+
+    /// Bytes that `begin_rest` found to read.
+    [[nodiscard]] qint64 bytes_of_rest() const { return rest; }
+
+private:
+    struct hashed
+    {
+        qint64 size = -1;
+        qint64 modified = -1;
+        std::array<char, 32> digest = {};
+    };
+
+    void listen();
+    void hear(int descriptor);
+    void hash(const QString &name);
+    [[nodiscard]] bool is_current(const QString &name, const file_identity &now);
+
+    QString directory; ///< ends in "/"
+    work_queue &queue;
+    on_block go_on;
+    qint64 rest = 0;
+    std::mutex mutex; ///< of what is hashed
+    QHash<QString, hashed> done;
+    std::atomic_int waiting = 0; ///< files that are on the queue
+    std::atomic_bool is_over = false;
+    std::thread listener;
+    work_group group; ///< last: the work writes to the members above until it is done
+};
