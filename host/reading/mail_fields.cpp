@@ -277,8 +277,9 @@ QByteArrayList message_ids(QByteArrayView value)
     }
     if (!ids.isEmpty())
         return ids;
-    for (const QByteArray &word : value.toByteArray().simplified().split(' ')) {
-        if (word.contains('@'))
+    const QByteArrayList words = value.toByteArray().simplified().split(' ');
+    for (const QByteArray &word : words) {
+        if (word.contains('@') || words.size() == 1)
             append(word);
     }
     return ids;
@@ -304,7 +305,7 @@ typed_value content_type(const QByteArray &value, field_context &context)
         return {};
     if (value.size() > max_field_bytes || has_too_many_parameters(value))
         return {.has_too_many_parameters = true};
-    const QByteArray text = to_utf8(value, {}, context.likely_charset, "A Content-Type", context.problems);
+    const QByteArray text = with_plain_words(value, "A Content-Type", context);
     const gmime_object<GMimeContentType> parsed(g_mime_content_type_parse(lenient_options(), text.constData()));
     typed_value result = parameters_of(g_mime_content_type_get_parameters(parsed.get()), "A part's name", context);
     if (text.split(';').first().contains('/'))
@@ -319,7 +320,7 @@ typed_value content_disposition(const QByteArray &value, field_context &context)
         return {};
     if (value.size() > max_field_bytes || has_too_many_parameters(value))
         return {.has_too_many_parameters = true};
-    const QByteArray text = to_utf8(value, {}, context.likely_charset, "A Content-Disposition", context.problems);
+    const QByteArray text = with_plain_words(value, "A Content-Disposition", context);
     const gmime_object<GMimeContentDisposition> parsed(
         g_mime_content_disposition_parse(lenient_options(), text.constData()));
     typed_value result =

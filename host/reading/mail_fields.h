@@ -50,7 +50,7 @@ struct field_context
                                                     field_context &context);
 
 /// The texts between "<" and ">", blanks removed, at most one more than `max_references`; of a value without them its
-/// words that have an "@".
+/// words that have an "@", or its only word.
 [[nodiscard]] QByteArrayList message_ids(QByteArrayView value);
 
 /// The labels of a decoded field.

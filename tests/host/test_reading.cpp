@@ -77,6 +77,8 @@ private Q_SLOTS:
     void texts();
     void addresses_data();
     void addresses();
+    void names_data();
+    void names();
     void ids_data();
     void ids();
     void parts_data();
@@ -236,6 +238,32 @@ void test_reading::addresses()
     QTEST(found.join('|'), "found");
 }
 
+void test_reading::names_data()
+{
+    QTest::addColumn<QByteArray>("parameter");
+    QTest::addColumn<QByteArray>("name");
+    const auto row = [](const char *parameter, const char *name) {
+        QTest::newRow(parameter) << QByteArray(parameter) << QByteArray(name);
+    };
+    row("name=\"a b.PDF\"", "a b.PDF");
+    row("name=a b.pdf", "a b.pdf");
+    row("name=\"=?utf-8?B?w6Q=?= =?utf-8?B?w7Y=?=\"", "äö");
+    row("name==?utf-8?Q?x=C3=A4?=", "xä");
+    row("name*0*=utf-8''a%20; name*1*=b%C3%A4; name*2=\"c.pdf\"", "a bäc.pdf");
+    row("name*=iso-8859-1'de'%E4.txt", "ä.txt");
+    row("name=\xC3\xA4.txt", "ä.txt");
+    row("name=../../x", "../../x");
+}
+
+void test_reading::names()
+{
+    QFETCH(QByteArray, parameter);
+    QByteArrayList problems;
+    field_context context = {{}, problems};
+    QTEST(content_type("a/b; x=y; " + parameter, context).name, "name");
+    QTEST(content_disposition("attachment; file" + parameter.replace("; ", "; file"), context).name, "name");
+}
+
 void test_reading::ids_data()
 {
     QTest::addColumn<QByteArray>("value");
@@ -245,6 +273,7 @@ void test_reading::ids_data()
     };
     row("several @", QByteArray("<a@b@c>"), QByteArray("a@b@c"));
     row("odd ones between", QByteArray("<a> x <b@c>,<d e@f> <"), QByteArray("a|b@c|de@f"));
+    row("neither brackets nor @", QByteArray("102.1"), QByteArray("102.1"));
     row("no brackets", QByteArray("a@b, c"), QByteArray("a@b,"));
 }
 
