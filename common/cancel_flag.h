@@ -13,6 +13,7 @@ public:
     cancel_flag() = default;
     Q_DISABLE_COPY_MOVE(cancel_flag)
 
+    /// From any thread.
     void set(bool cancelled) { flag = cancelled; }
     [[nodiscard]] bool is_set() const { return flag; }
 

@@ -83,6 +83,7 @@ public:
     /// 18. End a run: remove the temporary directory, close the debug file.
     virtual void pub_remove_temporary_asthetics();
 
+    /// What slot 3 does.
     void set_essentials();
 
 Q_SIGNALS:
@@ -91,8 +92,10 @@ Q_SIGNALS:
     void signal_tab_processed_of_plugin_overall(int total);
 
 public Q_SLOTS:
+    // Relays of the extractors' totals.
     void slot_extracted_records_of_plugin(qint64 total);
     void slot_total_tabs_processed(int total);
+    /// Notes that a process has finished; nothing is connected to it.
     void slot_m_process_finished(int ignored);
 
 private:

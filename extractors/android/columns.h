@@ -43,13 +43,16 @@ struct column
 /// The kinds of columns. A NULL in the source stays NULL; computed values are never NULL.
 namespace columns {
 
+/// NULL as a null text, everything else as SQLite prints it.
 [[nodiscard]] QString text_of(const QVariant &read);
 
+/// As it is in the source.
 consteval column text(const char *source_column)
 {
     return {[](const row_context &, const QVariant &read) { return text_of(read); }, source_column};
 }
 
+/// The value of a `seconds` column.
 [[nodiscard]] QString seconds_of(const QVariant &milliseconds);
 
 /// Milliseconds since the epoch, as seconds cut towards zero; blank stays empty, other text is 0.
@@ -58,6 +61,7 @@ consteval column seconds(const char *source_column)
     return {[](const row_context &, const QVariant &read) { return seconds_of(read); }, source_column};
 }
 
+/// The value of a `yes_no` column.
 [[nodiscard]] QString yes_no_of(const QVariant &flag);
 
 /// "YES" for exactly 1, "NO" for everything else.
@@ -66,6 +70,7 @@ consteval column yes_no(const char *source_column)
     return {[](const row_context &, const QVariant &read) { return yes_no_of(read); }, source_column};
 }
 
+/// The value of a `google_time` column.
 [[nodiscard]] QString google_time_of(const QVariant &microseconds);
 
 /// Microseconds since 1601 as seconds since the epoch.

@@ -18,6 +18,7 @@ public:
     /// Empty for an empty path, when the run is cancelled, and when there is no folder for copies.
     [[nodiscard]] QString path_of(const QString &source_path);
 
+    /// Before the next database of a step: its copy would take more room.
     void remove_all();
 
 private:

@@ -16,6 +16,7 @@
 class insert_statement
 {
 public:
+    /// `db` is open and outlives the statement, whose placeholders are "?".
     insert_statement(const QSqlDatabase &db, QString statement);
 
     /// Insert one row. A statement that cannot be prepared is executed all the same: the error of the execution is the

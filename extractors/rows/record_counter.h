@@ -23,6 +23,7 @@ public:
     /// Commit what was inserted.
     void finish(row_writer &rows);
 
+    /// Report the total now.
     void report() const { report_to(record_count_qint64); }
 
     qint64 record_count_qint64 = 0; ///< goes on from run to run

@@ -13,10 +13,11 @@
 class waiting_rows
 {
 public:
-    void append(const QStringList &row);
-    void clear();
+    void append(const QStringList &row); ///< a copy of it
+    void clear();                        ///< its memory is kept
 
     [[nodiscard]] bool is_empty() const { return texts.empty(); }
+    /// UTF-16 units of all rows.
     [[nodiscard]] qsizetype characters() const { return static_cast<qsizetype>(characters_of_all.size()); }
 
     /// Every row, oldest first.

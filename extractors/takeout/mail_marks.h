@@ -16,6 +16,7 @@ struct mail_marks
     /// The parsers give up early, with what they have found so far, once `cancelled` is true.
     explicit mail_marks(QByteArrayView message_bytes, const cancel_flag *cancelled = nullptr);
 
+    /// Then marks may be missing.
     [[nodiscard]] bool is_cancelled() const { return flag && flag->is_set(); }
 
     QByteArrayView bytes;

@@ -33,6 +33,7 @@ public:
     /// to text and back: it is valid UTF-8 and does not begin with a byte order mark.
     [[nodiscard]] const QByteArray &message() const { return message_buffer; }
 
+    /// Begin the next message at the separator that was found last.
     void drop_message();
 
     /// Throw away the message so far and everything up to the next separator.

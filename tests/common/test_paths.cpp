@@ -133,6 +133,15 @@ void test_paths::copying_and_removing()
                           me + u"source diectory does not exist ----FAILED---- :" + source + u"/nowhere"}));
     statics::remove_directory(copy + u'/');
     QVERIFY(!QFile::exists(copy) && QFile::exists(source));
+#ifdef Q_OS_LINUX
+    const QString small = directory.filePath(QStringLiteral("small"));
+    const QString full = directory.filePath(QStringLiteral("full"));
+    write_file(small + u"/file", "x");
+    QVERIFY(QDir().mkpath(full) && QFile::link(QStringLiteral("/dev/full"), full + u"/file"));
+    statics::copy_directory(small, full);
+    QCOMPARE(log.lines().mid(4), QStringList({me + u"file copy ----FAILED---- :" + small + u"/file",
+                                              me + u"Error:" + u"No space left on device"}));
+#endif
 }
 
 void test_paths::removing_never_leaves_the_directory()
