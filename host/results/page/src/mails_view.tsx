@@ -45,7 +45,7 @@ const columns_beside_mail = ["star", "date", "from", "subject", "marks"];
 
 /** On a telephone the day, the sender and the subject fit. */
 const narrow = matchMedia("(max-width: 760px)");
-const narrow_columns: Record<string, number> = { date: 96, from: 104, subject: 120 };
+const narrow_columns: Record<string, number> = { date: 118, from: 104, subject: 120 };
 
 function columns_of(report: Report, on_bookmark: (mail: number) => void, is_open: boolean): GridColumn[] {
     const { mails, bookmarks } = report;
