@@ -1,24 +1,12 @@
 #include "host/evidence.h"
 
+#include "host/source_kinds.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QStringList>
 
 namespace {
-
-struct scheme_mark
-{
-    QLatin1StringView scheme;
-    QLatin1StringView folder; // tells a source of this kind
-};
-
-constexpr scheme_mark scheme_marks[] = {
-    {QLatin1StringView("macOS"), QLatin1StringView()},
-    {QLatin1StringView("iOS_UID"), QLatin1StringView()},
-    {QLatin1StringView("winOS"), QLatin1StringView()},
-    {QLatin1StringView("gTakeoutOS"), QLatin1StringView("Mail")},
-    {QLatin1StringView("androidOS"), QLatin1StringView("apps/com.google.android.gm")},
-};
 
 /// `path` with its links resolved as far as it exists.
 QString resolved(const QString &path)
@@ -32,19 +20,16 @@ QString resolved(const QString &path)
     return QDir::cleanPath(QFileInfo(existing).canonicalFilePath() + rest);
 }
 
-QString with_slash(const QString &directory)
+/// The root that a kind of source has below `directory`, which ends in "/"; empty when its mark is not there.
+QString root_of(const source_kind &kind, const QString &directory)
 {
-    return directory.endsWith(u'/') ? directory : directory + u'/';
-}
-
-/// The root that a scheme reads below `directory`; empty when its mark is not there.
-QString root_of(const scheme_mark &mark, const QString &directory)
-{
-    QStringList candidates = {with_slash(directory)};
-    if (mark.scheme == QLatin1StringView("gTakeoutOS"))
-        candidates.append(candidates.first() + QLatin1StringView("Takeout/"));
+    if (kind.mark.isEmpty())
+        return {};
+    QStringList candidates = {directory};
+    if (kind.mark == mail_root)
+        candidates.append(directory + QLatin1StringView("Takeout/"));
     for (const QString &candidate : std::as_const(candidates)) {
-        if (QFileInfo(candidate + mark.folder).isDir())
+        if (QFileInfo(candidate + kind.mark).isDir())
             return candidate;
     }
     return {};
@@ -55,18 +40,15 @@ QString root_of(const scheme_mark &mark, const QString &directory)
 QStringList os_schemes()
 {
     QStringList schemes;
-    for (const scheme_mark &mark : scheme_marks)
-        schemes.append(mark.scheme);
+    for (const source_kind &kind : source_kinds())
+        schemes.append(kind.scheme);
     return schemes;
 }
 
 QString looked_for(const QString &scheme)
 {
-    for (const scheme_mark &mark : scheme_marks) {
-        if (mark.scheme == scheme && !mark.folder.isEmpty())
-            return mark.folder + u'/';
-    }
-    return {};
+    const source_kind *kind = kind_of_scheme(scheme);
+    return kind ? QString(kind->mark) : QString();
 }
 
 maybe_refusal check_given(const QString &source)
@@ -85,21 +67,32 @@ maybe_refusal check_given(const QString &source)
 maybe_refusal recognise(const QString &source, const QString &scheme, evidence &found)
 {
     const QString directory = with_slash(QDir::cleanPath(QFileInfo(source).absoluteFilePath()));
-    for (const scheme_mark &mark : scheme_marks) {
-        if (!scheme.isEmpty() && mark.scheme != scheme)
+    for (const source_kind &kind : source_kinds()) {
+        if (!scheme.isEmpty() && kind.scheme != scheme)
             continue;
-        const QString root = mark.folder.isEmpty() ? QString() : root_of(mark, directory);
+        const QString root = root_of(kind, directory);
         if (root.isEmpty() && scheme.isEmpty())
             continue;
-        found = {mark.scheme, root.isEmpty() ? directory : root, !root.isEmpty()};
+        found = {kind.scheme, root.isEmpty() ? directory : root, !root.isEmpty()};
         return {};
     }
-    return refusal{exit_status::bad_source,
-                   source + QLatin1StringView(": no known kind of source; neither Mail/ nor Takeout/Mail/ nor "
-                                              "apps/com.google.android.gm/ is in it (--scheme reads it all the same)")};
+    return not_recognised(source);
+}
+
+refusal not_recognised(const QString &source)
+{
+    return {exit_status::bad_source,
+            source + QLatin1StringView(": not recognised as a source: contains neither an mbox file nor "
+                                       "apps/com.google.android.gm/ nor data/data/com.google.android.gm/ (use --scheme "
+                                       "to read a directory anyway)")};
 }
 
 bool lies_inside(const QString &path, const QString &directory)
 {
     return with_slash(resolved(path)).startsWith(with_slash(resolved(directory)));
+}
+
+QString with_slash(const QString &directory)
+{
+    return directory.endsWith(u'/') ? directory : directory + u'/';
 }

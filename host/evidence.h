@@ -1,9 +1,9 @@
-/// Which kind of evidence a source is, told from its folders.
+/// Which kind of evidence a directory is, recognised by its folders.
 #pragma once
 
 #include "host/refusal.h"
 
-/// A source as the plug-in is told it.
+/// A source as it is handed to the plug-in.
 struct evidence
 {
     QString scheme; ///< os scheme
@@ -20,9 +20,15 @@ struct evidence
 /// Refused: a source that does not exist or cannot be read.
 [[nodiscard]] maybe_refusal check_given(const QString &source);
 
-/// Recognise the directory `source`. With a `scheme` given, nothing needs to be found in it; a source that holds
+/// Recognise the directory `source`. With a `scheme` given, nothing needs to be found in it; a source that contains
 /// "Takeout/Mail" is read from its "Takeout" folder.
 [[nodiscard]] maybe_refusal recognise(const QString &source, const QString &scheme, evidence &found);
 
+/// Why `source` is refused when nothing in it can be read.
+[[nodiscard]] refusal not_recognised(const QString &source);
+
 /// True when `path` is `directory` or lies inside it, links resolved; neither needs to exist yet.
 [[nodiscard]] bool lies_inside(const QString &path, const QString &directory);
+
+/// `directory`, ending in "/".
+[[nodiscard]] QString with_slash(const QString &directory);

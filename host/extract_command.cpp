@@ -54,7 +54,8 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
     const prepare_options preparing = {.scheme = options.scheme,
                                        .accept_missing_parts = options.accept_missing_parts,
                                        .hash = options.hash,
-                                       .keep_mail = true};
+                                       .keep_mail = true,
+                                       .go_on = [&] { return signals_watched.received() == 0; }};
     const auto show_bytes = [&](const QString &phase, qint64 done, qint64 in_all) {
         progress.show_bytes(phase, done, in_all);
         return signals_watched.received() == 0;

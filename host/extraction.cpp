@@ -4,6 +4,7 @@
 #include "host/plugin_run.h"
 #include "host/progress.h"
 #include "host/records/failure_text.h"
+#include "host/source_kinds.h"
 #include "host/sources/staging.h"
 #include "host/terminal.h"
 
@@ -29,7 +30,8 @@ int tables_of(const QList<ready_source> &sources, const extract_options &options
 {
     int tables = 0;
     for (const ready_source &source : sources)
-        tables += source.found.scheme == u"gTakeoutOS" ? 1 : static_cast<int>(options.tables.size());
+        tables +=
+            kind_of_scheme(source.found.scheme)->counts_tables_as_one ? 1 : static_cast<int>(options.tables.size());
     return tables;
 }
 

@@ -14,7 +14,15 @@
 #include <QScopeGuard>
 #include <QTemporaryDir>
 
+#include <algorithm>
+
 namespace {
+
+/// What an extraction will meet and count as failures.
+QStringList faults_of(const ready_source &source)
+{
+    return source.expected.remarks + source.expected.faults + source.failures + source.faults;
+}
 
 QJsonObject json_of(const ready_source &source)
 {
@@ -39,7 +47,8 @@ QJsonObject json_of(const ready_source &source)
             {QStringLiteral("files"), files},
             {QStringLiteral("rows_expected"), rows},
             {QStringLiteral("skipped_members"), skipped},
-            {QStringLiteral("remarks"), QJsonArray::fromStringList(source.expected.remarks + source.failures)}};
+            {QStringLiteral("remarks"), QJsonArray::fromStringList(source.remarks)},
+            {QStringLiteral("faults"), QJsonArray::fromStringList(faults_of(source))}};
 }
 
 void print_as_text(const ready_source &source)
@@ -61,9 +70,11 @@ void print_as_text(const ready_source &source)
         if (source.expected.tables.contains(table))
             print(QStringLiteral("  %1 %2 rows expected").arg(table, -16).arg(source.expected.tables.value(table), 10));
         else
-            print(QStringLiteral("  %1 %2").arg(table, -16).arg(QStringLiteral("cannot be told")));
+            print(QStringLiteral("  %1 %2").arg(table, -16).arg(QStringLiteral("unknown")));
     }
-    for (const QString &remark : source.expected.remarks + source.failures)
+    for (const QString &fault : faults_of(source))
+        print(QLatin1StringView("  fault: ") + fault);
+    for (const QString &remark : source.remarks)
         print(QLatin1StringView("  ") + remark);
     for (auto skipped = source.skipped.cbegin(); skipped != source.skipped.cend(); ++skipped)
         print(QStringLiteral("  %1 members skipped: %2").arg(skipped.value()).arg(skipped.key()));
@@ -98,7 +109,7 @@ exit_status inspect_sources(const source_options &options, signal_watch &signals
     }
     const QTemporaryDir directory;
     if (!directory.isValid())
-        return refuse({exit_status::bad_result, directory.errorString()});
+        return refuse({exit_status::bad_result, directory.errorString()}, options.json);
     staging_area staging(directory.path() + QLatin1StringView("/staging"), options.limits);
     signals_watched.before_exit([place = directory.path()] { remove_whole(place); });
     const auto handlers_end = qScopeGuard([&] { signals_watched.forget_handler(); });
@@ -110,7 +121,8 @@ exit_status inspect_sources(const source_options &options, signal_watch &signals
     const prepare_options preparing = {.scheme = options.scheme,
                                        .accept_missing_parts = options.accept_missing_parts,
                                        .hash = true,
-                                       .keep_mail = false};
+                                       .keep_mail = false,
+                                       .go_on = [&] { return signals_watched.received() == 0; }};
     QList<ready_source> sources;
     maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
     if (!refused)
@@ -130,7 +142,9 @@ exit_status inspect_sources(const source_options &options, signal_watch &signals
     }
     if (options.json)
         print_json(array);
-    return exit_status::done;
+    const bool is_sound =
+        std::ranges::all_of(sources, [](const ready_source &source) { return faults_of(source).isEmpty(); });
+    return is_sound ? exit_status::done : exit_status::done_with_failures;
 }
 
 } // namespace

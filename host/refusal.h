@@ -48,3 +48,6 @@ struct refusal
 
 /// Empty when all is well.
 using maybe_refusal = std::optional<refusal>;
+
+/// A cancel is a refusal without text.
+inline const refusal refused_as_cancelled = {exit_status::interrupted, {}};

@@ -84,7 +84,7 @@ void print_source(const source_record &record, const run_summary &summary)
                   .arg(differences.isEmpty() ? QString()
                                              : QString(u" (" + differences.join(QLatin1StringView(", ")) + u')')));
     }
-    for (const QString &remark : record.source.expected.remarks)
+    for (const QString &remark : record.source.remarks + record.source.expected.remarks)
         print(QLatin1StringView("  ") + remark);
     for (auto skipped = record.source.skipped.cbegin(); skipped != record.source.skipped.cend(); ++skipped)
         print(QStringLiteral("  %1 members skipped: %2").arg(skipped.value()).arg(skipped.key()));

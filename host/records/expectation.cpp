@@ -1,6 +1,7 @@
 #include "host/records/expectation.h"
 
 #include "common/warm_accounts.h"
+#include "host/source_kinds.h"
 
 #include <QDir>
 #include <QFile>
@@ -8,40 +9,12 @@
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QSqlRecord>
 #include <QVariant>
 
 #include <span>
 
 namespace {
-
-constexpr QLatin1StringView android_root("apps/com.google.android.gm/");
-
-/// A table of a source whose rows become rows of a table of the result.
-struct counted_table
-{
-    QLatin1StringView source_table;
-    QLatin1StringView result_table;
-};
-
-constexpr counted_table provider_tables[] = {{QLatin1StringView("Message"), QLatin1StringView("messages")},
-                                             {QLatin1StringView("Attachment"), QLatin1StringView("attachments")},
-                                             {QLatin1StringView("Mailbox"), QLatin1StringView("mailbox")},
-                                             {QLatin1StringView("Account"), QLatin1StringView("accounts")}};
-constexpr counted_table store_tables[] = {{QLatin1StringView("messages"), QLatin1StringView("messages")},
-                                          {QLatin1StringView("attachments"), QLatin1StringView("attachments")}};
-constexpr counted_table cookie_tables[] = {{QLatin1StringView("cookies"), QLatin1StringView("cookies")}};
-
-std::span<const counted_table> tables_of(const QString &place)
-{
-    const QString name = place.section(u'/', -1);
-    if (place == android_root + QLatin1StringView("db/EmailProvider.db"))
-        return provider_tables;
-    if (place == android_root + QLatin1StringView("r/app_webview/Cookies"))
-        return cookie_tables;
-    if (name.startsWith(u"mailstore.") && name.endsWith(u".db"))
-        return store_tables;
-    return {};
-}
 
 /// Rows of a table; negative when they cannot be counted. A view, which may have no end, is not counted; a damaged
 /// file, which may lead in circles, not beyond what it has room for.
@@ -72,6 +45,18 @@ qint64 count_warm_accounts(const QString &path)
     return warm_accounts::read_from(file).value_or(QStringList()).size();
 }
 
+/// Columns that the extraction selects and the table does not have.
+QString missing_columns(const QSqlDatabase &db, const read_table &table)
+{
+    const QSqlRecord columns = db.record(table.name);
+    QStringList missing;
+    for (const QString &name : QString(table.columns).split(u',')) {
+        if (!columns.contains(name))
+            missing.append(name);
+    }
+    return missing.join(QLatin1StringView(", "));
+}
+
 class database_count
 {
 public:
@@ -84,7 +69,10 @@ public:
 
     void add(const source_file &file)
     {
-        const std::span<const counted_table> tables = tables_of(file.place);
+        const read_place *place = place_of(file.place);
+        const bool is_companion = without_companion_suffix(file.place).size() < file.place.size();
+        const std::span<const read_table> tables =
+            place && !is_companion ? place->tables : std::span<const read_table>();
         const QString copy = scratch + QLatin1StringView("copy.db");
         if (tables.empty())
             return;
@@ -103,18 +91,23 @@ public:
     }
 
 private:
-    void count(const QSqlDatabase &db, const source_file &file, std::span<const counted_table> tables)
+    void count(const QSqlDatabase &db, const source_file &file, std::span<const read_table> tables)
     {
-        for (const counted_table &table : tables) {
-            qint64 rows = rows_of(db, table.source_table, file.size);
+        for (const read_table &table : tables) {
+            qint64 rows = rows_of(db, table.name, file.size);
             if (rows < 0) {
-                expected.remarks.append(
-                    QStringLiteral("%1: rows of %2 cannot be counted").arg(file.place, table.source_table));
+                expected.remarks.append(QStringLiteral("%1: rows of %2 cannot be counted").arg(file.place, table.name));
                 unknown.append(table.result_table);
             }
-            if (table.result_table == QLatin1StringView("accounts"))
-                rows *= count_warm_accounts(source.found.root + android_root +
-                                            QLatin1StringView("sp/warm_accounts_preferences.xml"));
+            if (const QString lacking = missing_columns(db, table); rows >= 0 && !lacking.isEmpty())
+                expected.faults.append(
+                    QStringLiteral("%1: %2 of another version of the application: its %3 rows cannot be "
+                                   "extracted without the columns %4")
+                        .arg(file.place, table.name)
+                        .arg(rows)
+                        .arg(lacking));
+            if (table.once_per_warm_account)
+                rows *= count_warm_accounts(source.found.root + warm_accounts_place);
             expected.tables[table.result_table] += rows;
         }
         for (const QString &table : std::as_const(unknown))
@@ -139,9 +132,10 @@ expected_rows rows_expected_of(const ready_source &source, const QString &scratc
     for (const source_file &file : source.files) {
         if (file.separators >= 0)
             expected.tables[QStringLiteral("messages")] += rows_of_mbox(file.separators);
-        else if (file.place.startsWith(u"Mail/")) {
+        else if (file.place.startsWith(mail_root)) {
             expected.tables.remove(QStringLiteral("messages"));
-            expected.remarks.append(file.place + QLatin1StringView(": cannot be read"));
+            expected.remarks.append(file.place +
+                                    QLatin1StringView(": cannot be read, so rows of messages are not counted"));
             break;
         }
         databases.add(file);

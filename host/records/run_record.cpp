@@ -123,7 +123,8 @@ QJsonObject json_of(const source_record &record)
             {QStringLiteral("mbox_files"), mailboxes},
             {QStringLiteral("skipped_members"), skipped},
             {QStringLiteral("skipped_paths"), QJsonArray::fromStringList(source.skipped_paths)},
-            {QStringLiteral("remarks"), QJsonArray::fromStringList(source.expected.remarks + source.failures)}};
+            {QStringLiteral("remarks"),
+             QJsonArray::fromStringList(source.remarks + source.expected.remarks + source.failures)}};
 }
 
 QJsonObject json_of(const written_file &file)

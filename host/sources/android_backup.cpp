@@ -1,7 +1,5 @@
 #include "host/sources/android_backup.h"
 
-#include "host/sources/password.h"
-
 #include <openssl/evp.h>
 #include <zlib.h>
 
@@ -11,8 +9,8 @@ namespace {
 
 constexpr char mark[] = "ANDROID BACKUP\n";
 constexpr int newest_version = 5;
-constexpr qint64 longest_header_line = 4096; // bytes
-constexpr int most_rounds = 10'000'000;      // Android uses 10,000; a hostile header would keep us busy for hours
+constexpr qint64 max_header_line = 4096; // bytes
+constexpr int max_rounds = 10'000'000;   // Android uses 10,000; a hostile header would keep us busy for hours
 constexpr qsizetype block_size = 256 * 1024;
 constexpr int key_size = 32; // bytes
 
@@ -124,20 +122,20 @@ bool android_backup::fail(const QString &text)
     return false;
 }
 
-bool android_backup::open()
+bool android_backup::open(const still_wanted &go_on)
 {
     if (!file.open(QIODevice::ReadOnly))
         return fail(QStringLiteral("cannot be read (") + file.errorString() + u')');
-    const auto line = [this] { return file.readLine(longest_header_line).trimmed(); };
+    const auto line = [this] { return file.readLine(max_header_line).trimmed(); };
     const bool is_backup = line() == QByteArrayView(mark).chopped(1);
     const int version = line().toInt();
     const QByteArray compressed = line();
     const QByteArray encryption = line();
     if (!is_backup || version < 1 || version > newest_version || (compressed != "0" && compressed != "1"))
-        return fail(QStringLiteral("is no Android backup of version 1 to %1").arg(newest_version));
+        return fail(QStringLiteral("is not an Android backup of versions 1 to %1").arg(newest_version));
     if (encryption != "none" && encryption != "AES-256")
-        return fail(QStringLiteral("is enciphered in a way that is not known (%1)").arg(QString::fromUtf8(encryption)));
-    if (encryption == "AES-256" && !open_cipher(version))
+        return fail(QStringLiteral("uses an unknown encryption (%1)").arg(QString::fromUtf8(encryption)));
+    if (encryption == "AES-256" && !open_cipher(version, go_on))
         return false;
     if (compressed == "1")
         inflate = std::make_unique<inflater>();
@@ -145,18 +143,18 @@ bool android_backup::open()
 }
 
 /// The password opens the blob, which holds the key of the payload and a checksum that tells a right password.
-bool android_backup::open_cipher(int version)
+bool android_backup::open_cipher(int version, const still_wanted &go_on)
 {
-    const auto hexadecimal = [this] { return QByteArray::fromHex(file.readLine(longest_header_line).trimmed()); };
+    const auto hexadecimal = [this] { return QByteArray::fromHex(file.readLine(max_header_line).trimmed()); };
     const QByteArray user_salt = hexadecimal();
     const QByteArray checksum_salt = hexadecimal();
-    const int rounds = file.readLine(longest_header_line).trimmed().toInt();
+    const int rounds = file.readLine(max_header_line).trimmed().toInt();
     const QByteArray user_iv = hexadecimal();
     const QByteArray blob = hexadecimal();
-    if (user_salt.isEmpty() || rounds < 1 || rounds > most_rounds || user_iv.size() != EVP_MAX_IV_LENGTH ||
+    if (user_salt.isEmpty() || rounds < 1 || rounds > max_rounds || user_iv.size() != EVP_MAX_IV_LENGTH ||
         blob.isEmpty())
-        return fail(QStringLiteral("has a damaged header of encryption"));
-    const std::optional<QString> password = source_password(file.fileName());
+        return fail(QStringLiteral("has a damaged encryption header"));
+    const std::optional<QString> password = source_password(file.fileName(), go_on);
     if (!password)
         return fail(QStringLiteral("is enciphered; set GMAIL_HOST_PASSWORD or run on a terminal"));
 
@@ -177,13 +175,13 @@ bool android_backup::open_cipher(int version)
     return fail(QStringLiteral("the password is wrong"));
 }
 
-/// What stands behind the header, deciphered.
+/// The bytes after the header, deciphered.
 qint64 android_backup::read_payload(std::span<char> buffer)
 {
     if (!decipher) {
         const qint64 count = file.read(buffer.data(), static_cast<qint64>(buffer.size()));
         if (count < 0)
-            fail(QStringLiteral("cannot be read on (") + file.errorString() + u')');
+            fail(QStringLiteral("reading stopped (") + file.errorString() + u')');
         return count;
     }
     while (given == waiting.size() && !decipher->ended) {

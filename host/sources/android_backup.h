@@ -6,6 +6,8 @@
 /// with a zlib header when compressed, enciphered with AES-256-CBC when enciphered.
 #pragma once
 
+#include "host/sources/password.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QString>
@@ -24,8 +26,8 @@ public:
     [[nodiscard]] static bool begins(QByteArrayView first_bytes);
 
     /// False, with `error` set, when the file cannot be read, its header is not understood, it is enciphered and there
-    /// is no password, or the password is wrong.
-    [[nodiscard]] bool open();
+    /// is no password, or the password is wrong. `go_on` can end the waiting for a password.
+    [[nodiscard]] bool open(const still_wanted &go_on);
 
     /// Bytes of the tar archive: how many came, 0 at its end, -1 (with `error` set) when it breaks off or is damaged.
     [[nodiscard]] qint64 read(std::span<char> buffer);
@@ -37,7 +39,7 @@ private:
     struct inflater;
 
     bool fail(const QString &text);
-    bool open_cipher(int version);
+    bool open_cipher(int version, const still_wanted &go_on);
     qint64 read_payload(std::span<char> buffer);
     qint64 read_inflated(std::span<char> buffer);
 

@@ -1,7 +1,6 @@
 #include "host/sources/archive_reader.h"
 
 #include "host/sources/android_backup.h"
-#include "host/sources/password.h"
 
 #include <QFile>
 
@@ -13,6 +12,8 @@ namespace {
 constexpr std::size_t block_size = 1024 * 1024;
 constexpr qsizetype tar_record = 512; // bytes
 constexpr qsizetype tar_mark_at = 257;
+constexpr QByteArrayView end_of_zip_mark("PK\5\6");
+constexpr QByteArrayView seven_zip_mark("7z\xBC\xAF");
 
 QByteArray first_bytes(const QString &path, qint64 count)
 {
@@ -50,19 +51,25 @@ QString path_of(archive_entry *entry)
 bool begins_like_archive(const QString &path)
 {
     const QByteArray bytes = first_bytes(path, tar_record);
-    for (const QByteArrayView mark : {QByteArrayView("PK\3\4"), QByteArrayView("PK\5\6"), QByteArrayView("7z\xBC\xAF"),
-                                      QByteArrayView("\x1F\x8B"), QByteArrayView("BZh"),
-                                      QByteArrayView("\xFD"
-                                                     "7zXZ"),
-                                      QByteArrayView("\x28\xB5\x2F\xFD")}) {
+    for (const QByteArrayView mark :
+         {QByteArrayView("PK\3\4"), end_of_zip_mark, seven_zip_mark, QByteArrayView("\x1F\x8B"), QByteArrayView("BZh"),
+          QByteArrayView("\xFD"
+                         "7zXZ"),
+          QByteArrayView("\x28\xB5\x2F\xFD")}) {
         if (bytes.startsWith(mark))
             return true;
     }
     return bytes.mid(tar_mark_at).startsWith("ustar") || android_backup::begins(bytes);
 }
 
-archive_reader::archive_reader(const QString &archive_path)
+bool is_empty_zip(const QString &path)
+{
+    return first_bytes(path, end_of_zip_mark.size()) == end_of_zip_mark;
+}
+
+archive_reader::archive_reader(const QString &archive_path, still_wanted go_on)
     : path(archive_path)
+    , is_wanted(std::move(go_on))
     , handle(archive_read_new())
 {
 }
@@ -76,15 +83,21 @@ bool archive_reader::fail_as_archive()
 {
     const char *text = archive_error_string(handle);
     const QString said = text ? QString::fromUtf8(text) : QStringLiteral("it ends early");
+    if (!is_wanted())
+        return fail_as_cancelled();
     if (backup && !backup->error().isEmpty())
         return fail(backup->error());
+    if (first_bytes(path, seven_zip_mark.size()) == seven_zip_mark && said.contains(u"rypt"))
+        return fail(path + QLatin1StringView(": is an enciphered 7z archive, which is not supported; unpack it with "
+                                             "another program and give the folder"));
     if (at_encrypted && password.isNull())
         return fail(path + QLatin1StringView(": is enciphered; set GMAIL_HOST_PASSWORD or run on a terminal"));
     if (at_encrypted)
-        return fail(path +
-                    QLatin1StringView(": cannot be deciphered; the password is wrong or the encryption not known (") +
-                    said + u')');
-    return fail(path + QLatin1StringView(": is truncated, damaged or not an archive that can be read (") + said + u')');
+        return fail(
+            path +
+            QLatin1StringView(": cannot be deciphered; the password is wrong or the encryption is not supported (") +
+            said + u')');
+    return fail(path + QLatin1StringView(": is truncated, damaged or not a readable archive (") + said + u')');
 }
 
 bool archive_reader::open()
@@ -92,8 +105,8 @@ bool archive_reader::open()
     archive_read_support_format_tar(handle);
     if (android_backup::begins(first_bytes(path, tar_record))) {
         backup = std::make_unique<android_backup>(path);
-        if (!backup->open())
-            return fail(backup->error());
+        if (!backup->open(is_wanted))
+            return is_wanted() ? fail(backup->error()) : fail_as_cancelled();
         block.resize(block_size);
         const auto give = [](archive *, void *self, const void **bytes) -> la_ssize_t {
             auto *reader = static_cast<archive_reader *>(self);
@@ -113,7 +126,7 @@ bool archive_reader::open()
         auto *reader = static_cast<archive_reader *>(self);
         if (!reader->password.isNull())
             return nullptr; // asked again: it was wrong
-        const std::optional<QString> given = source_password(reader->path);
+        const std::optional<QString> given = source_password(reader->path, reader->is_wanted);
         if (!given)
             return nullptr;
         reader->password = QByteArray("").append(given->toUtf8());
@@ -121,7 +134,7 @@ bool archive_reader::open()
     });
     archive_read_support_filter_all(handle);
     archive_read_support_format_7zip(handle);
-    // By its directory only: read as a stream, a zip that breaks off between two members would pass for a whole one.
+    // By its directory only: read as a stream, a zip that breaks off between two members would look whole.
     archive_read_support_format_zip_seekable(handle);
     const QByteArray name = QFile::encodeName(path);
     return archive_read_open_filename(handle, name.constData(), block_size) == ARCHIVE_OK || fail_as_archive();

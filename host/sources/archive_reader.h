@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/sources/member.h"
+#include "host/sources/password.h"
 
 #include <QByteArray>
 
@@ -13,7 +14,8 @@ struct archive;
 class archive_reader : public member_reader
 {
 public:
-    explicit archive_reader(const QString &path);
+    /// `go_on` can end the waiting for a password.
+    archive_reader(const QString &path, still_wanted go_on);
     ~archive_reader() override;
 
     /// False, with `failure` set, when the file is no archive, or one that cannot be opened.
@@ -30,6 +32,7 @@ private:
     bool backup_ends_well();
 
     QString path;
+    still_wanted is_wanted;
     archive *handle = nullptr;
     std::unique_ptr<android_backup> backup;
     QByteArray block;      ///< what the backup gives the archive reader
@@ -40,3 +43,6 @@ private:
 
 /// True when the file begins like an archive or a backup. A file that begins so and cannot be read is a damaged one.
 [[nodiscard]] bool begins_like_archive(const QString &path);
+
+/// True for a zip file that ends before its first member.
+[[nodiscard]] bool is_empty_zip(const QString &path);

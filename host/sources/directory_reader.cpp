@@ -1,25 +1,34 @@
 #include "host/sources/directory_reader.h"
 
+#include "host/source_kinds.h"
+
 #include <QDateTime>
 #include <QFileInfo>
+#include <QUtf8StringView>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
-member::kind kind_of(const QFileInfo &info)
+member::kind kind_of(const struct stat &info)
 {
-    if (info.isSymLink())
+    if (S_ISLNK(info.st_mode))
         return member::kind::link;
-    if (info.isDir())
+    if (S_ISDIR(info.st_mode))
         return member::kind::directory;
-    return info.isFile() ? member::kind::file : member::kind::special;
+    return S_ISREG(info.st_mode) ? member::kind::file : member::kind::special;
 }
 
-member member_of(const QFileInfo &info, const QString &path)
+/// The last error of the system, as a person reads it.
+QString system_error()
 {
-    return {.path = path,
-            .type = kind_of(info),
-            .declared_size = info.size(),
-            .modified = info.lastModified().toSecsSinceEpoch()};
+    return QString::fromLocal8Bit(std::strerror(errno));
 }
 
 } // namespace
@@ -32,36 +41,78 @@ qint64 file_member_reader::read(std::span<char> buffer)
     }
     const qint64 count = file.read(buffer.data(), static_cast<qint64>(buffer.size()));
     if (count < 0)
-        fail(file.fileName() + QLatin1StringView(": cannot be read on (") + file.errorString() + u')');
+        fail(file.fileName() + QLatin1StringView(": reading stopped (") + file.errorString() + u')');
     return count;
 }
 
-directory_reader::directory_reader(const QString &directory)
+directory_reader::directory_reader(const QString &directory, folder_filter leave_out)
     : root(directory.endsWith(u'/') ? directory : directory + u'/')
-    , entries(root, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDirIterator::Subdirectories)
+    , left_out(leave_out)
+    , why_root_failed(enter({}))
 {
+}
+
+/// Why the folder cannot be listed or its files cannot be reached; empty when all is well.
+QString directory_reader::enter(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(root + path);
+    const std::unique_ptr<DIR, int (*)(DIR *)> entries(::opendir(name.constData()), ::closedir);
+    if (!entries || ::access(name.constData(), X_OK) != 0)
+        return system_error();
+    if (left_out && left_out(path))
+        return {};
+    folder entered = {path};
+    while (const dirent *entry = ::readdir(entries.get())) {
+        const QByteArray found(entry->d_name);
+        if (found != "." && found != "..")
+            entered.names.push_back(found);
+    }
+    std::ranges::sort(entered.names);
+    open_folders.push_back(std::move(entered));
+    return {};
 }
 
 bool directory_reader::next(member &found)
 {
     file.close();
-    if (!entries.hasNext())
+    if (!why_root_failed.isEmpty())
+        return fail(root + QLatin1StringView(": cannot be read (") + why_root_failed + u')');
+    while (!open_folders.empty() && open_folders.back().at == open_folders.back().names.size())
+        open_folders.pop_back();
+    if (open_folders.empty())
         return false;
-    const QString path = entries.next();
-    found = member_of(entries.fileInfo(), path.sliced(root.size()));
-    file.setFileName(path);
+    folder &at_hand = open_folders.back();
+    const QByteArray name = at_hand.names[at_hand.at++];
+    found = {.path = at_hand.path + QFile::decodeName(name)};
+    struct stat info = {};
+    if (::lstat(QByteArray(QFile::encodeName(root + at_hand.path) + name).constData(), &info) != 0) {
+        found.fault = system_error();
+        return true;
+    }
+    found.type = kind_of(info);
+    found.declared_size = info.st_size;
+    found.modified = info.st_mtime;
+    if (!QUtf8StringView(name).isValidUtf8()) {
+        found.path = at_hand.path + QString::fromLatin1(name.toPercentEncoding());
+        found.fault = QStringLiteral("its name is not valid text");
+    } else if (found.type == member::kind::directory) {
+        found.fault = enter(found.path + u'/');
+    }
+    file.setFileName(root + found.path);
     return true;
 }
 
 bool mbox_reader::next(member &found)
 {
-    if (told)
+    if (was_given)
         return false;
-    told = true;
+    was_given = true;
     const QFileInfo info(file.fileName());
-    found = member_of(info, info.fileName());
-    found.type = member::kind::file; // given by name: a link to it was meant
-    if (!found.path.endsWith(u".mbox"))
-        found.path += QLatin1StringView(".mbox"); // the plug-in goes by the name
+    found = {.path = info.fileName(), .declared_size = info.size(), .modified = info.lastModified().toSecsSinceEpoch()};
+    // The plug-in goes by the name.
+    while (found.path.startsWith(u'.'))
+        found.path.remove(0, 1);
+    if (!found.path.endsWith(mbox_suffix))
+        found.path += mbox_suffix;
     return true;
 }

@@ -1,10 +1,11 @@
-/// A directory whose layout is not the one the plug-in reads.
+/// A directory, file after file.
 #pragma once
 
 #include "host/sources/member.h"
 
-#include <QDirIterator>
 #include <QFile>
+
+#include <vector>
 
 /// Members that are files of the file system.
 class file_member_reader : public member_reader
@@ -16,11 +17,16 @@ protected:
     QFile file; ///< the member at hand; opened when it is read
 };
 
-/// Links are told, never followed.
+/// Goes through the folders in the order of their names, so that the same evidence always gives the same numbers. Links
+/// are reported, never followed. So are folders that cannot be read, and names that are no valid text, which Qt passes
+/// over silently.
 class directory_reader : public file_member_reader
 {
 public:
-    explicit directory_reader(const QString &directory);
+    /// Given a folder below the directory ("" or ending in "/"): true when what is in it is not to be listed.
+    using folder_filter = bool (*)(const QString &folder);
+
+    explicit directory_reader(const QString &directory, folder_filter leave_out = nullptr);
 
     [[nodiscard]] bool next(member &found) override;
     [[nodiscard]] QString format() const override { return format_name; }
@@ -28,8 +34,19 @@ public:
     static constexpr QLatin1StringView format_name{"directory"};
 
 private:
+    struct folder
+    {
+        QString path; ///< below the root; "" or ending in "/"
+        std::vector<QByteArray> names = {};
+        std::size_t at = 0;
+    };
+
+    [[nodiscard]] QString enter(const QString &path);
+
     QString root; ///< ends in "/"
-    QDirIterator entries;
+    folder_filter left_out;
+    std::vector<folder> open_folders; ///< from the root down to the one at hand
+    QString why_root_failed;
 };
 
 /// A single mbox file, as a source of one member.
@@ -42,5 +59,5 @@ public:
     [[nodiscard]] QString format() const override { return QStringLiteral("mbox file"); }
 
 private:
-    bool told = false;
+    bool was_given = false;
 };

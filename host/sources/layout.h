@@ -6,14 +6,15 @@
 ///     data/data/com.google.android.gm/..., data/user/N/com.google.android.gm/...    a file system, one source per user
 ///         databases -> db, shared_prefs -> sp, files -> f, anything else -> r
 ///         app_webview/Default/Cookies -> r/app_webview/Cookies, where that is absent or empty
-///     Takeout/<folder>/*.mbox -> Mail/*.mbox, whatever the language of the folder
-///     <anywhere>/*.mbox -> Mail/..., when there is none of the above
+///     Takeout/<folder>/*.mbox -> Mail/*.mbox, whatever the language of the folder; one source per "Takeout"
+///     <anywhere>/Mail/*.mbox outside a "Takeout" -> Mail/*.mbox; one source per folder that contains "Mail"
+///     <anywhere>/*.mbox -> Mail/..., when there is none of the two before
 #pragma once
 
 #include <QList>
 #include <QString>
-#include <QStringList>
 
+#include <optional>
 #include <span>
 
 /// What is known of a member when places are assigned.
@@ -25,22 +26,39 @@ struct listed_member
 
 struct placed_member
 {
-    qsizetype index;     ///< in the list of members
-    QString place;       ///< below the root that the plug-in is given
-    bool content = true; ///< false when the plug-in only asks whether it is there
+    qsizetype index; ///< in the list of members
+    QString place;   ///< below the root that the plug-in is given
+    /// A companion of a second copy of a database: it must not be mixed with the first copy.
+    bool of_second_copy = false;
 };
 
 /// One source for the plug-in.
 struct placed_source
 {
     QString scheme;
-    QString user; ///< Android user, or the folder that holds the application's data; empty when there is but one
+    /// Which of the sources in what was given: the folder of its root ("" or ending in "/"), for a file system the
+    /// folder of the data and the user ("img/user 10").
+    QString root;
     QList<placed_member> members;
 };
 
-/// Assign places to the regular files of a source. Members that the plug-in does not read get none. Members for one
-/// place are all given, in their order.
+/// Where the plug-in would look for a file.
+struct android_location
+{
+    QString root; ///< as in `placed_source`
+    QString place;
+};
+
+/// Assign places to the regular files of a source. Members that the plug-in does not read, and those of which it asks
+/// only the name, get none. Members for one place are all given, in their order.
 [[nodiscard]] QList<placed_source> place_members(std::span<const listed_member> members);
 
-/// True when the plug-in reads the content of a file at this place.
-[[nodiscard]] bool is_read_at(const QString &place);
+/// Where a file of the Android application belongs, read or not; none when it is not of the application.
+[[nodiscard]] std::optional<android_location> locate_android(const QString &path);
+
+/// True for files that `place_members` may have to know of: mbox files, and what the plug-in reads or recognises of the
+/// application.
+[[nodiscard]] bool may_be_placed(const QString &path);
+
+/// True for a folder ("" or ending in "/") whose files are only looked for, never read, in a layout read in place.
+[[nodiscard]] bool has_names_only(const QString &folder);

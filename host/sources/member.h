@@ -1,4 +1,4 @@
-/// What an archive, or a directory of another layout, holds; one member after the other.
+/// What an archive or a directory contains, one member after the other.
 #pragma once
 
 #include "host/refusal.h"
@@ -14,8 +14,9 @@ struct member
     QString path; ///< as stored, "/" between folders; empty when the name cannot be read
     kind type = kind::file;
     qint64 declared_size = 0; ///< bytes, as the source claims
-    qint64 modified = -1;     ///< seconds since the epoch, -1 when not told
+    qint64 modified = -1;     ///< seconds since the epoch, -1 when unknown
     bool encrypted = false;
+    QString fault = {}; ///< why it cannot be read, or not listed; empty when all is well
 };
 
 /// Reads a source from its start to its end. Nothing a source claims is believed: sizes are those of the bytes that
@@ -46,6 +47,11 @@ protected:
     bool fail(const QString &text)
     {
         why_failed = refusal{exit_status::bad_source, text};
+        return false;
+    }
+    bool fail_as_cancelled()
+    {
+        why_failed = refused_as_cancelled;
         return false;
     }
 

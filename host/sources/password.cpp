@@ -2,9 +2,12 @@
 
 #include <QFile>
 
+#include <poll.h>
 #include <termios.h>
 
 namespace {
+
+constexpr int milliseconds_between_looks = 20; // a second Ctrl-C ends the process at once: be done before
 
 /// Keeps what is typed from being shown.
 class hidden_input
@@ -26,30 +29,42 @@ private:
     termios before = {};
 };
 
-std::optional<QString> asked_on_terminal(const QString &source)
+/// One line from the terminal; none when `go_on` ended the waiting.
+std::optional<QByteArray> typed_line(QFile &terminal, const still_wanted &go_on)
+{
+    const hidden_input hidden(terminal.handle());
+    QByteArray line;
+    while (go_on()) {
+        pollfd waiting = {terminal.handle(), POLLIN, 0};
+        if (::poll(&waiting, 1, milliseconds_between_looks) <= 0)
+            continue;
+        char letter = 0;
+        if (terminal.read(&letter, 1) != 1 || letter == '\n')
+            return line;
+        line.append(letter);
+    }
+    return {};
+}
+
+std::optional<QString> asked_on_terminal(const QString &source, const still_wanted &go_on)
 {
     QFile terminal(QStringLiteral("/dev/tty"));
     if (!terminal.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return {};
     terminal.write(QString(QStringLiteral("Password of ") + source + QStringLiteral(": ")).toLocal8Bit());
-    QByteArray line;
-    {
-        const hidden_input hidden(terminal.handle());
-        for (char letter = 0; terminal.read(&letter, 1) == 1 && letter != '\n';)
-            line.append(letter);
-    }
+    const std::optional<QByteArray> line = typed_line(terminal, go_on);
     terminal.write("\n");
-    return QString::fromLocal8Bit(line);
+    return line ? std::optional(QString::fromLocal8Bit(*line)) : std::nullopt;
 }
 
 } // namespace
 
-std::optional<QString> source_password(const QString &source)
+std::optional<QString> source_password(const QString &source, const still_wanted &go_on)
 {
     static std::optional<QString> known;
     if (!known && qEnvironmentVariableIsSet("GMAIL_HOST_PASSWORD"))
         known = qEnvironmentVariable("GMAIL_HOST_PASSWORD");
     if (!known)
-        known = asked_on_terminal(source);
+        known = asked_on_terminal(source, go_on);
     return known;
 }

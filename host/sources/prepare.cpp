@@ -1,291 +1,176 @@
 #include "host/sources/prepare.h"
 
-#include "host/sources/directory_reader.h"
-#include "host/sources/layout.h"
-#include "host/sources/open_reader.h"
-#include "host/sources/parts.h"
+#include "host/source_kinds.h"
+#include "host/sources/member_staging.h"
+#include "host/sources/passed_over.h"
+#include "host/sources/source_listing.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QHash>
-#include <QSet>
 
-#include <memory>
-#include <vector>
+#include <algorithm>
+#include <span>
 
 namespace {
 
-constexpr qsizetype most_skipped_paths = 100;
-constexpr qsizetype longest_name = 255; // bytes
-constexpr QLatin1StringView staging_phase("unpacking the source");
+constexpr qsizetype max_remarks_of_refusal = 3;
 
-// ---- Members --------------------------------------------------------------------------------------------------------
-
-/// A regular file of one of the readers of a source.
-struct found_member
-{
-    std::size_t reader;
-    qint64 number; ///< among all members of the reader
-    member entry;
-};
-
-/// Why a member is left out whatever it holds; empty when it is an ordinary file with an ordinary path.
-QString why_dropped(const member &entry)
-{
-    if (entry.type == member::kind::link)
-        return QStringLiteral("link");
-    if (entry.type == member::kind::special)
-        return QStringLiteral("device or pipe");
-    if (entry.path.isEmpty())
-        return QStringLiteral("name that cannot be read");
-    if (entry.path.startsWith(u'/'))
-        return QStringLiteral("absolute path");
-    if (entry.path.split(u'/').contains(QStringLiteral("..")))
-        return QStringLiteral("path with ..");
-    return {};
-}
-
-/// Without "./" in front and doubled slashes.
-QString plain_path(const QString &path)
-{
-    const QString clean = QDir::cleanPath(path);
-    return clean == u"." ? QString() : clean;
-}
-
-void note_skipped(ready_source &source, const QString &reason, const QString &path)
-{
-    ++source.skipped[reason];
-    if (source.skipped_paths.size() < most_skipped_paths)
-        source.skipped_paths.append(reason + QLatin1StringView(": ") + path);
-}
-
-// ---- One source -----------------------------------------------------------------------------------------------------
-
+/// What was given as one source: a directory, a file, or the parts of an export.
 class source_preparation
 {
 public:
-    source_preparation(QStringList paths, const prepare_options &settings, staging_area &area, const on_progress &told)
-        : given(std::move(paths))
+    source_preparation(const given_group &group, const prepare_options &settings, staging_area &area,
+                       const on_progress &told)
+        : given(group)
         , options(settings)
         , staging(area)
         , progress(told)
+        , directory(group.paths.size() == 1 && QFileInfo(group.paths.first()).isDir()
+                        ? with_slash(QDir::cleanPath(QFileInfo(group.paths.first()).absoluteFilePath()))
+                        : QString())
     {
     }
 
+    /// Append the sources that come out of it.
     maybe_refusal run(QList<ready_source> &ready);
 
 private:
-    maybe_refusal list_members();
-    maybe_refusal stage_members(const QList<placed_source> &placed, QList<ready_source> &ready, qsizetype first);
-    maybe_refusal stage_member(member_reader &reader, const found_member &from, const placed_member &to,
-                               ready_source &into);
-    maybe_refusal nothing_found() const;
-    ready_source source_of(const placed_source &placed, int number);
+    void read_in_place(ready_source &source, const evidence &found) const;
+    bool lies_in_place(const placed_source &placed) const;
+    maybe_refusal add_nothing_placed(QList<ready_source> &ready);
+    maybe_refusal add_placed(QList<ready_source> &ready);
+    void note_members_without_place();
+    void note_what_is_left_out(std::span<ready_source> made);
 
-    QStringList given;
+    const given_group &given;
     const prepare_options &options;
     staging_area &staging;
     const on_progress &progress;
+    QString directory; ///< ends in "/"; empty when it is none
 
-    ready_source common; ///< what all sources that come out of this one share
-    std::vector<found_member> members;
-    QSet<QString> taken; ///< paths of staged files
-    qint64 bytes_listed = 0;
-    qint64 bytes_staged = 0;
+    source_listing listing;
+    QList<placed_source> placed;
 };
 
-/// Read the headers of all members. Nothing is unpacked but what lies between them.
-maybe_refusal source_preparation::list_members()
+void source_preparation::read_in_place(ready_source &source, const evidence &found) const
 {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(given.size()); ++i) {
-        const QString &path = given.at(static_cast<qsizetype>(i));
-        std::unique_ptr<member_reader> reader;
-        if (maybe_refusal unreadable = open_reader(path, reader))
-            return unreadable;
-        const bool is_directory = QFileInfo(path).isDir();
-        staging.begin_source(path, is_directory ? 0 : QFileInfo(path).size());
-        qint64 number = 0;
-        for (member entry; reader->next(entry); ++number) {
-            if (maybe_refusal too_many = staging.count_member())
-                return too_many;
-            if (!progress(staging_phase, 0, 0))
-                return cancelled;
-            if (entry.type == member::kind::directory)
-                continue;
-            if (const QString reason = why_dropped(entry); !reason.isEmpty()) {
-                note_skipped(common, reason, entry.path);
-                continue;
-            }
-            entry.path = plain_path(entry.path);
-            members.push_back({i, number, entry});
-        }
-        if (reader->failure())
-            return reader->failure();
-        if (const QString doubt = reader->doubt(); !doubt.isEmpty())
-            common.failures.append(doubt);
-        common.given.append({.path = path,
-                             .type = reader->format(),
-                             .size = is_directory ? -1 : QFileInfo(path).size(),
-                             .sha256_before = {},
-                             .sha256_after = {}});
-    }
-    return {};
+    source.found = found;
+    source.files = files_in_place(found, given.paths.first());
 }
 
-maybe_refusal source_preparation::nothing_found() const
+/// True when the plug-in finds every file of the source where it is.
+bool source_preparation::lies_in_place(const placed_source &source) const
 {
-    return refusal{
-        exit_status::bad_source,
-        given.join(QLatin1StringView(", ")) +
-            QLatin1StringView(": no known kind of source; neither Mail/ nor Takeout/Mail/ nor another mbox nor "
-                              "apps/com.google.android.gm/ nor data/data/com.google.android.gm/ is in it "
-                              "(--scheme reads a directory all the same)")};
-}
-
-ready_source source_preparation::source_of(const placed_source &placed, int number)
-{
-    ready_source source = common;
-    source.staged = true;
-    source.user = placed.user;
-    source.found = {placed.scheme, staging.folder(number), true};
-    return source;
-}
-
-/// A place that a file system may not take, or that the plug-in would not see, gets another name.
-QString safe_place(const placed_member &to)
-{
-    for (const QString &name : to.place.split(u'/')) {
-        const bool odd = name.toUtf8().size() > longest_name || std::any_of(name.begin(), name.end(), [](QChar c) {
-                             return c < u' ' || c == QChar::ReplacementCharacter;
-                         });
-        if (odd && to.place.startsWith(u"Mail/"))
-            return QStringLiteral("Mail/member-%1.mbox").arg(to.index);
-    }
-    return to.place;
-}
-
-maybe_refusal source_preparation::stage_member(member_reader &reader, const found_member &from, const placed_member &to,
-                                               ready_source &into)
-{
-    const QString place = safe_place(to);
-    const QString target = into.found.root + place;
-    if (!to.content) { // only asked for; the plug-in reads names
-        QDir().mkpath(QFileInfo(target).path());
-        QFile(target).open(QIODevice::WriteOnly | QIODevice::NewOnly);
-        return {};
-    }
-    if (taken.contains(target)) {
-        note_skipped(into, QStringLiteral("path that occurs before"), from.entry.path);
-        into.failures.append(from.entry.path + QLatin1StringView(": occurs more than once; the first one is read"));
-        return {};
-    }
-    const bool is_mail = place.startsWith(u"Mail/");
-    file_digest digest(options.hash, options.hash && is_mail);
-    const bool keep = options.keep_mail || !is_mail;
-    taken.insert(target);
-    const maybe_refusal refused = staging.stage(reader, keep ? target : QString(), digest, [this](qint64 count) {
-        bytes_staged += count;
-        return progress(staging_phase, bytes_staged, qMax(bytes_listed, bytes_staged));
+    const bool has_folder = source.root.isEmpty() || source.root.endsWith(u'/');
+    return !directory.isEmpty() && has_folder && std::ranges::all_of(source.members, [&](const placed_member &member) {
+        return listing.members[static_cast<std::size_t>(member.index)].entry.path == source.root + member.place;
     });
-    if (refused)
-        return refused;
-    into.files.append({.place = place,
-                       .given_in = given.at(static_cast<qsizetype>(from.reader)),
-                       .member = from.entry.path,
-                       .size = digest.size(),
-                       .modified = from.entry.modified,
-                       .sha256_before = digest.sha256(),
-                       .sha256_after = {},
-                       .separators = is_mail && options.hash ? digest.separators() : -1});
-    return {};
 }
 
-/// Go through the readers a second time, for the members that have a place.
-maybe_refusal source_preparation::stage_members(const QList<placed_source> &placed, QList<ready_source> &ready,
-                                                qsizetype first)
+/// A directory may still have the folders of a source, and with a given scheme anything is read.
+maybe_refusal source_preparation::add_nothing_placed(QList<ready_source> &ready)
 {
-    struct target
-    {
-        const placed_member *to;
-        qsizetype source;
+    evidence found;
+    const maybe_refusal unknown = directory.isEmpty() ? not_recognised(given.paths.join(QLatin1StringView(", ")))
+                                                      : recognise(given.paths.first(), options.scheme, found);
+    if (!unknown) {
+        ready.append(listing.notes);
+        read_in_place(ready.last(), found);
+        note_what_is_left_out({&ready.last(), 1});
+        return {};
+    }
+    if (listing.in_all == 0)
+        return refusal{exit_status::bad_source, given.paths.join(QLatin1StringView(", ")) +
+                                                    (directory.isEmpty() ? QLatin1StringView(": is an empty archive")
+                                                                         : QLatin1StringView(": is an empty folder"))};
+    ready_source refused = listing.notes;
+    note_what_is_left_out({&refused, 1});
+    const QStringList reasons = refused.failures + refused.remarks;
+    QString text = unknown->text;
+    for (const QString &reason : reasons.first(qMin(reasons.size(), max_remarks_of_refusal)))
+        text += QLatin1StringView("; ") + reason;
+    return refusal{unknown->status, text};
+}
+
+void source_preparation::note_members_without_place()
+{
+    std::vector<bool> has_place(listing.members.size(), false);
+    for (const placed_source &source : std::as_const(placed)) {
+        for (const placed_member &member : source.members)
+            has_place[static_cast<std::size_t>(member.index)] = true;
+    }
+    for (std::size_t i = 0; i < has_place.size(); ++i) {
+        if (!has_place[i] && !note_passed_over(listing.notes, listing.members[i].entry.path, directory.isEmpty()))
+            ++listing.not_read;
+    }
+}
+
+/// Links to files are read where the source is read in place; folders that the plug-in walks itself are its to log.
+void source_preparation::note_what_is_left_out(std::span<ready_source> made)
+{
+    const auto reads = [&](const QString &path, auto test) {
+        return std::ranges::find_if(made, [&, full = QString(directory + path)](const ready_source &source) {
+            return !source.staged && full.startsWith(source.found.root) &&
+                   test(source, full.sliced(source.found.root.size()));
+        });
     };
-    QHash<qsizetype, target> targets; // by index in `members`
-    for (qsizetype i = 0; i < placed.size(); ++i) {
-        for (const placed_member &to : placed.at(i).members) {
-            targets.insert(to.index, {&to, first + i});
-            bytes_listed += members[static_cast<std::size_t>(to.index)].entry.declared_size;
-        }
+    for (const member &link : std::as_const(listing.links)) {
+        const auto found = reads(link.path, [](const ready_source &source, const QString &place) {
+            return std::ranges::any_of(source.files, [&](const source_file &file) { return file.place == place; });
+        });
+        if (found == made.end())
+            note_dropped(made.front(), why_dropped(link), link);
     }
-    qsizetype index = 0;
-    for (std::size_t i = 0; i < static_cast<std::size_t>(given.size()); ++i) {
-        const QString &path = given.at(static_cast<qsizetype>(i));
-        std::unique_ptr<member_reader> reader;
-        if (maybe_refusal unreadable = open_reader(path, reader))
-            return unreadable;
-        staging.begin_source(path, QFileInfo(path).isDir() ? 0 : QFileInfo(path).size());
-        qint64 number = 0;
-        for (member entry; reader->next(entry); ++number) {
-            if (!progress(staging_phase, bytes_staged, qMax(bytes_listed, bytes_staged)))
-                return cancelled;
-            const bool listed = static_cast<std::size_t>(index) < members.size() &&
-                                members[static_cast<std::size_t>(index)].reader == i &&
-                                members[static_cast<std::size_t>(index)].number == number;
-            if (!listed)
-                continue;
-            const auto found = targets.constFind(index);
-            const found_member &from = members[static_cast<std::size_t>(index++)];
-            if (found == targets.constEnd()) {
-                for (qsizetype each = first; each < ready.size(); ++each)
-                    ++ready[each].skipped[QStringLiteral("not read by the plug-in")];
-                continue;
-            }
-            if (maybe_refusal refused = stage_member(*reader, from, *found->to, ready[found->source]))
-                return refused;
-        }
-        if (reader->failure())
-            return reader->failure();
+    for (const member &each : std::as_const(listing.faults)) {
+        const QString text = directory + each.path + QLatin1StringView(": cannot be read (") + each.fault + u')';
+        const auto found =
+            reads(each.path, [](const ready_source &, const QString &place) { return is_walked(place); });
+        if (found != made.end())
+            found->faults.append(text);
+        else
+            made.front().failures.append(text);
     }
-    return {};
+}
+
+maybe_refusal source_preparation::add_placed(QList<ready_source> &ready)
+{
+    const qsizetype first = ready.size();
+    for (const placed_source &each : std::as_const(placed)) {
+        ready.append(ready.size() == first ? listing.notes : ready_source{.found = {}, .given = listing.notes.given});
+        ready_source &source = ready.last();
+        const auto same_kind = [&](const placed_source &other) { return other.scheme == each.scheme; };
+        source.user = std::ranges::count_if(placed, same_kind) > 1 ? each.root : QString();
+        source.staged = !lies_in_place(each);
+        if (!source.staged)
+            read_in_place(source, {each.scheme, directory + each.root, true});
+        else
+            source.found = {each.scheme, staging.folder(static_cast<int>(ready.size())), true};
+        if (source.found.root.isEmpty())
+            return refusal{exit_status::bad_result,
+                           QStringLiteral("the folder for unpacking cannot be created; choose another RESULT_DIR")};
+    }
+    const std::span<ready_source> made(&ready[first], static_cast<std::size_t>(ready.size() - first));
+    note_what_is_left_out(made);
+    const auto staged = std::ranges::find_if(made, &ready_source::staged);
+    if (staged == made.end())
+        return {};
+    if (listing.not_read > 0)
+        staged->skipped[QStringLiteral("not read by the plug-in")] += listing.not_read;
+    return stage_members(listing, placed, made, options, staging, progress);
 }
 
 maybe_refusal source_preparation::run(QList<ready_source> &ready)
 {
-    const QString &only = given.first();
-    evidence found;
-    const bool is_directory = given.size() == 1 && QFileInfo(only).isDir();
-    const maybe_refusal unknown = is_directory ? recognise(only, options.scheme, found) : maybe_refusal();
-    if (is_directory && !unknown && found.has_artifacts) {
-        common.found = found;
-        common.given.append(
-            {.path = only, .type = directory_reader::format_name, .size = -1, .sha256_before = {}, .sha256_after = {}});
-        ready.append(common);
-        return {};
-    }
-
-    if (maybe_refusal unreadable = list_members())
+    if (maybe_refusal unreadable = list_source(given, options, staging, progress, listing))
         return unreadable;
     std::vector<listed_member> listed;
-    for (const found_member &each : members)
+    for (const found_member &each : listing.members)
         listed.push_back({each.entry.path, each.entry.declared_size == 0});
-    QList<placed_source> placed = place_members(listed);
+    placed = place_members(listed);
     if (!options.scheme.isEmpty())
         placed.removeIf([this](const placed_source &source) { return source.scheme != options.scheme; });
-    if (placed.isEmpty()) {
-        if (!is_directory || unknown)
-            return nothing_found();
-        common.found = found; // read with the given scheme, though nothing is there
-        ready.append(common);
-        return {};
-    }
-    const qsizetype first = ready.size();
-    for (const placed_source &each : std::as_const(placed)) {
-        ready.append(source_of(each, static_cast<int>(ready.size())));
-        if (ready.last().found.root.isEmpty())
-            return refusal{exit_status::bad_result,
-                           QStringLiteral("the folder for staging cannot be made; choose another "
-                                          "RESULT_DIR")};
-    }
-    return stage_members(placed, ready, first);
+    note_members_without_place();
+    return placed.isEmpty() ? add_nothing_placed(ready) : add_placed(ready);
 }
 
 } // namespace
@@ -293,16 +178,10 @@ maybe_refusal source_preparation::run(QList<ready_source> &ready)
 maybe_refusal prepare_sources(const QStringList &sources, const prepare_options &options, staging_area &staging,
                               const on_progress &progress, QList<ready_source> &ready)
 {
-    QList<QStringList> groups;
-    maybe_refusal refused = group_parts(sources, options.accept_missing_parts, groups);
+    QList<given_group> groups;
+    maybe_refusal refused = group_parts(sources, options.accept_missing_parts, options.go_on, groups);
     for (qsizetype i = 0; i < groups.size() && !refused; ++i) {
-        const qsizetype first = ready.size();
         refused = source_preparation(groups.at(i), options, staging, progress).run(ready);
-        for (qsizetype each = first; each < ready.size() && !refused; ++each) {
-            ready_source &source = ready[each];
-            if (!source.staged)
-                source.files = files_in_place(source.found, source.given.first().path);
-        }
     }
     if (refused)
         staging.remove();

@@ -2,8 +2,13 @@
 #pragma once
 
 #include "host/refusal.h"
+#include "host/sources/password.h"
 #include "host/sources/source_files.h"
 #include "host/sources/staging.h"
+
+/// The phases before files are read, as the progress display names them.
+inline constexpr QLatin1StringView listing_phase{"listing the source"};
+inline constexpr QLatin1StringView staging_phase{"unpacking the source"};
 
 struct prepare_options
 {
@@ -11,10 +16,12 @@ struct prepare_options
     bool accept_missing_parts = false;
     bool hash = true;
     bool keep_mail = true; ///< false: mbox files are looked through, but not staged
+    still_wanted go_on;    ///< false once the run is cancelled
 };
 
 /// Recognise, unpack and look through all sources. A source that lies as the plug-in reads it stays where it is; the
-/// others are staged. Nothing is staged any more when this is refused. A cancel is a refusal without text.
+/// others are staged. What was given becomes one source for each "Takeout" and each Android user in it. Nothing is
+/// staged any more when this is refused. A cancel is a refusal without text.
 [[nodiscard]] maybe_refusal prepare_sources(const QStringList &sources, const prepare_options &options,
                                             staging_area &staging, const on_progress &progress,
                                             QList<ready_source> &ready);

@@ -35,18 +35,20 @@ struct expected_rows
 {
     QMap<QString, qint64> tables; ///< per table of the result; one that cannot be told is missing
     QStringList remarks;          ///< why something cannot be told
+    QStringList faults;           ///< tables that the plug-in will not be able to read
 };
 
 struct ready_source
 {
     evidence found;
     QList<given_source> given;
-    QString user;        ///< Android user
+    QString user;        ///< Android user or folder of the root, when there are several sources in what was given
     bool staged = false; ///< its files are copies
     QList<source_file> files;
     expected_rows expected;
     QMap<QString, qint64> skipped; ///< members per reason
-    QStringList skipped_paths;     ///< the first of them that are no ordinary files
+    QStringList skipped_paths;     ///< the first of them, each after its reason
+    QStringList remarks;           ///< mail that is passed over, parts that are missing
     QStringList failures;          ///< what went wrong though the source can be read
     QStringList faults;            ///< what the plug-in will meet and log as failures itself
 };

@@ -1,6 +1,6 @@
 #include "host/sources/source_files.h"
 
-#include "host/sources/layout.h"
+#include "host/source_kinds.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -8,16 +8,27 @@
 #include <QFile>
 #include <QFileInfo>
 
-/// The files that the plug-in reads below a root; as its own walks, links to directories are not followed.
+namespace {
+
+/// The folders of a kind of source with files that are read.
+QList<QLatin1StringView> folders_of(const source_kind &kind)
+{
+    QList<QLatin1StringView> folders;
+    for (const read_place &place : kind.places) {
+        const bool is_read = place.how != read_place::use::name_only && place.how != read_place::use::newer_store;
+        if (is_read && !folders.contains(place.folder))
+            folders.append(place.folder);
+    }
+    return folders;
+}
+
+} // namespace
+
 QList<source_file> files_in_place(const evidence &found, const QString &given)
 {
     QList<source_file> files;
-    const QString begin =
-        found.scheme == u"androidOS" ? QStringLiteral("apps/com.google.android.gm/") : QStringLiteral("Mail/");
-    QStringList folders = {begin};
-    if (found.scheme == u"androidOS")
-        folders = {begin + u"db/", begin + u"sp/", begin + u"r/app_webview/"};
-    for (const QString &folder : std::as_const(folders)) {
+    const source_kind *kind = kind_of_scheme(found.scheme);
+    for (const QLatin1StringView folder : kind ? folders_of(*kind) : QList<QLatin1StringView>()) {
         QDirIterator entries(found.root + folder, QDir::Files, QDirIterator::Subdirectories);
         while (entries.hasNext()) {
             const QString path = entries.next();

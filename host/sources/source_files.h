@@ -15,9 +15,6 @@ using on_progress = std::function<bool(const QString &phase, qint64 done, qint64
 /// The phase in which files are read for their hashes and counts.
 inline constexpr QLatin1StringView reading_phase{"reading the source"};
 
-/// A cancel is a refusal without text.
-inline const refusal cancelled = {exit_status::interrupted, {}};
-
 /// The files that the plug-in reads below a root; as its own walks, links to directories are not followed. `given` is
 /// the directory on the command line.
 [[nodiscard]] QList<source_file> files_in_place(const evidence &found, const QString &given);

@@ -155,8 +155,8 @@ void test_gmail_host::refusals_data()
     QTest::newRow("unknown scheme") << "extract S/takeout D/r --scheme macos" << 2 << "\"macos\" is not known";
     QTest::newRow("clear and append") << "extract S/takeout D/r --clear --append" << 2 << "--clear";
     QTest::newRow("missing source") << "extract D/none D/r" << 4 << "none: does not exist";
-    QTest::newRow("source of no kind") << "extract D/cwd D/r" << 4 << "no known kind of source";
-    QTest::newRow("source is a text file") << "extract S/../README.md D/r" << 4 << "no known kind of source";
+    QTest::newRow("source of no kind") << "extract D/cwd D/r" << 4 << "is an empty folder";
+    QTest::newRow("source is a text file") << "extract S/../README.md D/r" << 4 << "not recognised as a source";
     QTest::newRow("result inside the source") << "extract D/t D/t/x/y" << 5 << "lies inside the source";
     QTest::newRow("result is the source by a link") << "extract D/t D/link" << 5 << "lies inside the source";
     QTest::newRow("source inside the result")

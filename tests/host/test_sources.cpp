@@ -2,6 +2,7 @@
 #include "host/sources/layout.h"
 #include "host/sources/parts.h"
 #include "tests/support/archives.h"
+#include "tests/support/host_session.h"
 #include "tests/support/support.h"
 
 #include <QCryptographicHash>
@@ -16,7 +17,6 @@
 #include <QTest>
 
 #include <archive.h>
-#include <unistd.h>
 
 namespace {
 
@@ -48,7 +48,7 @@ class test_sources : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
+    void init() { session = std::make_unique<host_session>(); }
     void layouts_data();
     void layouts();
     void parts_data();
@@ -68,38 +68,13 @@ private Q_SLOTS:
     void directory_in_use();
 
 private:
-    QString path(const QString &name) const { return directory->filePath(name); }
-    QString result(const QString &name) const { return path(u"r/Artifacts_Result/Gmail/" + name); }
-    QJsonObject record() const
-    {
-        return QJsonDocument::fromJson(read_file(result(QStringLiteral("run.json")))).object();
-    }
-    int host(const QStringList &arguments, const QString &password = {});
+    QString path(const QString &name) const { return session->path(name); }
+    QString result(const QString &name) const { return session->result(name); }
+    QJsonObject record() const { return session->record(); }
+    int host(const QStringList &arguments, const QString &password = {}) { return session->run(arguments, password); }
 
-    std::unique_ptr<QTemporaryDir> directory;
-    QString output;
-    QString errors;
+    std::unique_ptr<host_session> session;
 };
-
-void test_sources::init()
-{
-    directory = std::make_unique<QTemporaryDir>();
-}
-
-int test_sources::host(const QStringList &arguments, const QString &password)
-{
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    if (!password.isNull())
-        environment.insert(QStringLiteral("GMAIL_HOST_PASSWORD"), password);
-    process.setProcessEnvironment(environment);
-    process.setChildProcessModifier([] { ::setsid(); }); // no terminal to ask on
-    process.start(QStringLiteral(GMAIL_HOST), arguments);
-    process.waitForFinished(120000);
-    output = QString::fromUtf8(process.readAllStandardOutput());
-    errors = QString::fromUtf8(process.readAllStandardError());
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-}
 
 void test_sources::layouts_data()
 {
@@ -108,16 +83,13 @@ void test_sources::layouts_data()
     QTest::newRow("backup")
         << "apps/com.google.android.gm/db/EmailProvider.db apps/com.google.android.gm/r/x apps/o/db/x"
         << "0:apps/com.google.android.gm/db/EmailProvider.db";
-    QTest::newRow("file system")
-        << "img/data/data/com.google.android.gm/databases/mailstore.a.db-wal "
-           "img/data/data/com.google.android.gm/shared_prefs/UnifiedEmail.xml "
-           "img/data/data/com.google.android.gm/files/body/0/7.html "
-           "img/data/data/com.google.android.gm/databases/1.db_att/5 "
-           "img/data/data/com.google.android.gm/app_webview/Cookies"
-        << "0:apps/com.google.android.gm/db/mailstore.a.db-wal "
-           "1:apps/com.google.android.gm/sp/UnifiedEmail.xml "
-           "2:apps/com.google.android.gm/f/body/0/7.html 3:apps/com.google.android.gm/db/1.db_att/5 "
-           "4:apps/com.google.android.gm/r/app_webview/Cookies";
+    QTest::newRow("file system") << "img/data/data/com.google.android.gm/databases/mailstore.a.db-wal "
+                                    "img/data/data/com.google.android.gm/shared_prefs/UnifiedEmail.xml "
+                                    "img/data/data/com.google.android.gm/files/body/0/7.html "
+                                    "img/data/data/com.google.android.gm/app_webview/Cookies"
+                                 << "0:apps/com.google.android.gm/db/mailstore.a.db-wal "
+                                    "1:apps/com.google.android.gm/sp/UnifiedEmail.xml "
+                                    "3:apps/com.google.android.gm/r/app_webview/Cookies";
     QTest::newRow("newer cookies, no older ones") << "data/user/10/com.google.android.gm/app_webview/Default/Cookies"
                                                   << "0:apps/com.google.android.gm/r/app_webview/Cookies";
     QTest::newRow("newer cookies, empty older ones")
@@ -174,13 +146,14 @@ void test_sources::parts()
 {
     QFETCH(QString, sources);
     QFETCH(QString, groups);
-    QList<QStringList> found;
-    const maybe_refusal refused = group_parts(sources.split(u' '), false, found);
+    QList<given_group> found;
+    const auto go_on = [] { return true; };
+    const maybe_refusal refused = group_parts(sources.split(u' '), false, go_on, found);
     QStringList joined;
-    for (const QStringList &group : found)
-        joined.append(group.join(u' '));
+    for (const given_group &group : found)
+        joined.append(group.paths.join(u' '));
     QVERIFY2(refused ? refused->text.contains(groups) : joined.join(u'|') == groups, qPrintable(joined.join(u'|')));
-    QVERIFY(!group_parts(sources.split(u' '), true, found) || groups == u"given twice");
+    QVERIFY(!group_parts(sources.split(u' '), true, go_on, found) || groups == u"given twice");
 }
 
 void test_sources::archives_data()
@@ -247,8 +220,16 @@ void test_sources::refusals_data()
     const auto cut = [](const QByteArray &bytes) { return bytes.first(bytes.size() * 2 / 3); };
     const QList<packed> large = {{"Takeout/Mail/a.mbox", QByteArray(65 * 1024 * 1024, '\0')}};
     add("empty", {}, "is empty");
-    add("text", "Hello", "no known kind of source");
-    add("no mail", archive_of({{"Takeout/a.txt", "x"}}, ARCHIVE_FORMAT_ZIP), "no known kind of source");
+    add("text", "Hello", "not recognised as a source");
+    add("no mail", archive_of({{"Takeout/a.txt", "x"}}, ARCHIVE_FORMAT_ZIP), "not recognised as a source");
+    add("zip without members", "PK\5\6" + QByteArray(18, '\0'), "is an empty archive");
+    // One stored member, enciphered; the plug-in's libraries can write none.
+    add("7z, enciphered",
+        QByteArray::fromHex("377abcaf271c0004781e3ea210000000000000006a000000000000006ef54511f8a3c8c166297b8c98c4e080"
+                            "02d20ab60104060001091000070b0100022406f1070112530f212e94b7c7f05d8f86b2cade87ce1414010001"
+                            "000c090900080a0112f89f24000005011903000000110f0061002e006d0062006f0078000000190400000000"
+                            "140a0100d8340065597bdd01150601002080a4810000"),
+        "is an enciphered 7z archive, which is not supported", {}, QStringLiteral("p"));
     for (const auto &[name, format] :
          {std::pair("zip cut off", ARCHIVE_FORMAT_ZIP), {"7z cut off", ARCHIVE_FORMAT_7ZIP}})
         add(name, cut(archive_of(takeout(), format)), "is truncated");
@@ -257,7 +238,7 @@ void test_sources::refusals_data()
     add("backup cut off", cut(android_backup_of(tar, 3, true)), "is truncated");
     add("enciphered backup cut off", android_backup_of(tar, 3, false, QStringLiteral("p")).chopped(16), "is truncated",
         {}, QStringLiteral("p"));
-    add("backup of another version", android_backup_of(tar, 6, true), "no Android backup of version 1 to 5");
+    add("backup of another version", android_backup_of(tar, 6, true), "not an Android backup of versions 1 to 5");
     add("backup, no password", android_backup_of(tar, 4, true, QStringLiteral("p")), "set GMAIL_HOST_PASSWORD");
     add("backup, wrong password", android_backup_of(tar, 4, true, QStringLiteral("p")), "password is wrong", {},
         QStringLiteral("q"));
@@ -283,8 +264,8 @@ void test_sources::refusals()
                       more,
                   password),
              status);
-    QVERIFY2(errors.contains(said) && errors.count(u'\n') == 1, qPrintable(errors));
-    QCOMPARE(output, QString());
+    QVERIFY2(session->errors.contains(said) && session->errors.count(u'\n') == 1, qPrintable(session->errors));
+    QCOMPARE(session->output, QString());
     QVERIFY(!QFile::exists(path(QStringLiteral("a")))); // nothing half-done
 }
 
@@ -297,7 +278,7 @@ void test_sources::members_of_other_kinds()
                                                              {"/Takeout/Mail/c.mbox", mail},
                                                              {"Takeout/Mail/d.mbox", {}, AE_IFLNK, "/etc/passwd"},
                                                              {"Takeout/Mail/e.mbox", {}, AE_IFIFO},
-                                                             {"Takeout/Mail/a.mbox", mail},
+                                                             {"Takeout/Mail/a.mbox", mail + mail},
                                                              {"Takeout/Mail/x\ny.mbox", mail},
                                                              {long_name, mail}},
                                                             ARCHIVE_FORMAT_TAR_PAX_INTERCHANGE));
@@ -307,9 +288,9 @@ void test_sources::members_of_other_kinds()
              QStringList(QStringLiteral("6|3")));
     const QJsonObject skipped = record()[u"sources"][0][u"skipped_members"].toObject();
     for (const char16_t *reason :
-         {u"link", u"device or pipe", u"absolute path", u"path with ..", u"path that occurs before"})
+         {u"link", u"device or pipe", u"absolute path", u"path with ..", u"second file for the same place"})
         QCOMPARE(skipped[QStringView(reason)].toInt(), 1);
-    QVERIFY(output.contains(u"a.mbox: occurs more than once"));
+    QVERIFY(session->output.contains(u"a.mbox: is not read, and differs from"));
     QVERIFY(!QFile::exists(path(QStringLiteral("Takeout"))));
 }
 
@@ -361,18 +342,20 @@ void test_sources::record_and_verification()
     QCOMPARE(mail[u"differences"][0][u"reason"].toString(), QStringLiteral("last message of the file"));
     const QByteArray hash =
         QCryptographicHash::hash(read_file(result(QStringLiteral("run.json"))), QCryptographicHash::Sha256).toHex();
-    QVERIFY(output.endsWith(QString(u' ' + QString::fromLatin1(hash) + u'\n')));
+    QVERIFY(session->output.endsWith(QString(u' ' + QString::fromLatin1(hash) + u'\n')));
 
     const QStringList verify = {QStringLiteral("verify"), path(QStringLiteral("r"))};
     QCOMPARE(host(verify), 0);
-    QVERIFY(output.endsWith(u"8 matches, 0 differs, 0 missing, 0 not reached, 0 not hashed, 0 not recorded\n"));
+    QVERIFY(
+        session->output.endsWith(u"8 matches, 0 differs, 0 missing, 0 not reached, 0 not hashed, 0 not recorded\n"));
     QCOMPARE(host(extract + QStringList(QStringLiteral("--append"))), 0); // to the log, too
     QCOMPARE(host(verify), 0);
-    QCOMPARE(output.count(u"matches  "), 13); // the attachments of both runs
+    QCOMPARE(session->output.count(u"matches  "), 13); // the attachments of both runs
     QCOMPARE(host(extract + QStringList{QStringLiteral("--clear"), QStringLiteral("--no-hash")}), 0);
     QVERIFY(record()[u"sources"][0][u"files"][0][u"sha256_before"].isNull());
     QCOMPARE(host(verify), 3);
-    QVERIFY(output.contains(u"(run-2.json), emptied by a later run") && output.count(u"not hashed  ") == 8);
+    QVERIFY(session->output.contains(u"(run-2.json), emptied by a later run") &&
+            session->output.count(u"not hashed  ") == 8);
 }
 
 void test_sources::what_verify_finds_data()
@@ -411,22 +394,23 @@ void test_sources::what_verify_finds()
         QDir(changed).removeRecursively();
     QTEST(host({QStringLiteral("verify"), path(QStringLiteral("r")), QStringLiteral("--quiet")}), "status");
     if (!verdict.isEmpty())
-        QVERIFY2(output.contains(QString(u"1 " + verdict)) && output.contains(QString(u'\n' + verdict)),
-                 qPrintable(output));
-    QVERIFY(!output.contains(u'\r'));
+        QVERIFY2(session->output.contains(QString(u"1 " + verdict)) &&
+                     session->output.contains(QString(u'\n' + verdict)),
+                 qPrintable(session->output));
+    QVERIFY(!session->output.contains(u'\r'));
 }
 
 void test_sources::record_of_a_directory()
 {
     write_file(path(QStringLiteral("export/Takeout/Mail/a.mbox")), three_messages());
     QProcess process;
-    process.setWorkingDirectory(directory->path());
+    process.setWorkingDirectory(session->directory());
     process.start(QStringLiteral(GMAIL_HOST),
                   {QStringLiteral("extract"), QStringLiteral("export"), QStringLiteral("r")});
     QVERIFY(process.waitForFinished(60000));
     const QJsonObject run = record();
     QCOMPARE(run[u"format"].toInt(), 1);
-    QCOMPARE(run[u"working_directory"].toString(), QDir(directory->path()).canonicalPath());
+    QCOMPARE(run[u"working_directory"].toString(), QDir(session->directory()).canonicalPath());
     QCOMPARE(run[u"arguments"][1].toString(), QStringLiteral("export"));
     const QJsonObject file = run[u"sources"][0][u"files"][0].toObject();
     QCOMPARE(file[u"given_in"].toString(), path(QStringLiteral("export")));
@@ -453,7 +437,7 @@ void test_sources::backlog()
         write_file(path(QLatin1StringView(name) + QStringLiteral("/Mail/a.mbox")), three_messages());
     const QString list = path(QStringLiteral("list"));
     const QString results = path(QStringLiteral("results"));
-    const QByteArray begin = QFile::encodeName(directory->path());
+    const QByteArray begin = QFile::encodeName(session->directory());
     write_file(list, begin + "/a\n" + begin + "/b");
     QCOMPARE(run(QStringLiteral("failed"), {list, results}), QStringLiteral("1,2\n"));
     QVERIFY(run(QStringLiteral("collect"), {list, results}).contains(u"2\tno record"));
@@ -490,7 +474,7 @@ void test_sources::directory_in_use()
     QCOMPARE(
         host({QStringLiteral("extract"), QStringLiteral(SOURCE_TREE "/samples/takeout"), path(QStringLiteral("r"))}),
         5);
-    QVERIFY(errors.contains(u"another run is using it"));
+    QVERIFY(session->errors.contains(u"another run is using it"));
 }
 
 QTEST_GUILESS_MAIN(test_sources)
