@@ -173,10 +173,10 @@ void add_unpacking_options(CLI::App &command, source_options &options)
     const auto add_limit = [&command](const char *name, qint64 &limit, const char *description) {
         command.add_option(name, limit, description)->check(at_least(0))->capture_default_str();
     };
-    add_limit("--max-bytes", limits.most_bytes, "maximum bytes to unpack from archives");
-    add_limit("--max-members", limits.most_members, "maximum members of archives");
-    add_limit("--max-ratio", limits.highest_ratio, "maximum unpacked bytes per archive byte");
-    add_limit("--keep-free", limits.kept_free, "bytes to leave free on the disk used for unpacking");
+    add_limit("--max-bytes", limits.max_bytes, "maximum bytes to unpack from archives");
+    add_limit("--max-members", limits.max_members, "maximum members of archives");
+    add_limit("--max-ratio", limits.max_ratio, "maximum unpacked bytes per archive byte");
+    add_limit("--keep-free", limits.min_free, "bytes to leave free on the disk used for unpacking");
     command.add_flag("--quiet", options.quiet, "show no progress");
 }
 

@@ -30,6 +30,15 @@ void make_paths_absolute(extract_options &options)
         options.log_file = result_paths(options.result_dir).default_log;
 }
 
+prepare_options preparation_of(const extract_options &options, const signal_watch &signals_watched)
+{
+    return {.scheme = options.scheme,
+            .accept_missing_parts = options.accept_missing_parts,
+            .hash = options.hash,
+            .keep_mail = true,
+            .go_on = [&signals_watched] { return signals_watched.received() == 0; }};
+}
+
 exit_status extract_sources(extract_options options, signal_watch &signals_watched)
 {
     const QDateTime started = QDateTime::currentDateTimeUtc();
@@ -51,11 +60,6 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
 
     staging_area staging(result_paths(options.result_dir).staging, options.limits);
     staging.remove_leftovers();
-    const prepare_options preparing = {.scheme = options.scheme,
-                                       .accept_missing_parts = options.accept_missing_parts,
-                                       .hash = options.hash,
-                                       .keep_mail = true,
-                                       .go_on = [&] { return signals_watched.received() == 0; }};
     const auto show_bytes = [&](const QString &phase, qint64 done, qint64 in_all) {
         progress.show_bytes(phase, done, in_all);
         return signals_watched.received() == 0;
@@ -69,7 +73,8 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
         places.abandon();
     });
     QList<ready_source> sources;
-    maybe_refusal refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
+    maybe_refusal refused =
+        prepare_sources(options.sources, preparation_of(options, signals_watched), staging, show_bytes, sources);
     if (refused) {
         progress.finish();
         if (signals_watched.received() != 0)

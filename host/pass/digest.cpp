@@ -11,7 +11,8 @@ namespace {
 
 constexpr qint64 block_size = 1024 * 1024;
 
-// A separator line begins with "From ", also behind a byte order mark.
+// A separator line begins with "From ", also after a byte order mark. The plug-in has this rule in its splitter; this
+// is a second opinion, written independently, against which its rows are checked.
 constexpr QByteArrayView separator("From ");
 constexpr QByteArrayView marked_separator("\xEF\xBB\xBF"
                                           "From ");

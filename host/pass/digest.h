@@ -1,4 +1,4 @@
-/// What one pass over a file's bytes tells: its size, SHA-256 and, of an mbox, the separator lines.
+/// What one pass over a file's bytes shows: its size, SHA-256 and, of an mbox, the separator lines.
 #pragma once
 
 #include <QByteArray>
@@ -37,10 +37,10 @@ private:
     qint64 separator_lines = 0;
 };
 
-/// Told the bytes of each block; false ends the pass.
+/// Called with the bytes of each block; false ends the pass.
 using on_block = std::function<bool(qint64 bytes)>;
 
-/// The SHA-256 of a file, empty when it cannot be read or `go_on` said so.
+/// The SHA-256 of a file, empty when it cannot be read or `go_on` ended the pass.
 [[nodiscard]] QString sha256_of_file(const QString &path, const on_block &go_on);
 
 /// The SHA-256 of a file's first `size` bytes, empty when it has fewer or as above.

@@ -155,7 +155,8 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
     const prepare_options preparing = {.scheme = options.scheme,
                                        .accept_missing_parts = options.accept_missing_parts,
                                        .hash = false,
-                                       .keep_mail = true};
+                                       .keep_mail = true,
+                                       .go_on = [&] { return signals_watched.received() == 0; }};
     QList<ready_source> sources;
     refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
     if (refused) {

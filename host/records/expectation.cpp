@@ -36,7 +36,7 @@ qint64 rows_of(const QSqlDatabase &db, QLatin1StringView table, qint64 file_size
     return rows < file_size ? rows : -1;
 }
 
-/// The accounts warmed up lastly, which each account is paired with.
+/// How many accounts were warmed up most recently; each account is paired with every one of them.
 qint64 count_warm_accounts(const QString &path)
 {
     QFile file(path);

@@ -142,7 +142,8 @@ bool android_backup::open(const still_wanted &go_on)
     return true;
 }
 
-/// The password opens the blob, which holds the key of the payload and a checksum that tells a right password.
+/// The password opens the blob, which contains the key of the payload and a checksum by which the right password is
+/// known.
 bool android_backup::open_cipher(int version, const still_wanted &go_on)
 {
     const auto hexadecimal = [this] { return QByteArray::fromHex(file.readLine(max_header_line).trimmed()); };
@@ -156,7 +157,7 @@ bool android_backup::open_cipher(int version, const still_wanted &go_on)
         return fail(QStringLiteral("has a damaged encryption header"));
     const std::optional<QString> password = source_password(file.fileName(), go_on);
     if (!password)
-        return fail(QStringLiteral("is enciphered; set GMAIL_HOST_PASSWORD or run on a terminal"));
+        return fail(QStringLiteral("is encrypted; set GMAIL_HOST_PASSWORD or run on a terminal"));
 
     for (const bool as_utf8 : {version > 1, version == 1}) { // some phones wrote the other way
         QByteArray plain;

@@ -88,10 +88,10 @@ bool archive_reader::fail_as_archive()
     if (backup && !backup->error().isEmpty())
         return fail(backup->error());
     if (first_bytes(path, seven_zip_mark.size()) == seven_zip_mark && said.contains(u"rypt"))
-        return fail(path + QLatin1StringView(": is an enciphered 7z archive, which is not supported; unpack it with "
+        return fail(path + QLatin1StringView(": is an encrypted 7z archive, which is not supported; unpack it with "
                                              "another program and give the folder"));
     if (at_encrypted && password.isNull())
-        return fail(path + QLatin1StringView(": is enciphered; set GMAIL_HOST_PASSWORD or run on a terminal"));
+        return fail(path + QLatin1StringView(": is encrypted; set GMAIL_HOST_PASSWORD or run on a terminal"));
     if (at_encrypted)
         return fail(
             path +

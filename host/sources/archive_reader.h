@@ -1,4 +1,4 @@
-/// Archives: zip, tar (plain or compressed), 7z, and Android backups. Their kind is told from their content.
+/// Archives: zip, tar (plain or compressed), 7z, and Android backups. Their kind is recognised by their content.
 #pragma once
 
 #include "host/sources/member.h"
@@ -18,7 +18,7 @@ public:
     archive_reader(const QString &path, still_wanted go_on);
     ~archive_reader() override;
 
-    /// False, with `failure` set, when the file is no archive, or one that cannot be opened.
+    /// False, with `failure` set, when the file is not an archive, or one that cannot be opened.
     [[nodiscard]] bool open();
 
     [[nodiscard]] bool next(member &found) override;

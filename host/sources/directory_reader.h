@@ -18,7 +18,7 @@ protected:
 };
 
 /// Goes through the folders in the order of their names, so that the same evidence always gives the same numbers. Links
-/// are reported, never followed. So are folders that cannot be read, and names that are no valid text, which Qt passes
+/// are reported, never followed. So are folders that cannot be read, and names that are not valid text, which Qt passes
 /// over silently.
 class directory_reader : public file_member_reader
 {

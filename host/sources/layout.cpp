@@ -13,7 +13,7 @@ namespace {
 
 constexpr QLatin1StringView newer_cookie_place("apps/com.google.android.gm/r/app_webview/Default/Cookies");
 
-constexpr auto any_name = QRegularExpression::DotMatchesEverythingOption; // names may hold line feeds
+constexpr auto any_name = QRegularExpression::DotMatchesEverythingOption; // names may contain line feeds
 
 // ---- Android --------------------------------------------------------------------------------------------------------
 
@@ -53,7 +53,7 @@ void place_newer_cookies(placed_source &source, std::span<const listed_member> m
     }
 }
 
-/// A file system may hold the data of user 0 under two names. Companions stay with the first copy of their database.
+/// A file system may list the data of user 0 under two names. Companions stay with the first copy of their database.
 void mark_second_copies(placed_source &source, std::span<const listed_member> members)
 {
     const auto folder_of = [&](const placed_member &member) {
@@ -122,7 +122,7 @@ bool is_visible_mbox(const QString &place)
     return is_read_at(QString(mail_root + place));
 }
 
-/// The mail folders of each export, of whatever language: "Mail" if there is one, else each folder with an mbox in it.
+/// The mail folders of each export, in any language: "Mail" if there is one, else each folder with an mbox in it.
 QMap<QString, QSet<QString>> mail_folders(std::span<const listed_member> members)
 {
     QMap<QString, QSet<QString>> folders;
@@ -207,7 +207,7 @@ std::optional<android_location> locate_android(const QString &path)
     const auto match = file_system.match(path);
     if (!match.hasMatch())
         return {};
-    // "data/data" is the data of user 0, which some images hold under both names.
+    // "data/data" is the data of user 0, which some images list under both names.
     const QString user = match.captured(2).isEmpty() ? QStringLiteral("0") : match.captured(2);
     return android_location{match.captured(1) + QLatin1StringView("user ") + user, place_in_backup(match.captured(3))};
 }

@@ -6,7 +6,7 @@
 ///     data/data/com.google.android.gm/..., data/user/N/com.google.android.gm/...    a file system, one source per user
 ///         databases -> db, shared_prefs -> sp, files -> f, anything else -> r
 ///         app_webview/Default/Cookies -> r/app_webview/Cookies, where that is absent or empty
-///     Takeout/<folder>/*.mbox -> Mail/*.mbox, whatever the language of the folder; one source per "Takeout"
+///     Takeout/<folder>/*.mbox -> Mail/*.mbox, in any language of the folder; one source per "Takeout"
 ///     <anywhere>/Mail/*.mbox outside a "Takeout" -> Mail/*.mbox; one source per folder that contains "Mail"
 ///     <anywhere>/*.mbox -> Mail/..., when there is none of the two before
 #pragma once

@@ -31,12 +31,12 @@ class member_staging
 {
 public:
     member_staging(const source_listing &listed, std::span<ready_source> sources, const prepare_options &settings,
-                   staging_area &area, const on_progress &told)
+                   staging_area &area, const on_progress &on_bytes)
         : listing(listed)
         , made(sources)
         , options(settings)
         , staging(area)
-        , progress(told)
+        , progress(on_bytes)
     {
     }
 
@@ -99,7 +99,7 @@ void member_staging::make_name(const QString &path) const
     QFile(named).open(QIODevice::WriteOnly | QIODevice::NewOnly);
 }
 
-/// The same file under a second path is no loss; anything else is.
+/// A second path to the same bytes loses nothing; different bytes would be lost silently.
 maybe_refusal member_staging::compare(member_reader &reader, const found_member &from, const source_file &first,
                                       ready_source &into)
 {

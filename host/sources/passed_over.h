@@ -4,7 +4,7 @@
 #include "host/sources/member.h"
 #include "host/sources/ready_source.h"
 
-/// Why a member is left out whatever is in it; empty when it is an ordinary file with an ordinary path.
+/// Why a member is left out, its contents unseen; empty when it is an ordinary file with an ordinary path.
 [[nodiscard]] QString why_dropped(const member &entry);
 
 /// Without "./" at the beginning and doubled slashes.
@@ -16,7 +16,7 @@ void note_skipped(ready_source &source, const QString &reason, const QString &pa
 /// The same for a dropped member; one that may be mail gets a remark, too.
 void note_dropped(ready_source &source, const QString &reason, const member &entry);
 
-/// Name an ordinary file that was given no place, if it may be mail. `in_archive`: the source is no directory.
+/// Name an ordinary file that was given no place, if it may be mail. `in_archive`: the source is not a directory.
 /// False when it is of no interest.
 bool note_passed_over(ready_source &source, const QString &path, bool in_archive);
 

@@ -1,5 +1,7 @@
 #include "host/sources/password.h"
 
+#include "host/terminal.h"
+
 #include <QFile>
 
 #include <poll.h>
@@ -51,7 +53,7 @@ std::optional<QString> asked_on_terminal(const QString &source, const still_want
     QFile terminal(QStringLiteral("/dev/tty"));
     if (!terminal.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
         return {};
-    terminal.write(QString(QStringLiteral("Password of ") + source + QStringLiteral(": ")).toLocal8Bit());
+    terminal.write(QString(QStringLiteral("Password of ") + escaped(source) + QStringLiteral(": ")).toLocal8Bit());
     const std::optional<QByteArray> line = typed_line(terminal, go_on);
     terminal.write("\n");
     return line ? std::optional(QString::fromLocal8Bit(*line)) : std::nullopt;

@@ -1,4 +1,4 @@
-/// The password of an enciphered source.
+/// The password of an encrypted source.
 #pragma once
 
 #include <QString>

@@ -20,11 +20,11 @@ class source_preparation
 {
 public:
     source_preparation(const given_group &group, const prepare_options &settings, staging_area &area,
-                       const on_progress &told)
+                       const on_progress &on_bytes)
         : given(group)
         , options(settings)
         , staging(area)
-        , progress(told)
+        , progress(on_bytes)
         , directory(group.paths.size() == 1 && QFileInfo(group.paths.first()).isDir()
                         ? with_slash(QDir::cleanPath(QFileInfo(group.paths.first()).absoluteFilePath()))
                         : QString())
@@ -167,9 +167,9 @@ maybe_refusal source_preparation::run(QList<ready_source> &ready)
     for (const found_member &each : listing.members)
         listed.push_back({each.entry.path, each.entry.declared_size == 0});
     placed = place_members(listed);
+    note_members_without_place();
     if (!options.scheme.isEmpty())
         placed.removeIf([this](const placed_source &source) { return source.scheme != options.scheme; });
-    note_members_without_place();
     return placed.isEmpty() ? add_nothing_placed(ready) : add_placed(ready);
 }
 

@@ -15,8 +15,8 @@ struct prepare_options
     QString scheme; ///< found from the source when empty
     bool accept_missing_parts = false;
     bool hash = true;
-    bool keep_mail = true; ///< false: mbox files are looked through, but not staged
-    still_wanted go_on;    ///< false once the run is cancelled
+    bool keep_mail = true;                    ///< false: mbox files are looked through, but not staged
+    still_wanted go_on = [] { return true; }; ///< false once the run is cancelled
 };
 
 /// Recognise, unpack and look through all sources. A source that lies as the plug-in reads it stays where it is; the

@@ -14,7 +14,7 @@ struct source_file
     QString given_in;      ///< the directory or archive it comes from
     QString member;        ///< its path there
     qint64 size = 0;       ///< bytes that came
-    qint64 modified = -1;  ///< seconds since the epoch, -1 when not told
+    qint64 modified = -1;  ///< seconds since the epoch, -1 when unknown
     QString sha256_before; ///< empty when not hashed
     QString sha256_after;
     qint64 separators = -1; ///< lines of an mbox that begin a message, -1 when not counted
@@ -30,11 +30,11 @@ struct given_source
     QString sha256_after;
 };
 
-/// Rows that a run should write, as the source's own tables and files tell.
+/// Rows that a run should write, counted in the source's own tables and files.
 struct expected_rows
 {
-    QMap<QString, qint64> tables; ///< per table of the result; one that cannot be told is missing
-    QStringList remarks;          ///< why something cannot be told
+    QMap<QString, qint64> tables; ///< per table of the result; one that is unknown is missing
+    QStringList remarks;          ///< why something is unknown
     QStringList faults;           ///< tables that the plug-in will not be able to read
 };
 

@@ -1,4 +1,4 @@
-/// The files that the plug-in reads, and what one pass over their bytes tells of them.
+/// The files that the plug-in reads, and what one pass over their bytes shows.
 #pragma once
 
 #include "host/pass/digest.h"
@@ -9,7 +9,7 @@
 
 #include <functional>
 
-/// Told how far a phase is, in bytes; false cancels.
+/// Called with how far a phase is, in bytes; false cancels.
 using on_progress = std::function<bool(const QString &phase, qint64 done, qint64 in_all)>;
 
 /// The phase in which files are read for their hashes and counts.

@@ -65,30 +65,30 @@ void staging_area::begin_source(const QString &source_path, qint64 size)
 
 maybe_refusal staging_area::count_member()
 {
-    if (++members <= limits.most_members)
+    if (++members <= limits.max_members)
         return {};
     return refusal{exit_status::bad_source,
-                   QStringLiteral("%1: holds more than %2 members; raise --max-members if it is "
-                                  "trusted")
+                   QStringLiteral("%1: contains more than %2 members; raise --max-members if you "
+                                  "trust it")
                        .arg(source)
-                       .arg(limits.most_members)};
+                       .arg(limits.max_members)};
 }
 
 maybe_refusal staging_area::count_bytes(qint64 count)
 {
     bytes_of_source += count;
     bytes_in_all += count;
-    if (bytes_in_all > limits.most_bytes)
+    if (bytes_in_all > limits.max_bytes)
         return refusal{exit_status::bad_source,
-                       QStringLiteral("%1: unpacks to more than %2 bytes; raise --max-bytes if it "
-                                      "is trusted")
+                       QStringLiteral("%1: unpacks to more than %2 bytes; raise --max-bytes if you "
+                                      "trust it")
                            .arg(source)
-                           .arg(limits.most_bytes)};
-    if (source_size > 0 && bytes_of_source > ratio_counts_from && bytes_of_source / source_size > limits.highest_ratio)
+                           .arg(limits.max_bytes)};
+    if (source_size > 0 && bytes_of_source > ratio_counts_from && bytes_of_source / source_size > limits.max_ratio)
         return refusal{exit_status::bad_source, QStringLiteral("%1: unpacks to more than %2 times its size; raise "
-                                                               "--max-ratio if it is trusted")
+                                                               "--max-ratio if you trust it")
                                                     .arg(source)
-                                                    .arg(limits.highest_ratio)};
+                                                    .arg(limits.max_ratio)};
     return {};
 }
 
@@ -97,12 +97,12 @@ maybe_refusal staging_area::check_room() const
     // (QStorageInfo only knows file systems that the system lists, which those of a container may not be.)
     std::error_code unknown;
     const std::filesystem::space_info disk = std::filesystem::space(QFile::encodeName(path).toStdString(), unknown);
-    if (unknown || disk.available > static_cast<std::uintmax_t>(limits.kept_free))
+    if (unknown || disk.available > static_cast<std::uintmax_t>(limits.min_free))
         return {};
     return refusal{exit_status::bad_result, QStringLiteral("%1: no room left to stage %2 (%3 bytes are kept free, see "
                                                            "--keep-free); choose a RESULT_DIR on a larger disk")
                                                 .arg(parent, source)
-                                                .arg(limits.kept_free)};
+                                                .arg(limits.min_free)};
 }
 
 maybe_refusal staging_area::stage(member_reader &reader, const QString &target, file_digest &digest,
@@ -115,7 +115,7 @@ maybe_refusal staging_area::stage(member_reader &reader, const QString &target, 
         QDir().mkpath(QFileInfo(target).path());
         if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
             return refusal{exit_status::bad_result,
-                           QStringLiteral("%1: cannot be made (%2)").arg(target, file.errorString())};
+                           QStringLiteral("%1: cannot be created (%2)").arg(target, file.errorString())};
     }
     QByteArray block(block_size, Qt::Uninitialized);
     for (qint64 count = 0; (count = reader.read({block.data(), static_cast<std::size_t>(block_size)})) != 0;) {

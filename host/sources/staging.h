@@ -7,19 +7,19 @@
 
 #include <QFile>
 
-/// What a hostile archive may cost. Counted are bytes and members that really come.
+/// What a hostile archive may cost. The bytes and members that really come are counted, not those it declares.
 struct staging_limits
 {
-    qint64 most_bytes = 256LL * 1024 * 1024 * 1024;
-    qint64 most_members = 5'000'000;
-    qint64 highest_ratio = 200;            ///< bytes that come out of an archive to bytes of its file
-    qint64 kept_free = 64LL * 1024 * 1024; ///< bytes left on the disk
+    qint64 max_bytes = 256LL * 1024 * 1024 * 1024;
+    qint64 max_members = 5'000'000;
+    qint64 max_ratio = 200;               ///< bytes that come out of an archive to bytes of its file
+    qint64 min_free = 64LL * 1024 * 1024; ///< bytes left on the disk
 };
 
 class staging_area
 {
 public:
-    /// Nothing is made before it is needed.
+    /// Nothing is created on the disk before it is needed.
     staging_area(QString parent_directory, const staging_limits &limits);
     ~staging_area();
     Q_DISABLE_COPY_MOVE(staging_area)
@@ -30,7 +30,7 @@ public:
     /// Remove what earlier runs left that were killed.
     void remove_leftovers() const;
 
-    /// A folder for one source's files; ends in "/". Empty when it cannot be made.
+    /// A folder for one source's files; ends in "/". Empty when it cannot be created.
     [[nodiscard]] QString folder(int number);
 
     /// Members and bytes from here on come from a source file of this size; 0 for one that is not packed.
@@ -39,7 +39,7 @@ public:
     [[nodiscard]] maybe_refusal count_member();
 
     /// Write a member to `target`, a new file, or only let it pass through `digest` when `target` is empty.
-    /// `go_on` is asked for each block.
+    /// `go_on` is called for each block; false is a cancel.
     [[nodiscard]] maybe_refusal stage(member_reader &reader, const QString &target, file_digest &digest,
                                       const on_block &go_on);
 
@@ -48,7 +48,7 @@ private:
     [[nodiscard]] maybe_refusal check_room() const;
 
     QString parent;
-    QString path; ///< empty until it is made
+    QString path; ///< empty until it is created
     staging_limits limits;
     QString source;
     qint64 source_size = 0;

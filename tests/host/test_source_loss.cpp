@@ -138,7 +138,7 @@ void test_source_loss::passed_over()
     QVERIFY(session->output.contains(u"messages                  1 rows"));
 }
 
-/// A file system may hold one user's data under two names.
+/// A file system may list one user's data under two names.
 void test_source_loss::second_copies()
 {
     const auto image = [](const QByteArray &preferences) {

@@ -1,4 +1,4 @@
-/// Sources that are no ready directory, from the archive to the rows and the run's record. Archives are made here.
+/// Sources that are not ready directories, from the archive to the rows and the run's record. Archives are made here.
 #include "host/sources/layout.h"
 #include "host/sources/parts.h"
 #include "tests/support/archives.h"
@@ -187,7 +187,7 @@ void test_sources::archives()
     QFETCH(QByteArray, bytes);
     QFETCH(QString, type);
     QFETCH(QString, password);
-    write_file(path(QStringLiteral("evidence")), bytes); // the name tells nothing
+    write_file(path(QStringLiteral("evidence")), bytes); // the name says nothing
     QCOMPARE(host({QStringLiteral("extract"), path(QStringLiteral("evidence")), path(QStringLiteral("r"))}, password),
              0);
     QCOMPARE(rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select subject from messages")),
@@ -229,7 +229,7 @@ void test_sources::refusals_data()
                             "02d20ab60104060001091000070b0100022406f1070112530f212e94b7c7f05d8f86b2cade87ce1414010001"
                             "000c090900080a0112f89f24000005011903000000110f0061002e006d0062006f0078000000190400000000"
                             "140a0100d8340065597bdd01150601002080a4810000"),
-        "is an enciphered 7z archive, which is not supported", {}, QStringLiteral("p"));
+        "is an encrypted 7z archive, which is not supported", {}, QStringLiteral("p"));
     for (const auto &[name, format] :
          {std::pair("zip cut off", ARCHIVE_FORMAT_ZIP), {"7z cut off", ARCHIVE_FORMAT_7ZIP}})
         add(name, cut(archive_of(takeout(), format)), "is truncated");
@@ -247,7 +247,7 @@ void test_sources::refusals_data()
     add("zip, wrong password", zip, "password is wrong", {}, QStringLiteral("q"));
     add("bomb", archive_of(large, ARCHIVE_FORMAT_ZIP), "unpacks to more than 200 times its size");
     add("too many bytes", tar, "unpacks to more than 10 bytes", {QStringLiteral("--max-bytes=10")});
-    add("too many members", tar, "holds more than 1 members", {QStringLiteral("--max-members=1")});
+    add("too many members", tar, "contains more than 1 members", {QStringLiteral("--max-members=1")});
     add("no room", tar, "no room left", {QStringLiteral("--keep-free=999999999999999")}, {}, 5);
 }
 
