@@ -4,6 +4,8 @@
 #include "host/extraction.h"
 #include "host/plugin_run.h"
 #include "host/progress.h"
+#include "host/reading/mail_places.h"
+#include "host/reading/reading_process.h"
 #include "host/run_places.h"
 #include "host/sources/prepare.h"
 #include "host/terminal.h"
@@ -55,6 +57,9 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
     last_rows before;
     if (const maybe_refusal refused = places.check(before))
         return refuse(*refused, options.json);
+    const maybe_refusal earlier = check_earlier_mail(result_paths(options.result_dir).directory, options);
+    if (earlier && !options.rows_only)
+        return refuse(*earlier, options.json);
     if (const maybe_refusal refused = places.make())
         return refuse(*refused, options.json);
 
@@ -64,7 +69,11 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
         progress.show_bytes(phase, done, in_all);
         return signals_watched.received() == 0;
     };
-    signals_watched.on_signal([&plugin] { plugin.cancel(); });
+    reading_process reading;
+    signals_watched.on_signal([&plugin, &reading] {
+        plugin.cancel();
+        reading.cancel();
+    });
     const auto handlers_end = qScopeGuard([&] { signals_watched.forget_handler(); });
     signals_watched.before_exit([&] {
         complain(
@@ -85,7 +94,7 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
     if (const maybe_refusal no_log = places.make_log())
         return refuse(*no_log, options.json);
     places.keep();
-    return extraction(options, plugin, staging, progress, signals_watched).run(sources, before, started);
+    return extraction(options, plugin, reading, staging, progress, signals_watched).run(sources, before, started);
 }
 
 void add_run_options(CLI::App &command, extract_options &options)
@@ -115,6 +124,7 @@ void add_result_options(CLI::App &command, extract_options &options)
     CLI::Option *clear = command.add_flag("--clear", options.clear,
                                           "empty the chosen tables first (with messages, the Attachments folder, too)");
     command.add_flag("--append", options.append, "add to a result that already contains rows")->excludes(clear);
+    command.add_flag("--rows-only", options.rows_only, "do not read the mail itself into Mail.sqlite");
     add_text(command, "--library", options.library, "the plug-in's library");
     command.add_flag_callback(
         "--no-hash", [&options] { options.hash = false; },

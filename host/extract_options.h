@@ -37,6 +37,7 @@ struct extract_options : source_options
     bool append = false;
     QString library; ///< looked for beside the program when empty
     bool hash = true;
+    bool rows_only = false; ///< the mail itself is not read
     bool hash_once = false; ///< the second look at the source compares identities
     QString examiner;
     QString case_name;

@@ -3,6 +3,9 @@
 #include "host/log_file.h"
 #include "host/plugin_run.h"
 #include "host/progress.h"
+#include "host/reading/mail_places.h"
+#include "host/reading/reading_job.h"
+#include "host/reading/reading_process.h"
 #include "host/records/failure_text.h"
 #include "host/source_kinds.h"
 #include "host/sources/staging.h"
@@ -12,6 +15,8 @@
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFileInfo>
+
+#include <algorithm>
 
 namespace {
 
@@ -47,11 +52,12 @@ void remove_attachments_of_cleared_rows(const extract_options &options)
 
 } // namespace
 
-extraction::extraction(const extract_options &run_options, plugin_run &loaded, staging_area &staged,
-                       progress_display &shown, signal_watch &watch)
+extraction::extraction(const extract_options &run_options, plugin_run &loaded, reading_process &mail_reader,
+                       staging_area &staged, progress_display &shown, signal_watch &watch)
     : options(run_options)
     , paths(run_options.result_dir)
     , plugin(loaded)
+    , reading(mail_reader)
     , staging(staged)
     , progress(shown)
     , signals_watched(watch)
@@ -193,6 +199,51 @@ void extraction::extract(ready_source source, last_rows &before)
     before = after;
 }
 
+/// The mail itself is read beside the extraction, unless there is none, or rows are all that is wanted. With `--clear`
+/// earlier mail goes with the rows made of it.
+void extraction::start_reading(const QList<ready_source> &sources)
+{
+    const reading_job job = job_of(sources, paths.directory, options.source_count, options.threads);
+    const bool has_mail = std::any_of(job.sources.cbegin(), job.sources.cend(),
+                                      [](const reading_source &source) { return !source.places.isEmpty(); });
+    const bool clears_rows = options.engine == 0 && options.tables.contains(QLatin1StringView("messages"));
+    const bool would_double = options.clear && !clears_rows && QFileInfo::exists(paths.directory + mail_database_name);
+    if (options.rows_only || !has_mail || would_double || is_cancelled())
+        return;
+    reading.start(job, options.clear);
+}
+
+/// Let the mails be compared with the rows, and wait for what comes of it.
+void extraction::finish_reading()
+{
+    if (!reading.was_started())
+        return;
+    const auto go_on = [this](const QString &phase, qint64 done, qint64 in_all) {
+        progress.show_bytes(phase, done, in_all);
+        return !is_cancelled();
+    };
+    const reading_report report = reading.finish(go_on);
+    for (const QString &failure : report.reading.failures + report.comparison.failures)
+        add_failure(failure);
+    summary.mail = report;
+    record.mail = as_json(report);
+    record.mail_database = {
+        mail_database_name, QFileInfo(paths.directory + mail_database_name).size(),
+        options.hash ? sha256_of_file(paths.directory + mail_database_name, [this](qint64) { return !is_cancelled(); })
+                     : QString()};
+    record.parts = QDir(paths.directory + mail_parts_name).entryList(QDir::Files, QDir::Name);
+}
+
+/// Why mails have no rows, as far as the run knows it.
+QString extraction::why_no_rows() const
+{
+    if (options.engine != 0)
+        return QStringLiteral("This engine type extracts no rows.");
+    if (!options.tables.contains(QLatin1StringView("messages")))
+        return QStringLiteral("The table messages was not among those to be filled.");
+    return is_cancelled() ? QStringLiteral("The extraction was cancelled before this mail.") : QString();
+}
+
 /// Everything that is read after the extraction, all at the same time: the evidence again, and what the run wrote.
 void extraction::look_again(const QSet<QString> &attachments_before)
 {
@@ -249,6 +300,7 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
     QDir::setCurrent(paths.directory);
     remove_attachments_of_cleared_rows(options);
     const QSet<QString> attachments_before = files_in(paths.attachments);
+    start_reading(sources);
     begin_first_looks(sources);
     QElapsedTimer clock;
     clock.start();
@@ -257,7 +309,9 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
     for (const ready_source &source : sources)
         extract(source, rows);
     summary.seconds = static_cast<double>(clock.elapsed()) / 1000.0;
+    reading.rows_complete(options.clear ? 0 : before.value(QStringLiteral("messages")), why_no_rows());
     look_again(attachments_before);
+    finish_reading();
     write_record();
     progress.finish();
     summary.state = record.state;

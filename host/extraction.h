@@ -17,14 +17,15 @@
 
 class plugin_run;
 class progress_display;
+class reading_process;
 class staging_area;
 
 /// One run over all sources, once every place is made and every source is ready.
 class extraction
 {
 public:
-    extraction(const extract_options &run_options, plugin_run &loaded, staging_area &staged, progress_display &shown,
-               signal_watch &watch);
+    extraction(const extract_options &run_options, plugin_run &loaded, reading_process &mail_reader,
+               staging_area &staged, progress_display &shown, signal_watch &watch);
 
     /// `started` is when the program began to read the sources.
     [[nodiscard]] exit_status run(const QList<ready_source> &sources, const last_rows &before,
@@ -38,6 +39,9 @@ private:
     /// `line` is what run.json keeps of a failure that was logged; otherwise it keeps the sentence.
     void add_failure(const QString &sentence, const QString &line = {});
     void add_expected_rows(qsizetype sources, const expected_rows &expected);
+    void start_reading(const QList<ready_source> &sources);
+    void finish_reading();
+    [[nodiscard]] QString why_no_rows() const;
     void look_again(const QSet<QString> &attachments_before);
     void compare_evidence();
     bool go_on(qint64 bytes);
@@ -48,6 +52,7 @@ private:
     const extract_options &options;
     result_paths paths;
     plugin_run &plugin;
+    reading_process &reading;
     staging_area &staging;
     progress_display &progress;
     signal_watch &signals_watched;

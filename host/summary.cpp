@@ -15,6 +15,7 @@ void print_as_json(const run_summary &summary, const extract_options &options)
     const QJsonObject object = {
         {QStringLiteral("state"), summary.state},
         {QStringLiteral("exit_status"), int(summary.status)},
+        {QStringLiteral("mail"), summary.mail ? QJsonValue(counts_as_json(*summary.mail)) : QJsonValue()},
         {QStringLiteral("result_db"), paths.database},
         {QStringLiteral("tables"), tables},
         {QStringLiteral("attachments"), summary.attachment_files},
@@ -111,6 +112,10 @@ void print_as_text(const run_summary &summary, const extract_options &options, c
         print(QLatin1StringView("    ") + sentence);
     if (summary.failures > summary.failure_sentences.size())
         print(QStringLiteral("    and %1 more").arg(summary.failures - summary.failure_sentences.size()));
+    if (summary.mail) {
+        for (const QString &line : summary_lines(*summary.mail) + summary.mail->reading.remarks)
+            print(QLatin1StringView("  ") + line);
+    }
     print(QLatin1StringView("  result           ") + paths.database);
     if (options.log)
         print(QLatin1StringView("  log              ") + options.log_file);

@@ -2,7 +2,10 @@
 #pragma once
 
 #include "host/extract_options.h"
+#include "host/reading/reading_report.h"
 #include "host/records/run_record.h"
+
+#include <optional>
 
 struct run_summary
 {
@@ -12,6 +15,7 @@ struct run_summary
     QStringList failure_lines;     ///< as the log has them
     QStringList failure_sentences; ///< the first of them, in words
     double seconds = 0;
+    std::optional<reading_report> mail; ///< when the mail itself was read
     bool cancelled = false;
     QString record_sha256;  ///< of run.json
     QString record_problem; ///< why run.json could not be written; empty when it was

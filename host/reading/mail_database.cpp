@@ -46,7 +46,8 @@ CREATE INDEX attachment_file_file ON attachment_file (file);
 
 constexpr char row_separators[] = R"(
 CREATE TEMP TABLE row_separator (
-    mail INTEGER NOT NULL, source_file_number INTEGER NOT NULL, ordinal INTEGER NOT NULL, "offset" INTEGER NOT NULL);
+    source_file_number INTEGER NOT NULL, ordinal INTEGER NOT NULL, "offset" INTEGER NOT NULL, mail INTEGER NOT NULL,
+    digest BLOB, expected_row BLOB, PRIMARY KEY (source_file_number, ordinal)) WITHOUT ROWID;
 )";
 
 /// Several texts as one, for the search.
@@ -106,7 +107,7 @@ void mail_database::prepare_statements()
     insert_reference.prepare(file, "INSERT INTO reference VALUES (?,?,?)");
     insert_part.prepare(file, "INSERT INTO part VALUES (?,?,?,?,?,?,?,?,?,?,?,?)");
     insert_text.prepare(file, "INSERT INTO mail_search (rowid, subject, addresses, text, names) VALUES (?,?,?,?,?)");
-    insert_separator.prepare(file, "INSERT INTO temp.row_separator VALUES (?,?,?,?)");
+    insert_separator.prepare(file, "INSERT OR REPLACE INTO temp.row_separator VALUES (?,?,?,?,?,?)");
     insert_difference.prepare(file, "INSERT INTO difference VALUES (?,?,?,?,?)");
     insert_attachment.prepare(file, "INSERT INTO attachment_file VALUES (?,?,?,?,?)");
     update_row.prepare(file, "UPDATE mail SET row_table = ?, \"row\" = ?, row_note = ? WHERE id = ?");
@@ -130,21 +131,24 @@ qint64 mail_database::insert(const mail_record &mail, const QByteArrayList &file
     qint64 position = 0;
     for (const QByteArray &reference : mail.references)
         insert_reference.bind(id).bind(++position).bind(reference).run();
-    insert_separators_of(id, mail.separators, source_file_number);
+    for (qsizetype i = 0; i < mail.separators.size(); ++i)
+        insert_separator_of(id, source_file_number, mail.separators.at(i), mail.foreseen_rows.value(i));
     insert_parts(id, mail, files);
     insert_search(id, mail);
     return failure().isEmpty() ? id : 0;
 }
 
-void mail_database::insert_separators_of(qint64 id, const QList<row_separator> &separators, int source_file_number)
+void mail_database::insert_separator_of(qint64 id, int source_file_number, const row_separator &place,
+                                        const foreseen_row &row)
 {
-    for (const row_separator &each : separators)
-        insert_separator.bind(id).bind(qint64(source_file_number)).bind(each.ordinal).bind(each.offset).run();
+    insert_separator.bind(qint64(source_file_number)).bind(place.ordinal).bind(place.offset).bind(id);
+    insert_separator.bind(row.digest).bind(row.rest).run();
 }
 
 void mail_database::insert_separators(const QList<row_separator> &separators, int source_file_number)
 {
-    insert_separators_of(0, separators, source_file_number);
+    for (const row_separator &each : separators)
+        insert_separator_of(0, source_file_number, each, {});
 }
 
 void mail_database::insert_parts(qint64 id, const mail_record &mail, const QByteArrayList &files)
@@ -182,6 +186,13 @@ void mail_database::set_row(qint64 mail, const QByteArray &row_table, std::optio
                             const QByteArray &row_note)
 {
     update_row.bind(row_table).bind(row).bind(row_note).bind(mail).run();
+}
+
+void mail_database::note_mails_without_row(const QByteArray &row_note)
+{
+    sqlite_statement note;
+    note.prepare(file, "UPDATE mail SET row_note = ? WHERE \"row\" IS NULL AND row_note IS NULL AND id >= ?");
+    note.bind(row_note).bind(first_mail()).run();
 }
 
 void mail_database::insert(const mail_difference &difference)

@@ -4,9 +4,9 @@
 /// all sources in their order, with their addresses, labels, references and parts; it needs no rows and runs beside the
 /// extraction. Phase 2 (comparison) begins once the extraction has ended: it finds the row of each mail and writes
 /// `set_row`, `difference` and `attachment_file`. What phase 2 must know of phase 1 is in the database: the mails
-/// themselves, and `temp.row_separator (mail, source_file_number, ordinal, offset)`, a temporary table with the lines
-/// at which the plug-in begins messages. A file's n-th separator is completed, and so becomes a row, when there is an
-/// n+1-th one; `source_file_number` is 1 for the first file of this run, and so on.
+/// themselves, and `temp.row_separator (source_file_number, ordinal, offset, mail, digest, expected_row)`, a temporary
+/// table with the lines at which the plug-in begins messages. A file's n-th separator is completed, and so becomes a
+/// row, when there is an n+1-th one; `source_file_number` is 1 for the first file of this run, and so on.
 ///
 /// Mails of earlier runs (`--append`) are in the database, too; those of this run have an id of `first_mail()` or more.
 #pragma once
@@ -20,7 +20,7 @@
 /// A line of `difference`.
 struct mail_difference
 {
-    qint64 mail = 0;
+    std::optional<qint64> mail; ///< none for a row of what precedes the first mail
     std::optional<qint64> row;
     QByteArray field; ///< a column of `messages`, or "row"
     QByteArray kind;  ///< "missing", "shortened", "undecoded", "other" or "surplus"
@@ -63,6 +63,8 @@ public:
     [[nodiscard]] QByteArray file_of(const QByteArray &sha256);
 
     void set_row(qint64 mail, const QByteArray &row_table, std::optional<qint64> row, const QByteArray &row_note);
+    /// Mails of this run that have neither a row nor a note get this one.
+    void note_mails_without_row(const QByteArray &row_note);
     void insert(const mail_difference &difference);
     void insert(const stored_attachment &attachment);
 
@@ -86,8 +88,8 @@ public:
 
 private:
     void prepare_statements();
+    void insert_separator_of(qint64 id, int source_file_number, const row_separator &place, const foreseen_row &row);
     void insert_parts(qint64 id, const mail_record &mail, const QByteArrayList &files);
-    void insert_separators_of(qint64 id, const QList<row_separator> &separators, int source_file_number);
     void insert_search(qint64 id, const mail_record &mail);
 
     sqlite_connection file;

@@ -86,7 +86,7 @@ void for_each_piece(QByteArrayView text, const char *what, field_context &contex
         if (!adjacent)
             on_plain(between);
         charset = word->charset;
-        bytes += word->is_base64 ? decoded_base64(word->text).bytes : decoded_quoted_printable(word->text, true);
+        bytes += word->is_base64 ? decoded_mail_base64(word->text).bytes : decoded_quoted_printable(word->text, true);
         after_word = true;
         plain = at + word->size;
         at = text.indexOf("=?", plain);

@@ -57,6 +57,28 @@ bool has_quoted_from(QByteArrayView mail)
     return memmem(mail.data(), static_cast<std::size_t>(mail.size()), ">From ", 6) != nullptr;
 }
 
+/// The parts' places in the mail as it was read become those in the stored bytes.
+void place_parts(QByteArrayView stored, QByteArrayView mail, QList<mail_part> &parts)
+{
+    std::vector<qint64> unread; // places of bytes that were left out, in the mail as it was read
+    for (qsizetype line = 0; has_quoted_from(mail) && line < mail.size();) {
+        if (is_quoted_from(mail.sliced(line)))
+            unread.push_back(line - static_cast<qsizetype>(unread.size()));
+        const qsizetype line_feed = mail.indexOf('\n', line);
+        line = line_feed < 0 ? mail.size() : line_feed + 1;
+    }
+    const qsizetype envelope = mail.isEmpty() ? stored.size() : mail.data() - stored.data();
+    const auto place = [&unread, envelope](qint64 &position) {
+        if (position >= 0)
+            position += envelope + (std::lower_bound(unread.cbegin(), unread.cend(), position) - unread.cbegin());
+    };
+    for (mail_part &part : parts) {
+        place(part.header_begin);
+        place(part.content_begin);
+        place(part.content_end);
+    }
+}
+
 // ---- Pieces of a record ---------------------------------------------------------------------------------------------
 
 QByteArray extension_of(const QByteArray &name)
@@ -98,6 +120,7 @@ public:
     void read(QByteArrayView mail);
 
 private:
+    QByteArrayView whole_mail;
     void read_fields(const mail_entity &mail);
     void read_date(const QByteArray &text);
     void read_ids(const header_fields &fields);
@@ -216,6 +239,13 @@ void reader::read_part(const mail_entity &entity)
                       .encoding = entity.fields.first("content-transfer-encoding").toLower()};
     if (part.content_id.isEmpty())
         part.content_id = entity.fields.first("content-id");
+    // What is in an embedded mail that was encoded has no place of its own.
+    const bool is_stored = entity.body.data() >= whole_mail.data() && entity.body.end() <= whole_mail.end();
+    if (is_stored && !entity.header.isNull() && !entity.body.isNull()) {
+        part.header_begin = entity.header.data() - whole_mail.data();
+        part.content_begin = entity.body.data() - whole_mail.data();
+        part.content_end = part.content_begin + entity.body.size();
+    }
     const QByteArray what = "Part " + part.path;
     // The stored bytes of an embedded mail are its bytes.
     const QByteArray bytes = entity.what == mail_entity::kind::message
@@ -246,6 +276,7 @@ void reader::read_encoded_mail(const mail_entity &entity, QByteArrayView bytes)
 
 void reader::read(QByteArrayView mail)
 {
+    whole_mail = mail;
     const mail_structure structure = structure_of(mail);
     add_problems(structure.problems);
     for (const mail_entity &each : structure.entities) {
@@ -287,5 +318,6 @@ mail_record read_mail(QByteArrayView stored, bool is_followed, const part_writer
         read_plain_mail(unquoted(mail), write_part, record);
     else
         read_plain_mail(mail, write_part, record);
+    place_parts(stored, mail, record.parts);
     return record;
 }

@@ -32,6 +32,11 @@ struct mail_part
     QByteArray spool_file; ///< where the bytes wait to be moved to "Parts"; empty when they are not written
     bool is_kept = false;  ///< its bytes were in "Parts" already
     bool is_text = false;  ///< `text` or `html` of the mail has it
+    /// Where the part is among the bytes of the mail, as stored; -1 when that is not known. Its header, which begins
+    /// the mail for part 1 of a mail that is not multipart, ends where its content begins. Needed only to foresee rows.
+    qint64 header_begin = -1;
+    qint64 content_begin = -1;
+    qint64 content_end = -1;
 };
 
 /// A line of an mbox at which the plug-in begins a message. Its rule is simpler than that for mails, so a mail may
@@ -41,6 +46,16 @@ struct row_separator
     qint64 ordinal = 0; ///< from 1, within the file
     qint64 offset = 0;  ///< bytes, within the file
 };
+
+/// The row that the plug-in makes of a message, as foreseen when its mail is read (see `expected_rows.h`).
+struct foreseen_row
+{
+    QByteArray digest; ///< of its values
+    QByteArray rest;   ///< packed; how it differs from the mail
+};
+
+/// The note of a mail until it is compared with the rows.
+inline constexpr char row_note_until_compared[] = "Not compared with the rows.";
 
 struct mail_record
 {
@@ -68,6 +83,7 @@ struct mail_record
     QByteArrayList labels;
     QByteArrayList references;
     QList<mail_part> parts;
-    QByteArray search_text;          ///< what the search takes when `text` is empty: the text of `html`
-    QList<row_separator> separators; ///< of the plug-in, within this mail
+    QByteArray search_text;            ///< what the search takes when `text` is empty: the text of `html`
+    QList<row_separator> separators;   ///< of the plug-in, within this mail
+    QList<foreseen_row> foreseen_rows; ///< of the first of these separators, in their order
 };

@@ -3,7 +3,10 @@
 #include "host/command_line.h"
 #include "host/evidence.h"
 #include "host/progress.h"
-#include "host/reading/read_mails.h"
+#include "host/reading/mail_places.h"
+#include "host/reading/reading_job.h"
+#include "host/reading/reading_process.h"
+#include "host/reading/reading_report.h"
 #include "host/reading/worker.h"
 #include "host/run_places.h"
 #include "host/sources/prepare.h"
@@ -12,15 +15,11 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonObject>
-#include <QRegularExpression>
 #include <QScopeGuard>
 
 namespace {
 
-constexpr QLatin1StringView database_name("Mail.sqlite");
-constexpr QLatin1StringView parts_name("Parts/");
 constexpr QLatin1StringView reading_mail_phase("reading mail");
 
 struct read_options : source_options
@@ -49,73 +48,29 @@ extract_options places_of(const read_options &options)
     return places;
 }
 
-maybe_refusal check_earlier(const read_options &options, const QString &database)
+void print_report(const reading_report &report, const QString &database, double seconds, bool json)
 {
-    if (options.append || options.clear || !QFileInfo::exists(database))
-        return {};
-    return refusal{exit_status::bad_result,
-                   database + QLatin1StringView(": exists already; --clear replaces it, --append adds to it")};
-}
-
-/// Only what reading writes is removed.
-void remove_earlier(const QString &directory)
-{
-    static const QRegularExpression part_file(QStringLiteral("^[0-9a-f]{64}(\\.[a-z0-9]{1,8})?$"));
-    QFile::remove(directory + database_name);
-    QFile::remove(directory + database_name + QLatin1StringView("-journal"));
-    QDir parts(directory + parts_name);
-    for (const QString &name : parts.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
-        if (part_file.match(name).hasMatch())
-            parts.remove(name);
-    }
-}
-
-/// Mail of the sources, numbered as an extraction with the same options numbers them.
-reading_job job_of(const read_options &options, const QString &directory, const QList<ready_source> &sources)
-{
-    reading_job job = {.directory = directory, .sources = {}, .threads = options.threads};
-    int number = options.source_count;
-    for (const ready_source &source : sources) {
-        QStringList places;
-        for (const source_file &file : source.files) {
-            if (file.place.startsWith(QLatin1StringView("Mail/")))
-                places.append(file.place);
-        }
-        places.sort(); // directories are listed in any order
-        job.sources.append(
-            {source.found.scheme, source.found.root, QLatin1StringView("Source") + QString::number(number++), places});
-    }
-    return job;
-}
-
-void print_totals(const reading_totals &totals, const QString &database, double seconds, bool json)
-{
+    const bool cancelled = report.reading.cancelled || report.comparison.cancelled;
     if (json) {
-        print_json(QJsonObject{
-            {QStringLiteral("state"), totals.cancelled ? QStringLiteral("cancelled") : QStringLiteral("complete")},
-            {QStringLiteral("mails"), totals.mails},
-            {QStringLiteral("mails_with_problems"), totals.mails_with_problems},
-            {QStringLiteral("mails_given_up"), totals.mails_given_up},
-            {QStringLiteral("parts"), totals.parts},
-            {QStringLiteral("part_files"), totals.files_written},
-            {QStringLiteral("remarks"), QJsonArray::fromStringList(totals.remarks)},
-            {QStringLiteral("failures"), QJsonArray::fromStringList(totals.failures)},
-            {QStringLiteral("mail_database"), database},
-            {QStringLiteral("seconds"), seconds}});
+        QJsonObject object = as_json(report);
+        object[QStringLiteral("state")] = cancelled ? QStringLiteral("cancelled") : QStringLiteral("complete");
+        object[QStringLiteral("mail_database")] = database;
+        object[QStringLiteral("seconds")] = seconds;
+        print_json(object);
         return;
     }
-    print(QStringLiteral("Mail read in %1 s%2").arg(seconds, 0, 'f', 2).arg(totals.cancelled ? u", cancelled" : u""));
+    print(QStringLiteral("Mail read in %1 s%2").arg(seconds, 0, 'f', 2).arg(cancelled ? u", cancelled" : u""));
     const auto print_count = [](QLatin1StringView what, qint64 count) {
-        print(QStringLiteral("  %1 %2").arg(QString(what), -24).arg(count));
+        print(QStringLiteral("  %1 %2").arg(QString(what), -40).arg(count, 10));
     };
-    print_count(QLatin1StringView("mails"), totals.mails);
-    print_count(QLatin1StringView("  with problems"), totals.mails_with_problems);
-    print_count(QLatin1StringView("  given up"), totals.mails_given_up);
-    print_count(QLatin1StringView("parts"), totals.parts);
-    print_count(QLatin1StringView("part files written"), totals.files_written);
-    for (const QString &remark : totals.remarks)
+    print_count(QLatin1StringView("mails with problems"), report.reading.mails_with_problems);
+    print_count(QLatin1StringView("parts"), report.reading.parts);
+    print_count(QLatin1StringView("part files written"), report.reading.files_written);
+    for (const QString &line : summary_lines(report))
+        print(QLatin1StringView("  ") + line);
+    for (const QString &remark : report.reading.remarks)
         print(QLatin1StringView("  ") + remark);
-    for (const QString &failure : totals.failures)
+    for (const QString &failure : report.reading.failures + report.comparison.failures)
         print(QLatin1StringView("  failure: ") + failure);
     print(QLatin1StringView("  result  ") + database);
 }
@@ -128,13 +83,13 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
             return refuse(*missing, options.json);
     }
     const result_paths paths(options.result_dir);
-    const QString database_path = paths.directory + database_name;
+    const QString database_path = paths.directory + mail_database_name;
     const extract_options as_extraction = places_of(options);
     run_places places(as_extraction);
     last_rows before;
     maybe_refusal refused = places.check(before);
     if (!refused)
-        refused = check_earlier(options, database_path);
+        refused = check_earlier_mail(paths.directory, options);
     if (!refused)
         refused = places.make();
     if (refused)
@@ -167,22 +122,29 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
         return signals_watched.status();
     }
     if (options.clear)
-        remove_earlier(paths.directory);
+        remove_earlier_mail(paths.directory);
     mail_database database;
     if (const maybe_refusal unusable = database.open(database_path))
         return refuse(*unusable, options.json);
     places.keep();
     QElapsedTimer clock;
     clock.start();
-    const reading_totals totals =
-        read_mails(job_of(options, paths.directory, sources), database,
-                   [&](qint64 done, qint64 in_all) { return show_bytes(reading_mail_phase, done, in_all); });
+    const reading_job job = job_of(sources, paths.directory, options.source_count, options.threads);
+    reading_report report;
+    report.reading = read_mails(
+        job, database, [&](qint64 done, qint64 in_all) { return show_bytes(reading_mail_phase, done, in_all); });
+    if (!report.reading.cancelled) {
+        report.comparison = compare_rows({job.directory, job.sources, 0, {}}, database,
+                                         [&](qint64) { return signals_watched.received() == 0; });
+        report.is_compared = true;
+    }
     database.close();
     progress.finish();
-    print_totals(totals, database_path, static_cast<double>(clock.elapsed()) / 1000, options.json);
-    return totals.cancelled             ? signals_watched.status()
-           : !totals.failures.isEmpty() ? exit_status::done_with_failures
-                                        : exit_status::done;
+    print_report(report, database_path, static_cast<double>(clock.elapsed()) / 1000, options.json);
+    if (report.reading.cancelled || report.comparison.cancelled)
+        return signals_watched.status();
+    const bool failed = !report.reading.failures.isEmpty() || !report.comparison.failures.isEmpty();
+    return failed ? exit_status::done_with_failures : exit_status::done;
 }
 
 } // namespace
@@ -201,6 +163,7 @@ void add_read_command(command_line &line)
     CLI::Option *clear = command.add_flag("--clear", options->clear, "replace an earlier Mail.sqlite and its Parts");
     command.add_flag("--append", options->append, "add to an earlier Mail.sqlite")->excludes(clear);
 
+    add_reading_process_command(line);
     const auto spool = std::make_shared<QString>();
     CLI::App &worker = line.add("read-worker", "", [spool] { return static_cast<exit_status>(run_worker(*spool)); });
     worker.group(""); // started by `read` only, and not listed

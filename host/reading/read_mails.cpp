@@ -1,5 +1,6 @@
 #include "host/reading/read_mails.h"
 
+#include "host/reading/android_mails.h"
 #include "host/reading/limits.h"
 #include "host/reading/mail_splitter.h"
 #include "host/reading/worker_pool.h"
@@ -53,10 +54,13 @@ public:
 
 private:
     void read_file(const reading_source &source, const QString &place);
+    void read_android(const reading_source &source, const QString &place);
+    void keep(mail_record &record, int number);
     void dispatch(mail_under_way mail);
     void work(bool until_idle);
     void insert_ready();
     void commit();
+    void commit_if_due();
     void insert_first();
     QByteArray keep_part(const mail_part &part, QHash<QByteArray, QByteArray> &files_of_mail);
     void fail(const QString &sentence);
@@ -107,7 +111,7 @@ bool mail_reading::may_go_on()
 /// Move a part's bytes to their name in "Parts/"; equal ones are kept once. Empty when they could not be kept.
 QByteArray mail_reading::keep_part(const mail_part &part, QHash<QByteArray, QByteArray> &files_of_mail)
 {
-    if (part.is_text)
+    if (part.is_text || part.sha256.isEmpty()) // a part of which only the name is known
         return {};
     if (part.spool_file.isEmpty() && !part.is_kept) {
         fail(parts + QLatin1StringView(": not all parts could be written; see the problems of their mails"));
@@ -146,19 +150,16 @@ void mail_reading::insert_first()
     record.length = mail.place.length;
     record.separators = mail.place.separators;
     record.problems = mail.problems + record.problems;
-    QByteArrayList files;
-    QHash<QByteArray, QByteArray> files_of_mail; // by content; they are not in the database yet
-    for (const mail_part &part : std::as_const(record.parts))
-        files.append(keep_part(part, files_of_mail));
-    if (database.insert(record, files, mail.source_file_number) > 0) {
-        ++totals.mails;
-        totals.parts += record.parts.size();
-        totals.mails_with_problems += record.problems.isEmpty() ? 0 : 1;
-    }
+    keep(record, mail.source_file_number);
     bytes_done += mail.place.length;
     bytes_under_way -= mail.place.length;
     under_way.pop_front();
     ++first_number;
+    commit_if_due();
+}
+
+void mail_reading::commit_if_due()
+{
     if (totals.mails - mails_committed >= mails_per_transaction ||
         bytes_done - bytes_committed >= bytes_per_transaction)
         commit();
@@ -171,6 +172,50 @@ void mail_reading::commit()
         return;
     mails_committed = totals.mails;
     bytes_committed = bytes_done;
+}
+
+/// Into the database, with the files of its parts.
+void mail_reading::keep(mail_record &record, int number)
+{
+    record.row_note = row_note_until_compared;
+    QByteArrayList files;
+    QHash<QByteArray, QByteArray> files_of_mail; // by content; they are not in the database yet
+    for (const mail_part &part : std::as_const(record.parts))
+        files.append(keep_part(part, files_of_mail));
+    if (database.insert(record, files, number) > 0) {
+        ++totals.mails;
+        totals.parts += record.parts.size();
+        totals.mails_with_problems += record.problems.isEmpty() ? 0 : 1;
+    }
+}
+
+/// The mails of an Android database are numbered from 1, as their rows are.
+void mail_reading::read_android(const reading_source &source, const QString &place)
+{
+    work(true); // mails of the files before
+    ++source_file_number;
+    const QString folder = parts + spool_name;
+    android_mails mails(source.root, place, folder);
+    qint64 files = 0;
+    const auto write_part = [&](QByteArrayView bytes, mail_part &part) {
+        QFile file(folder + QLatin1StringView("android-part-") + QString::number(++files));
+        if (file.open(QIODevice::WriteOnly) && file.write(bytes.data(), bytes.size()) == bytes.size())
+            part.spool_file = QFile::encodeName(file.fileName());
+    };
+    mail_record record;
+    if (mails.open()) {
+        for (qint64 ordinal = 1; may_go_on() && mails.next(record, write_part); ++ordinal) {
+            record.source_count_name = source.source_count_name.toUtf8();
+            record.source_file = '/' + place.toUtf8();
+            record.ordinal = ordinal;
+            record.separators = {{ordinal, 0}};
+            keep(record, source_file_number);
+            commit_if_due();
+        }
+    }
+    if (!mails.failure().isEmpty())
+        fail(mails.failure());
+    bytes_done = bytes_of_files += QFileInfo(source.root + place).size();
 }
 
 void mail_reading::insert_ready()
@@ -288,7 +333,11 @@ reading_totals mail_reading::run()
     }
     for (const reading_source &source : job.sources) {
         for (const QString &place : source.places) {
-            if (may_go_on())
+            if (!may_go_on())
+                break;
+            if (source.scheme == QLatin1StringView("androidOS"))
+                read_android(source, place);
+            else
                 read_file(source, place);
         }
     }

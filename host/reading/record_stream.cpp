@@ -16,6 +16,13 @@ void pass_address(Stream &stream, Address &address)
     stream(address.address);
 }
 
+template <typename Stream, typename Row>
+void pass_row(Stream &stream, Row &row)
+{
+    stream(row.digest);
+    stream(row.rest);
+}
+
 template <typename Stream, typename Part>
 void pass_part(Stream &stream, Part &part)
 {
@@ -39,6 +46,7 @@ void pass_record(Stream &stream, Record &record)
         stream(*list);
     stream.list(record.addresses, [&stream](auto &each) { pass_address(stream, each); });
     stream.list(record.parts, [&stream](auto &each) { pass_part(stream, each); });
+    stream.list(record.foreseen_rows, [&stream](auto &each) { pass_row(stream, each); });
 }
 
 struct writer

@@ -122,6 +122,12 @@ bool sqlite_statement::is_null(int column) const
     return sqlite3_column_type(handle, column) == SQLITE_NULL;
 }
 
+QByteArray sqlite_statement::utf8(int column) const
+{
+    const auto *letters = reinterpret_cast<const char *>(sqlite3_column_text(handle, column));
+    return {letters, sqlite3_column_bytes(handle, column)};
+}
+
 QByteArray sqlite_statement::text(int column) const
 {
     const auto *bytes = static_cast<const char *>(sqlite3_column_blob(handle, column));

@@ -60,7 +60,9 @@ public:
     bool next();
     [[nodiscard]] qint64 integer(int column) const;
     [[nodiscard]] bool is_null(int column) const;
-    [[nodiscard]] QByteArray text(int column) const;
+    [[nodiscard]] QByteArray text(int column) const; ///< or bytes, as stored
+    [[nodiscard]] QByteArray utf8(int column) const; ///< a text, from a database in any encoding
+    [[nodiscard]] bool is_ready() const { return handle != nullptr; }
 
     /// Leave the rows that are not read and make the statement ready for the next values.
     void reset();

@@ -119,7 +119,7 @@ QByteArray decoded_uu(QByteArrayView stored, const QByteArray &what, QByteArrayL
 
 } // namespace
 
-base64_result decoded_base64(QByteArrayView text)
+base64_result decoded_mail_base64(QByteArrayView text)
 {
     base64_result result;
     result.bytes.resize(text.size() / 4 * 3 + 3);
@@ -192,7 +192,7 @@ QByteArray decoded_transfer(QByteArrayView stored, const QByteArray &encoding, c
                             QByteArrayList &problems)
 {
     if (encoding == "base64") {
-        base64_result result = decoded_base64(stored);
+        base64_result result = decoded_mail_base64(stored);
         if (result.is_cut)
             add_problem(problems, what + " ends in the middle of its base64; its last letter was left out.");
         if (result.goes_on)

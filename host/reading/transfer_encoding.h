@@ -19,7 +19,7 @@ struct base64_result
     bool goes_on = false;    ///< there are letters after the padding
     bool has_others = false; ///< bytes outside the alphabet other than line ends and blanks
 };
-[[nodiscard]] base64_result decoded_base64(QByteArrayView text);
+[[nodiscard]] base64_result decoded_mail_base64(QByteArrayView text);
 
 /// Quoted-printable. With `in_word`, "_" is a blank, as in encoded words of header fields.
 [[nodiscard]] QByteArray decoded_quoted_printable(QByteArrayView text, bool in_word);

@@ -1,5 +1,6 @@
 #include "host/reading/worker.h"
 
+#include "host/reading/expected_rows.h"
 #include "host/reading/limits.h"
 #include "host/reading/mail_reader.h"
 #include "host/reading/record_stream.h"
@@ -140,6 +141,7 @@ bool serve(const worker_request &request, const QByteArray &path, spool_folder &
                                    [&spool](QByteArrayView bytes, mail_part &part) { spool.take(bytes, part); });
     if (stored.size() < request.length)
         record.problems.append("The file could not be read to the end of this mail.");
+    foresee_rows(record, stored);
     return answer(to_bytes(record));
 }
 

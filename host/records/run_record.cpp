@@ -166,8 +166,22 @@ QJsonObject json_of(const run_record &record, const extract_options &options)
         {QStringLiteral("failure_lines"),
          QJsonArray::fromStringList(record.failure_lines.first(qMin(record.failure_lines.size(), most_failure_lines)))},
         {QStringLiteral("result_database"), json_of(record.database)},
+        {QStringLiteral("mail"), record.mail.isEmpty() ? QJsonValue() : QJsonValue(record.mail)},
+        {QStringLiteral("mail_database"), record.mail.isEmpty() ? QJsonValue() : json_of(record.mail_database)},
         {QStringLiteral("log"), record.log ? QJsonValue(json_of(*record.log)) : QJsonValue()},
     };
+}
+
+/// One line per file, the content of which is known from its name.
+void write_parts(QFileDevice &file, const QStringList &names, const QString &directory)
+{
+    constexpr qsizetype size_of_hash = 64; // letters
+    for (const QString &name : names) {
+        const QString relative = QLatin1StringView("Parts/") + name;
+        const written_file each = {relative, QFileInfo(directory + relative).size(), name.left(size_of_hash)};
+        file.write(&name == &names.first() ? "\n        " : ",\n        ");
+        file.write(QJsonDocument(json_of(each)).toJson(QJsonDocument::Compact));
+    }
 }
 
 /// One line per attachment: there may be millions.
@@ -202,6 +216,8 @@ bool write_whole(const result_paths &paths, const run_record &record, const extr
         file.write(QJsonDocument(json_of(record, options)).toJson(QJsonDocument::Indented).chopped(end.size()));
         file.write(",\n    \"attachments\": [");
         write_attachments(file, record.attachments, paths.attachments, hashes);
+        file.write("\n    ],\n    \"parts\": [");
+        write_parts(file, record.parts, paths.directory);
         file.write("\n    ]");
         file.write(end.data(), end.size());
         if (!record.ended.isValid())

@@ -40,6 +40,9 @@ struct run_record
     QStringList failure_lines;
     QStringList attachments; ///< names of the files that the run wrote into "Attachments"
     written_file database;
+    QJsonObject mail; ///< counts of what was read of the mail itself and compared; empty when it was not read
+    written_file mail_database;
+    QStringList parts;   ///< names of the files in "Parts", which begin with their SHA-256
     QString compared_by; ///< how the source was looked at again: "hash", "identity", or empty for not at all
     std::optional<recorded_log> log; ///< none without a log, and while the run goes on
 };
