@@ -1,4 +1,5 @@
 """Runs that are killed or cancelled at random moments, and while one long piece of work is done."""
+import glob
 import os
 import shutil
 import signal
@@ -15,6 +16,24 @@ def time_of(line):
     return time.mktime(time.strptime(stamp, "%Y-%b-%dT%H-%M-%S"))
 
 
+def has_open(path):
+    """Whether a process has a file below this path open."""
+    for descriptor in glob.iglob("/proc/[0-9]*/fd/*"):
+        try:
+            if os.readlink(descriptor).startswith(path):
+                return True
+        except OSError:
+            pass  # the process ended while it was looked at
+    return False
+
+
+def wait_for_reader(result):
+    """A killed run leaves the process that reads its mail, which ends by itself soon after."""
+    deadline = time.time() + 5
+    while time.time() < deadline and has_open(result):
+        time.sleep(0.02)
+
+
 def killed(s):
     """SIGKILL at random moments: a whole database, rows up to the last second, and a new run gives everything."""
     sources = s.two_sources()
@@ -28,6 +47,7 @@ def killed(s):
         ended = s.host.run_with_signal(source, result, signal.SIGKILL, delay)
         s.count(where, ended, (0, -signal.SIGKILL))
         s.figures.add(kills=1)
+        wait_for_reader(result)
         if not os.path.isdir(artifact_dir(result)):
             shutil.rmtree(result, ignore_errors=True)
             continue

@@ -223,8 +223,13 @@ void extraction::finish_reading()
         return !is_cancelled();
     };
     const reading_report report = reading.finish(go_on);
-    for (const QString &failure : report.reading.failures + report.comparison.failures)
-        add_failure(failure);
+    for (const QString &failure : report.reading.failures + report.comparison.failures) {
+        const QString file = failure.first(failure.indexOf(u": ") + 1);
+        const bool is_known = std::any_of(summary.failure_sentences.cbegin(), summary.failure_sentences.cend(),
+                                          [&file](const QString &known) { return known.startsWith(file); });
+        if (file.isEmpty() || !is_known) // a file that cannot be opened fails the rows and the mail, and is named once
+            add_failure(failure);
+    }
     summary.mail = report;
     record.mail = as_json(report);
     record.mail_database = {

@@ -10,6 +10,27 @@
 #include <system_error>
 #include <unistd.h>
 
+namespace {
+
+bool has_owner(const QLockFile &lock)
+{
+    return lock.getLockInfo(nullptr, nullptr, nullptr);
+}
+
+/// A process that is killed while it makes the lock file leaves it empty; one that is still at work on it is done
+/// within a second.
+bool take(QLockFile &lock)
+{
+    if (lock.tryLock())
+        return true;
+    if (has_owner(lock))
+        return false;
+    constexpr int milliseconds_to_wait = 1000;
+    return lock.tryLock(milliseconds_to_wait) || (!has_owner(lock) && lock.removeStaleLockFile() && lock.tryLock());
+}
+
+} // namespace
+
 void remove_whole(const QString &directory)
 {
     constexpr int max_tries = 20;
@@ -94,7 +115,7 @@ maybe_refusal run_places::make()
                                                     QLatin1StringView("); choose another RESULT_DIR")};
     lock.emplace(paths.lock);
     lock->setStaleLockTime(0); // a long run is not a dead one
-    if (!lock->tryLock()) {
+    if (!take(*lock)) {
         lock.reset();
         return refusal{exit_status::bad_result,
                        options.result_dir + QLatin1StringView(": another run is using it; wait for its end or choose "

@@ -98,8 +98,9 @@ private:
             if (rows < 0) {
                 expected.remarks.append(QStringLiteral("%1: rows of %2 cannot be counted").arg(file.place, table.name));
                 unknown.append(table.result_table);
+                continue; // the columns of a view are worked out, which alone can take without end
             }
-            if (const QString lacking = missing_columns(db, table); rows >= 0 && !lacking.isEmpty())
+            if (const QString lacking = missing_columns(db, table); !lacking.isEmpty())
                 expected.faults.append(
                     QStringLiteral("%1: %2 of another version of the application: its %3 rows cannot be "
                                    "extracted without the columns %4")

@@ -366,5 +366,5 @@ void test_differences::mail_stores()
              QVariantList({QStringLiteral("missing")}));
 }
 
-QTEST_MAIN(test_differences)
+QTEST_GUILESS_MAIN(test_differences)
 #include "test_differences.moc"
