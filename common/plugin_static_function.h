@@ -28,10 +28,10 @@ class plugin_static_function : public QWidget
 public:
     // ---- State ------------------------------------------------------------------------------------------------------
 
-    static int type_engine_int;         ///< 0 bench, 1 sweep, 2 probe edition; -1 not set
-    static int source_count_int;        ///< the host's number of the source; -1 not set
+    static int type_engine_int;                ///< 0 bench, 1 sweep, 2 probe edition; -1 not set
+    static int source_count_int;               ///< the host's number of the source; -1 not set
     static cancel_flag bool_cancel_extraction; ///< polled by every loop of the services
-    static bool debug_mode_status_bool; ///< the debug log is on
+    static bool debug_mode_status_bool;        ///< the debug log is on
     static bool debug_print_in_file_bool;
     static bool debug_print_on_terminal_bool;
     static bool debug_encryption_status_bool; ///< keeps its value over `set_essentials`
@@ -223,9 +223,8 @@ public:
     // The bare value out of the description of a property-list value, such as "<CFBoolean 0x1 [0x2]>{value = true}".
     // Empty when a piece of the description is missing.
 
-    static QString get_filtered_number_value(QString description); ///< between the first "+" and the first ","
-    static QString
-    get_filtered_boolean_value(QString description); ///< after "]>{" and "=", without the last character
+    static QString get_filtered_number_value(QString description);  ///< between the first "+" and the first ","
+    static QString get_filtered_boolean_value(QString description); ///< after "]>{" and "=", without the last character
     static QString get_filtered_cfstring_value(QString description);  ///< likewise, without double quotes
     static QString get_filtered_string_value(QString description);    ///< items of a list, joined by ";"
     static QString get_filtered_wherefrom_value(QString description); ///< origins of a download, one per line
@@ -235,7 +234,8 @@ public:
     //
     // Single values out of property-list dictionaries and file metadata of macOS. Keys and dictionaries are objects of
     // the platform (platform/property_objects.h); the key comes first. A missing key or a value of another class gives
-    // an empty text. Texts are trimmed, numbers cut towards zero. A label is put before its value, with ":+:" between them.
+    // an empty text. Texts are trimmed, numbers cut towards zero. A label is put before its value, with ":+:" between
+    // them.
 
     static QString convert_cfstring_to_qstring(const void *cfstring);
     static QString get_nsstring_values(void *key, void *dictionary);

@@ -18,7 +18,10 @@ template <class Reference>
 class owned
 {
 public:
-    explicit owned(Reference made) : reference(made) {}
+    explicit owned(Reference made)
+        : reference(made)
+    {
+    }
     ~owned()
     {
         if (reference)
@@ -34,7 +37,8 @@ private:
 
 } // namespace
 
-pool::pool() : handle([[NSAutoreleasePool alloc] init])
+pool::pool()
+    : handle([[NSAutoreleasePool alloc] init])
 {
 }
 
