@@ -73,7 +73,8 @@ exit_status command_line::refuse_usage(const CLI::ParseError &error) const
     const QStringList given = arguments();
     if (parser.get_subcommands().empty() && !given.isEmpty() && !given.first().startsWith(u'-')) {
         QStringList known;
-        for (const CLI::App *command : parser.get_subcommands([](const CLI::App *) { return true; }))
+        for (const CLI::App *command :
+             parser.get_subcommands([](const CLI::App *each) { return !each->get_group().empty(); }))
             known.append(text_of_argument(command->get_name()));
         what = QLatin1Char('"') + given.first() + QLatin1StringView("\" is not a sub-command; choose from ") +
                known.join(QLatin1StringView(", "));
