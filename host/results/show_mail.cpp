@@ -100,7 +100,11 @@ void mail_view::print_fields()
         place += QStringLiteral(", %1 bytes at offset %2").arg(mail.number(10)).arg(mail.number(9));
     field(QStringLiteral("Source"), place);
     field(QStringLiteral("SHA-256"), text_at(mail, 11));
-    field(QStringLiteral("Problems"), text_at(mail, 12));
+    QString heading = QStringLiteral("Problems");
+    for (const QString &problem : text_at(mail, 12).split(u'\n', Qt::SkipEmptyParts)) {
+        field(heading, problem);
+        heading.clear();
+    }
 }
 
 /// The text; of a mail that has HTML alone, the HTML's text as the search has it.
