@@ -176,8 +176,7 @@ void evidence_check::begin_second_look(looked_at &file, bool is_urgent)
     const auto look = [this, &file] {
         if (how == again::hash)
             file.after = sha256_of_file(file.path, go_on);
-        else
-            file.identity_after = identity_of(file.path);
+        file.identity_after = identity_of(file.path);
     };
     second_looks.add(look, is_urgent);
 }
@@ -207,8 +206,11 @@ QStringList evidence_check::changes_of(ready_source &source) const
     const auto compare = [&](const QString &path, QString &after) {
         const looked_at &file = *files.at(path);
         after = file.after;
-        const bool is_same =
-            how == again::hash ? file.before == file.after : file.identity_before == file.identity_after;
+        // The first hash is made beside the extraction: a file that was written to before it has equal hashes.
+        const bool was_written_to = file.identity_before.size != file.identity_after.size ||
+                                    file.identity_before.modified != file.identity_after.modified;
+        const bool is_same = how == again::hash ? file.before == file.after && !was_written_to
+                                                : file.identity_before == file.identity_after;
         if (!is_same)
             changes.append(path + QLatin1StringView(": changed during the run"));
     };
