@@ -23,5 +23,5 @@ struct mark_place
 /// `message` begins with its separator line; `mark` is a position in it, or -1, and `mark_text` what was found there.
 [[nodiscard]] mark_place place_of_mark(QByteArrayView message, qsizetype mark, QByteArrayView mark_text);
 
-/// Where the body of the message begins: behind the first empty line, or its end.
+/// Where the body of the message begins: after the first empty line, or its end.
 [[nodiscard]] qsizetype begin_of_body(QByteArrayView message);

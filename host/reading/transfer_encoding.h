@@ -6,7 +6,7 @@
 
 /// The stored bytes decoded as `encoding` says (lower case; anything but base64, quoted-printable and uuencode with
 /// their aliases leaves them as they are). Damaged text is decoded as far as it goes, and `problems` names `what`
-/// ("part 1.2" of the mail).
+/// (the part, as it begins a sentence).
 [[nodiscard]] QByteArray decoded_transfer(QByteArrayView stored, const QByteArray &encoding, const QByteArray &what,
                                           QByteArrayList &problems);
 
