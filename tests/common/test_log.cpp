@@ -243,7 +243,9 @@ void test_log::cipher_refuses_data()
     changed[changed.size() - 1] = char(changed.back() ^ 1);
     cipher.protection_mode = encryptor_string::protection_none;
     cipher.compression_mode = encryptor_string::compression_never;
-    QByteArray forged_size = cipher.encryptToByteArray(QByteArray::fromHex("fffffff0789c030000000001"));
+    QByteArray with_forged_size = qCompress("some text");
+    with_forged_size[0] = 0x10; // 256 MiB
+    QByteArray forged_size = cipher.encryptToByteArray(with_forged_size);
     forged_size[1] = 0x01;
     QTest::newRow("too short") << QByteArray("\3\2") << 0;
     QTest::newRow("other version") << QByteArray("\4\2abcdef") << 2;

@@ -147,23 +147,32 @@ void test_plugin::signals_of_a_run_data()
     QTest::addColumn<QString>("scheme");
     QTest::addColumn<QString>("tables");
     QTest::addColumn<int>("engine");
-    QTest::addColumn<QString>("expected");
+    QTest::addColumn<QString>("first");
+    QTest::addColumn<QString>("second"); // run of the same object
     QTest::newRow("Android") << "androidOS"
-                             << "cookies messages" << 0 << "r0 r1 t1 r1 t2 r1 r1";
+                             << "cookies messages" << 0 << "r0 r1 t1 r1 t2 r1 r1"
+                             << "r0 r2 t3 r2 t4 r2 r2";
     QTest::newRow("Takeout") << "gTakeoutOS"
-                             << "messages cookies" << 0 << "r0 r1 t1 r1 r1";
+                             << "messages cookies" << 0 << "r0 r1 t1 r1 r1"
+                             << "r0 r2 t2 r2 r2";
     QTest::newRow("Takeout without messages") << "gTakeoutOS"
-                                              << "cookies" << 0 << "r0 t1 r0 r0";
+                                              << "cookies" << 0 << "r0 t1 r0 r0"
+                                              << "r0 t2 r0 r0";
     QTest::newRow("another scheme") << "macOS"
-                                    << "messages" << 0 << "r0 r0 r0";
+                                    << "messages" << 0 << "r0 r0 r0"
+                                    << "r0 r0 r0";
     QTest::newRow("another engine") << "androidOS"
-                                    << "messages" << 1 << "r0 r0 r0";
+                                    << "messages" << 1 << "r0 r0 r0"
+                                    << "r0 r0 r0";
     QTest::newRow("unknown scheme") << "AndroidOS"
-                                    << "messages" << 0 << "r0 r0";
+                                    << "messages" << 0 << "r0 r0"
+                                    << "r0 r0";
     QTest::newRow("cancelled before") << "androidOS"
-                                      << "messages" << -1 << "r0";
+                                      << "messages" << -1 << "r0"
+                                      << "r0";
     QTest::newRow("root without a slash") << "no slash"
-                                          << "messages" << 0 << "r0 r0 t1 r0 r0";
+                                          << "messages" << 0 << "r0 r0 t1 r0 r0"
+                                          << "r0 r0 t2 r0 r0";
 }
 
 void test_plugin::signals_of_a_run()
@@ -192,8 +201,11 @@ void test_plugin::signals_of_a_run()
     if (engine < 0)
         session.plugin.pub_cancel_extraction();
     session.extract();
-    QTEST(sent.join(u' '), "expected");
+    QTEST(sent.join(u' '), "first");
     QCOMPARE(log.lines_with(QStringLiteral("FAILED")).isEmpty(), scheme != u"AndroidOS");
+    sent.clear();
+    session.extract();
+    QTEST(sent.join(u' '), "second");
 }
 
 void test_plugin::schema()
