@@ -1,7 +1,7 @@
 /// The formats of `gmail_host export`. Each writes its files and returns the lines that say how to read them.
 #pragma once
 
-#include "host/results/export_directory.h"
+#include "host/results/new_directory.h"
 #include "host/results/result_reader.h"
 
 #include <QStringList>
@@ -12,7 +12,7 @@
 struct export_job
 {
     const result_reader &reader;
-    const export_directory &directory;
+    const new_directory &directory;
     /// False once the user wants to stop.
     std::function<bool()> go_on;
     /// What goes into the file about the export, besides what all formats have in common.

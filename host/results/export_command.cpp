@@ -3,6 +3,7 @@
 #include "host/command_line.h"
 #include "host/progress.h"
 #include "host/results/export.h"
+#include "host/results/export_file.h"
 #include "host/results/export_mails.h"
 #include "host/results/time_text.h"
 #include "host/sources/prepare.h"
@@ -96,7 +97,10 @@ maybe_refusal export_result(const export_options &options, signal_watch &signals
     result_reader reader;
     if (maybe_refusal refused = reader.open(options.result_dir))
         return refused;
-    export_directory directory;
+    if (const QFileInfo there(options.out); there.exists() || there.isSymLink())
+        return refusal{exit_status::bad_result,
+                       options.out + QLatin1StringView(": exists already; choose another --out")};
+    new_directory directory;
     if (maybe_refusal refused = directory.make(options.out))
         return refused;
     signals_watched.before_exit([path = directory.path()] { QDir(path).removeRecursively(); });

@@ -1,4 +1,4 @@
-/// The directory of an export: made under another name beside its place, and renamed when everything is in it.
+/// A file of an export.
 #pragma once
 
 #include "host/refusal.h"
@@ -6,36 +6,11 @@
 #include <QByteArray>
 #include <QFile>
 
-class export_directory
-{
-public:
-    export_directory() = default;
-    /// Removes what is not finished.
-    ~export_directory();
-    Q_DISABLE_COPY_MOVE(export_directory)
-
-    /// Begin an export that will be `target`. Refused when that exists, or cannot be made.
-    [[nodiscard]] maybe_refusal make(const QString &target);
-
-    /// Path of a file or directory in it; no "/" at its end for the directory itself.
-    [[nodiscard]] QString path(const QString &name = {}) const
-    {
-        return name.isEmpty() ? unfinished : QString(unfinished + u'/' + name);
-    }
-
-    /// Give the directory its name.
-    [[nodiscard]] maybe_refusal finish();
-
-private:
-    QString wanted;
-    QString unfinished; ///< empty when there is nothing to remove
-};
-
 /// A new file of an export. Keeps its first failure, and drops what is written after it.
 class export_file
 {
 public:
-    /// The file must not exist. `shown_path` is what failures call it.
+    /// The file must not exist.
     explicit export_file(const QString &path);
 
     void write(QByteArrayView bytes);

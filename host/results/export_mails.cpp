@@ -1,5 +1,6 @@
 #include "host/results/export_mails.h"
 
+#include "host/results/export_file.h"
 #include "host/results/text_formats.h"
 
 #include <QCryptographicHash>

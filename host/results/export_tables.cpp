@@ -1,5 +1,6 @@
 /// CSV and JSON lines: a file per table.
 #include "host/results/export.h"
+#include "host/results/export_file.h"
 #include "host/results/text_formats.h"
 
 namespace {

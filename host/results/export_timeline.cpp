@@ -1,4 +1,5 @@
 #include "host/results/export.h"
+#include "host/results/export_file.h"
 #include "host/terminal.h"
 
 namespace {

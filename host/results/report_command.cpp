@@ -1,6 +1,7 @@
 #include "host/results/report_command.h"
 
 #include "host/command_line.h"
+#include "host/results/new_directory.h"
 #include "host/results/report_data.h"
 #include "host/results/report_tables.h"
 #include "host/terminal.h"
@@ -12,68 +13,22 @@
 #include <QJsonDocument>
 #include <QUrl>
 
-#include <csignal>
-#include <unistd.h>
-
 namespace {
 
 constexpr int report_version = 1; // of the data files; the page refuses others
 
-maybe_refusal bad_place(const QString &text)
+/// Refused when something is there that is neither an earlier report nor an empty directory.
+maybe_refusal check_place(const QString &out)
 {
-    return refusal{exit_status::bad_result, text};
+    const QFileInfo there(out);
+    const bool is_earlier_report = QFileInfo::exists(out + QLatin1StringView("/data/start.js"));
+    const bool is_empty =
+        there.isDir() && QDir(out).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    if (there.isSymLink() || (there.exists() && !is_earlier_report && !is_empty))
+        return refusal{exit_status::bad_result,
+                       out + QLatin1StringView(": exists and is not a report; choose another --out")};
+    return {};
 }
-
-/// Where the report goes: written under another name, and renamed when it is whole.
-class report_place
-{
-public:
-    explicit report_place(const QString &out)
-        : final_place(QDir::cleanPath(QFileInfo(out).absoluteFilePath()))
-        , unfinished(final_place + QStringLiteral(".unfinished-%1").arg(getpid()))
-    {
-    }
-    ~report_place()
-    {
-        if (!unfinished.isEmpty())
-            QDir(unfinished).removeRecursively();
-    }
-    Q_DISABLE_COPY_MOVE(report_place)
-
-    [[nodiscard]] maybe_refusal make() const
-    {
-        const QFileInfo there(final_place);
-        const bool is_earlier_report = QFileInfo::exists(final_place + QLatin1StringView("/data/start.js"));
-        if (there.isSymLink() ||
-            (there.exists() && !is_earlier_report &&
-             !(there.isDir() &&
-               QDir(final_place).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System))))
-            return bad_place(final_place + QLatin1StringView(": exists and is not a report; choose another --out"));
-        if (!QDir().mkpath(unfinished + QLatin1StringView("/data")))
-            return bad_place(unfinished + QLatin1StringView(": cannot be created; choose a writable place with --out"));
-        return {};
-    }
-
-    [[nodiscard]] maybe_refusal finish()
-    {
-        const QString earlier = unfinished + QLatin1StringView("-earlier");
-        const bool was_there = QFileInfo::exists(final_place);
-        if ((was_there && !QDir().rename(final_place, earlier)) || !QDir().rename(unfinished, final_place)) {
-            if (was_there)
-                QDir().rename(earlier, final_place);
-            return bad_place(final_place +
-                             QLatin1StringView(": cannot be replaced; remove it or choose another --out"));
-        }
-        unfinished.clear();
-        QDir(earlier).removeRecursively();
-        return {};
-    }
-
-    [[nodiscard]] QString data() const { return unfinished + QLatin1StringView("/data"); }
-
-    const QString final_place;
-    QString unfinished; ///< empty once it is whole
-};
 
 maybe_refusal write_page(const QString &directory)
 {
@@ -82,8 +37,8 @@ maybe_refusal write_page(const QString &directory)
         const QString from = files.next();
         const QString to = directory + u'/' + files.fileName();
         if (!QFile::copy(from, to))
-            return bad_place(to +
-                             QLatin1StringView(": cannot be written; make room, or choose another place with --out"));
+            return refusal{exit_status::bad_result,
+                           to + QLatin1StringView(": cannot be written; make room, or choose another --out")};
         QFile::setPermissions(to, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup |
                                       QFileDevice::ReadOther);
     }
@@ -148,8 +103,8 @@ maybe_refusal write_counts(const result_reader &reader, json_text &out)
     return {};
 }
 
-maybe_refusal write_start(const result_reader &reader, const report_place &place, const report_data &data,
-                          const json_text &tables)
+maybe_refusal write_start(const result_reader &reader, const QString &out, const QString &folder,
+                          const report_data &data, const json_text &tables)
 {
     json_text start;
     start.begin_object();
@@ -164,7 +119,7 @@ maybe_refusal write_start(const result_reader &reader, const report_place &place
     start.key("result");
     start.text(QDir::toNativeSeparators(QFileInfo(reader.directory()).absoluteFilePath()));
     start.key("result_address");
-    start.text(result_address(place.final_place, reader.directory()));
+    start.text(result_address(out, reader.directory()));
     start.key("run");
     start.text_or_null(run_text(reader));
     start.key("mail_problem");
@@ -175,28 +130,35 @@ maybe_refusal write_start(const result_reader &reader, const report_place &place
     if (maybe_refusal refused = write_counts(reader, start))
         return refused;
     start.end_object();
-    return write_script(place.data() + QLatin1StringView("/start.js"), "start", 0, start);
+    return write_script(folder + QLatin1StringView("/start.js"), "start", 0, start);
 }
 
-maybe_refusal write_report(const result_reader &reader, report_place &place, const std::function<bool()> &go_on)
+maybe_refusal write_report(const result_reader &reader, const QString &out, signal_watch &signals_watched)
 {
-    if (maybe_refusal refused = place.make())
+    const auto go_on = [&signals_watched] { return signals_watched.received() == 0; };
+    if (maybe_refusal refused = check_place(out))
         return refused;
-    if (maybe_refusal refused = write_page(place.unfinished))
+    new_directory directory;
+    if (maybe_refusal refused = directory.make(out))
         return refused;
-    report_data data(place.data());
+    signals_watched.before_exit([path = directory.path()] { QDir(path).removeRecursively(); });
+    if (maybe_refusal refused = write_page(directory.path()))
+        return refused;
+    const QString folder = directory.path(QStringLiteral("data"));
+    QDir().mkdir(folder);
+    report_data data(folder);
     if (maybe_refusal refused = data.write(reader, go_on))
         return refused;
     json_text tables;
     tables.begin_list();
-    if (maybe_refusal refused = write_tables(reader, place.data(), go_on, tables))
+    if (maybe_refusal refused = write_tables(reader, folder, go_on, tables))
         return refused;
     tables.end_list();
-    if (maybe_refusal refused = write_start(reader, place, data, tables))
+    if (maybe_refusal refused = write_start(reader, out, folder, data, tables))
         return refused;
     if (maybe_refusal refused = reader.changed())
         return refused;
-    return go_on() ? place.finish() : maybe_refusal();
+    return go_on() ? directory.finish() : maybe_refusal();
 }
 
 struct report_options
@@ -211,19 +173,17 @@ exit_status report(const report_options &options)
     result_reader reader;
     if (const maybe_refusal refused = reader.open(options.result_dir))
         return refuse(*refused);
-    report_place place(options.out.isEmpty() ? reader.directory() + QLatin1StringView("Report") : options.out);
-    const QString unfinished = place.unfinished;
-    signals_watched.before_exit([unfinished] { QDir(unfinished).removeRecursively(); });
-    const maybe_refusal refused =
-        write_report(reader, place, [&signals_watched] { return signals_watched.received() == 0; });
+    const QString chosen = options.out.isEmpty() ? reader.directory() + QLatin1StringView("Report") : options.out;
+    const QString out = QDir::cleanPath(QFileInfo(chosen).absoluteFilePath());
+    const maybe_refusal refused = write_report(reader, out, signals_watched);
     signals_watched.forget_handler();
     if (refused)
         return refuse(*refused);
-    if (const int signal = signals_watched.received(); signal != 0) {
+    if (signals_watched.received() != 0) {
         complain(QStringLiteral("cancelled; no report was written"));
-        return signal == SIGINT ? exit_status::interrupted : exit_status::terminated;
+        return signals_watched.status();
     }
-    print(QString(place.final_place + QLatin1StringView("/index.html")));
+    print(QString(out + QLatin1StringView("/index.html")));
     return exit_status::done;
 }
 

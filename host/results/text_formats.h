@@ -1,7 +1,7 @@
 /// Values as CSV and as JSON.
 #pragma once
 
-#include "host/results/export_directory.h"
+#include "host/results/export_file.h"
 #include "host/results/result_tables.h"
 #include "host/results/row_cursor.h"
 

@@ -168,7 +168,7 @@ void test_report::places_data()
     QTest::newRow("a hidden file") << u"mkdir out && touch out/.a && REPORT --out out"_s << 5 << u"is not a report"_s;
     QTest::newRow("a file") << u"touch out && REPORT --out out"_s << 5 << u"is not a report"_s;
     QTest::newRow("a link") << u"mkdir a && ln -s a out && REPORT --out out"_s << 5 << u"is not a report"_s;
-    QTest::newRow("below a file") << u"touch a && REPORT --out a/out"_s << 5 << u"cannot be created"_s;
+    QTest::newRow("below a file") << u"touch a && REPORT --out a/out"_s << 5 << u"no such directory"_s;
     QTest::newRow("no result") << u"mkdir a && REPORT/none --out out"_s << 5 << u"does not exist"_s;
 }
 

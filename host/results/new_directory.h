@@ -1,0 +1,29 @@
+/// A directory that is made under another name beside its place, and renamed when everything is in it.
+#pragma once
+
+#include "host/refusal.h"
+
+class new_directory
+{
+public:
+    new_directory() = default;
+    /// Removes what is not finished.
+    ~new_directory();
+    Q_DISABLE_COPY_MOVE(new_directory)
+
+    /// Begin what will be `target`. Refused when it cannot be made there.
+    [[nodiscard]] maybe_refusal make(const QString &target);
+
+    /// Path of a file or directory in it; no "/" at its end for the directory itself.
+    [[nodiscard]] QString path(const QString &name = {}) const
+    {
+        return name.isEmpty() ? unfinished : QString(unfinished + u'/' + name);
+    }
+
+    /// Give the directory its name. What has that name already is replaced with it, and kept when that fails.
+    [[nodiscard]] maybe_refusal finish();
+
+private:
+    QString wanted;
+    QString unfinished; ///< empty when there is nothing to remove
+};
