@@ -77,7 +77,7 @@ void print_as_text(const ready_source &source)
     for (const QString &remark : source.remarks)
         print(QLatin1StringView("  ") + remark);
     for (auto skipped = source.skipped.cbegin(); skipped != source.skipped.cend(); ++skipped)
-        print(QStringLiteral("  %1 members skipped: %2").arg(skipped.value()).arg(skipped.key()));
+        print(QStringLiteral("  skipped: %1 (%2)").arg(skipped.key()).arg(skipped.value()));
 }
 
 /// Read the files of all sources, and count their rows.

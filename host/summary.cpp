@@ -88,7 +88,7 @@ void print_source(const source_record &record, const run_summary &summary)
     for (const QString &remark : record.source.remarks + record.source.expected.remarks)
         print(QLatin1StringView("  ") + remark);
     for (auto skipped = record.source.skipped.cbegin(); skipped != record.source.skipped.cend(); ++skipped)
-        print(QStringLiteral("  %1 members skipped: %2").arg(skipped.value()).arg(skipped.key()));
+        print(QStringLiteral("  skipped: %1 (%2)").arg(skipped.key()).arg(skipped.value()));
 }
 
 void print_as_text(const run_summary &summary, const extract_options &options, const QList<source_record> &sources)

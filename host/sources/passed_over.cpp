@@ -10,6 +10,7 @@ namespace {
 
 constexpr qsizetype max_skipped_paths = 100;
 constexpr qsizetype max_remarks = 100; // the counts go on
+constexpr QLatin1StringView newer_store("mail store of a newer version");
 
 void remark(ready_source &source, const QString &text)
 {
@@ -71,30 +72,32 @@ void note_dropped(ready_source &source, const QString &reason, const member &ent
         remark(source, entry.path + QLatin1StringView(": not read (") + reason + u')');
 }
 
-bool note_passed_over(ready_source &source, const QString &path, bool in_archive)
+QString why_passed_over(const QString &path)
 {
-    const QString hint = in_archive ? QStringLiteral("; unpack it and give it as a SOURCE of its own")
-                                    : QStringLiteral("; give it as a SOURCE of its own");
-    if (is_newer_store(path)) {
-        note_skipped(source, QStringLiteral("mail store of a newer version"), path);
-        remark(source, path + QLatin1StringView(": holds a mail store of a newer version of the application, which is "
-                                                "not read"));
-        return true;
-    }
-    QString reason;
+    if (is_newer_store(path))
+        return newer_store;
     if (is_export_part(path))
-        reason = QStringLiteral("export archive inside the source");
-    else if (!path.endsWith(mbox_suffix, Qt::CaseInsensitive))
-        return false;
-    else if (is_hidden(path))
-        reason = QStringLiteral("hidden mbox file");
-    else if (!path.endsWith(mbox_suffix))
-        reason = QStringLiteral("mbox file whose name does not end in .mbox in small letters");
-    else
-        reason = QStringLiteral("mbox file outside the mail folder");
+        return QStringLiteral("export archive inside the source");
+    if (!path.endsWith(mbox_suffix, Qt::CaseInsensitive))
+        return {};
+    if (is_hidden(path))
+        return QStringLiteral("hidden mbox file");
+    if (!path.endsWith(mbox_suffix))
+        return QStringLiteral("mbox file whose name does not end in .mbox in small letters");
+    return QStringLiteral("mbox file outside the mail folder");
+}
+
+void note_passed_over(ready_source &source, const QString &path, bool in_archive)
+{
+    const QString reason = why_passed_over(path);
     note_skipped(source, reason, path);
-    remark(source, path + QLatin1StringView(": not read (") + reason + u')' + hint);
-    return true;
+    if (reason == newer_store)
+        remark(source, path + QLatin1StringView(": contains a mail store of a newer version of the application, which "
+                                                "is not read"));
+    else
+        remark(source, path + QLatin1StringView(": not read (") + reason +
+                           (in_archive ? QLatin1StringView("); unpack it and give it as a SOURCE of its own")
+                                       : QLatin1StringView("); give it as a SOURCE of its own")));
 }
 
 bool may_be_mail(const QString &path)

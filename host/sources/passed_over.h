@@ -16,9 +16,11 @@ void note_skipped(ready_source &source, const QString &reason, const QString &pa
 /// The same for a dropped member; one that may be mail gets a remark, too.
 void note_dropped(ready_source &source, const QString &reason, const member &entry);
 
-/// Name an ordinary file that was given no place, if it may be mail. `in_archive`: the source is not a directory.
-/// False when it is of no interest.
-bool note_passed_over(ready_source &source, const QString &path, bool in_archive);
+/// Why an ordinary file that was given no place is to be named: it may be mail. Empty when it is of no interest.
+[[nodiscard]] QString why_passed_over(const QString &path);
+
+/// Count and name such a file. `in_archive`: the source is not a directory.
+void note_passed_over(ready_source &source, const QString &path, bool in_archive);
 
 /// True for a path that a mail file, a database of mail, an export, or a folder of these would have.
 [[nodiscard]] bool may_be_mail(const QString &path);

@@ -40,6 +40,7 @@ private:
     maybe_refusal add_nothing_placed(QList<ready_source> &ready);
     maybe_refusal add_placed(QList<ready_source> &ready);
     void note_members_without_place();
+    [[nodiscard]] std::size_t innermost_source_of(const QString &path) const;
     void note_what_is_left_out(std::span<ready_source> made);
 
     const given_group &given;
@@ -100,9 +101,27 @@ void source_preparation::note_members_without_place()
             has_place[static_cast<std::size_t>(member.index)] = true;
     }
     for (std::size_t i = 0; i < has_place.size(); ++i) {
-        if (!has_place[i] && !note_passed_over(listing.notes, listing.members[i].entry.path, directory.isEmpty()))
+        const QString &path = listing.members[i].entry.path;
+        if (has_place[i])
+            continue;
+        if (why_passed_over(path).isEmpty())
             ++listing.not_read;
+        else
+            listing.passed_over.append(path);
     }
+}
+
+/// The index of the placed source with the longest root that `path` lies below; the first when there is none.
+std::size_t source_preparation::innermost_source_of(const QString &path) const
+{
+    qsizetype found = 0;
+    for (qsizetype i = 1; i < placed.size(); ++i) {
+        const bool is_nearer =
+            !path.startsWith(placed.at(found).root) || placed.at(i).root.size() > placed.at(found).root.size();
+        if (is_nearer && path.startsWith(placed.at(i).root))
+            found = i;
+    }
+    return static_cast<std::size_t>(found);
 }
 
 /// Links to files are read where the source is read in place; folders that the plug-in walks itself are its to log.
@@ -121,6 +140,8 @@ void source_preparation::note_what_is_left_out(std::span<ready_source> made)
         if (found == made.end())
             note_dropped(made.front(), why_dropped(link), link);
     }
+    for (const QString &path : std::as_const(listing.passed_over))
+        note_passed_over(made[innermost_source_of(path)], path, directory.isEmpty());
     for (const member &each : std::as_const(listing.faults)) {
         const QString text = directory + each.path + QLatin1StringView(": cannot be read (") + each.fault + u')';
         const auto found =

@@ -30,7 +30,9 @@ void add(source_listing &listing, std::size_t reader, member entry, bool is_dire
     const std::optional<android_location> found = locate_android(entry.path);
     if (may_be_placed(entry.path))
         listing.members.push_back({reader, entry});
-    else if (!note_passed_over(listing.notes, entry.path, !is_directory) && !(found && is_looked_for(found->place)))
+    else if (!why_passed_over(entry.path).isEmpty())
+        listing.passed_over.append(entry.path);
+    else if (!found || !is_looked_for(found->place))
         ++listing.not_read;
 }
 
@@ -42,6 +44,7 @@ maybe_refusal list_source(const given_group &group, const prepare_options &optio
     listing.notes.remarks = group.remarks;
     for (qsizetype i = 0; i < group.paths.size(); ++i) {
         const QString &path = group.paths.at(i);
+        const file_identity identity = identity_of(path);
         std::unique_ptr<member_reader> reader;
         if (maybe_refusal unreadable = open_reader(path, {options.go_on, has_names_only}, reader))
             return unreadable;
@@ -63,7 +66,8 @@ maybe_refusal list_source(const given_group &group, const prepare_options &optio
             listing.notes.failures.append(doubt);
         listing.notes.given.append({.path = path,
                                     .type = reader->format(),
-                                    .size = is_directory ? -1 : QFileInfo(path).size(),
+                                    .size = is_directory ? -1 : identity.size,
+                                    .identity = identity,
                                     .sha256_before = {},
                                     .sha256_after = {}});
     }

@@ -19,6 +19,7 @@ struct source_listing
     std::vector<found_member> members; ///< in the order of the source
     QList<member> links;               ///< of a directory; those that may be mail
     QList<member> faults;              ///< entries of a directory that cannot be read
+    QStringList passed_over;           ///< ordinary files that may be mail and have no place
     qint64 not_read = 0;               ///< ordinary files of no interest
     qint64 in_all = 0;                 ///< members of any kind
     ready_source notes;                ///< what was given, and what is to be said of it

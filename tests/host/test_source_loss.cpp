@@ -44,6 +44,7 @@ private Q_SLOTS:
     void roots_data();
     void roots();
     void passed_over();
+    void passed_over_of_each_source();
     void second_copies();
     void parts_of_an_export();
     void faults_before_a_run();
@@ -101,9 +102,21 @@ void test_source_loss::roots()
     }
 }
 
+void test_source_loss::passed_over_of_each_source()
+{
+    write({{"alice/Takeout/Mail/a.mbox", mail(1)},
+           {"bob/Takeout/Mail/a.mbox", mail(1)},
+           {"bob/Takeout/Mail/y.MBOX", mail(1)}});
+    QCOMPARE(session->extract(QStringLiteral("given")), 0);
+    const QJsonArray sources = session->record()[u"sources"].toArray();
+    QCOMPARE(texts(sources[0][u"remarks"]), QString());
+    QVERIFY(texts(sources[1][u"remarks"]).contains(u"bob/Takeout/Mail/y.MBOX: not read"));
+}
+
 void test_source_loss::passed_over()
 {
-    const QString newer = QStringLiteral("holds a mail store of a newer version of the application, which is not read");
+    const QString newer =
+        QStringLiteral("contains a mail store of a newer version of the application, which is not read");
     const QList<std::pair<QString, QString>> lines = {
         {QStringLiteral("takeout-1Z-001.zip: "), QStringLiteral("give it as a SOURCE of its own")},
         {QStringLiteral("x.MBOX: "), QStringLiteral("give it as a SOURCE of its own")},
