@@ -142,7 +142,7 @@ void extraction::begin_first_looks(const QList<ready_source> &sources)
 void extraction::show_progress(const ready_source &source, qint64 records, int tabs)
 {
     progress.show_records(records, tabs);
-    if (!evidence || source.found.scheme != u"gTakeoutOS" || source.files.size() < 2)
+    if (!evidence || source.found.scheme != takeout_scheme || source.files.size() < 2)
         return;
     const QString place = last_source_file(paths.database).mid(1);
     if (!file_at_hand.isEmpty() && place != file_at_hand)

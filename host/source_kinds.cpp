@@ -32,22 +32,22 @@ constexpr read_table cookie_tables[] = {
 constexpr QLatin1StringView whole; // the name has no further end
 constexpr read_place mail_places[] = {{use::mail, mail_root, ""_L1, mbox_suffix, true}};
 constexpr read_place android_places[] = {
-    {use::database, "apps/com.google.android.gm/db/"_L1, "EmailProvider.db"_L1, whole, false, provider_tables},
-    {use::database, "apps/com.google.android.gm/db/"_L1, "mailstore."_L1, ".db"_L1, true, store_tables},
-    {use::newer_store, "apps/com.google.android.gm/db/"_L1, "bigTopDataDB."_L1, ""_L1, true},
+    {use::database, database_folder, "EmailProvider.db"_L1, whole, false, provider_tables},
+    {use::database, database_folder, "mailstore."_L1, ".db"_L1, true, store_tables},
+    {use::newer_store, database_folder, "bigTopDataDB."_L1, ""_L1, true},
     {use::database, "apps/com.google.android.gm/r/app_webview/"_L1, "Cookies"_L1, whole, false, cookie_tables},
     {use::settings, "apps/com.google.android.gm/sp/"_L1, "warm_accounts_preferences.xml"_L1, whole},
     {use::settings, "apps/com.google.android.gm/sp/"_L1, "UnifiedEmail.xml"_L1, whole},
     {use::name_only, body_place, ""_L1, ""_L1, true},
-    {use::name_only, "apps/com.google.android.gm/db/1.db_att/"_L1, ""_L1, ""_L1, true},
+    {use::name_only, cached_attachments_place, ""_L1, ""_L1, true},
 };
 
 constexpr source_kind kinds[] = {
     {"macOS"_L1, {}, {}},
     {"iOS_UID"_L1, {}, {}},
     {"winOS"_L1, {}, {}},
-    {"gTakeoutOS"_L1, mail_root, mail_places, true},
-    {"androidOS"_L1, android_root, android_places},
+    {takeout_scheme, mail_root, mail_places, true},
+    {android_scheme, android_root, android_places},
 };
 
 bool fits(const read_place &place, QStringView path)

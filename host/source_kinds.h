@@ -43,10 +43,16 @@ struct source_kind
     bool counts_tables_as_one = false;  ///< in the plug-in's progress
 };
 
+inline constexpr QLatin1StringView takeout_scheme("gTakeoutOS");
+inline constexpr QLatin1StringView android_scheme("androidOS");
 inline constexpr QLatin1StringView android_root("apps/com.google.android.gm/");
 inline constexpr QLatin1StringView mail_root("Mail/");
 inline constexpr QLatin1StringView mbox_suffix(".mbox");
 inline constexpr QLatin1StringView cookie_place("apps/com.google.android.gm/r/app_webview/Cookies");
+inline constexpr QLatin1StringView newer_cookie_place("apps/com.google.android.gm/r/app_webview/Default/Cookies");
+inline constexpr QLatin1StringView provider_place("apps/com.google.android.gm/db/EmailProvider.db");
+inline constexpr QLatin1StringView database_folder("apps/com.google.android.gm/db/");
+inline constexpr QLatin1StringView cached_attachments_place("apps/com.google.android.gm/db/1.db_att/");
 inline constexpr QLatin1StringView body_place("apps/com.google.android.gm/f/body/0/");
 inline constexpr QLatin1StringView warm_accounts_place("apps/com.google.android.gm/sp/warm_accounts_preferences.xml");
 

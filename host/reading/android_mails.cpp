@@ -4,27 +4,18 @@
 #include "host/reading/expected_rows.h"
 #include "host/reading/html_text.h"
 #include "host/reading/mail_fields.h"
+#include "host/source_kinds.h"
 
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
-#include <zlib.h>
 
 namespace {
 
-constexpr QLatin1StringView application("apps/com.google.android.gm/");
-constexpr QLatin1StringView provider("apps/com.google.android.gm/db/EmailProvider.db");
-constexpr QLatin1StringView body_folder("apps/com.google.android.gm/f/body/0");
-constexpr QLatin1StringView cache_folder("apps/com.google.android.gm/db/1.db_att/");
-
 constexpr qint64 milliseconds_per_second = 1000;
-constexpr qint64 max_body_file = qint64(64) * 1024 * 1024; ///< bytes
-constexpr qint64 max_cached_file = qint64(64) * 1024 * 1024;
-constexpr qsizetype max_inflated_bytes = qsizetype(16) * 1024 * 1024; ///< and so many times what is stored:
-constexpr qsizetype max_inflated_ratio = 8;
-constexpr qsizetype max_body_folders = 1000;
+constexpr qint64 max_cached_file = qint64(64) * 1024 * 1024; ///< bytes
 
 constexpr char gathered_tables[] =
     "CREATE TABLE attachment (mail TEXT, position INTEGER, id TEXT, name TEXT, type TEXT, size INTEGER, content_id "
@@ -69,18 +60,10 @@ std::optional<qint64> seconds_of(const QByteArray &milliseconds)
     return text.toLongLong() / milliseconds_per_second;
 }
 
-/// True when the text is a whole number.
-bool is_number(const QByteArray &text)
-{
-    bool is_one = false;
-    static_cast<void>(text.trimmed().toLongLong(&is_one));
-    return is_one;
-}
-
 void set_date(const QByteArray &milliseconds, mail_record &mail)
 {
     mail.date_text = milliseconds;
-    if (is_number(milliseconds))
+    if (is_whole_number(milliseconds))
         mail.date = seconds_of(milliseconds);
     else if (!milliseconds.trimmed().isEmpty())
         mail.problems.append("The date is not a number of milliseconds.");
@@ -111,14 +94,6 @@ void add_addresses(const QByteArray &stored, const QByteArray &role, mail_record
     mail.addresses.append(decoded_addresses({as_header_field(stored)}, role, context));
 }
 
-/// Bytes of a regular file of the source, up to a limit; nothing when it is not there.
-QByteArray bytes_of(const QString &path, qint64 limit)
-{
-    QFile file(path);
-    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) && file.size() <= limit ? file.readAll()
-                                                                                              : QByteArray();
-}
-
 QByteArray extension_of(const QByteArray &name)
 {
     constexpr qsizetype max_extension = 8;
@@ -137,14 +112,14 @@ android_mails::android_mails(QString root, QString place, QString scratch)
     : source_root(std::move(root))
     , database_place(std::move(place))
     , folder(std::move(scratch))
-    , is_provider(database_place == provider)
+    , is_provider(database_place == provider_place)
 {
 }
 
 QStringList android_mails::places_in(const QString &root)
 {
     QStringList places;
-    QDirIterator entries(root + application + QLatin1StringView("db/"), QDir::Files, QDirIterator::Subdirectories);
+    QDirIterator entries(root + database_folder, QDir::Files, QDirIterator::Subdirectories);
     while (entries.hasNext()) {
         const QString path = entries.next();
         const QString name = entries.fileName();
@@ -152,8 +127,8 @@ QStringList android_mails::places_in(const QString &root)
             places.append(path.sliced(root.size()));
     }
     places.sort();
-    if (QFileInfo::exists(root + provider))
-        places.prepend(provider);
+    if (QFileInfo::exists(root + provider_place))
+        places.prepend(provider_place);
     return places;
 }
 
@@ -175,11 +150,7 @@ bool android_mails::open()
 
 bool android_mails::open_provider()
 {
-    body_folders.append(source_root + body_folder);
-    for (QDirIterator folders(body_folders.first(), QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks,
-                              QDirIterator::Subdirectories);
-         folders.hasNext() && body_folders.size() < max_body_folders;)
-        body_folders.append(folders.next());
+    bodies.emplace(source_root);
     gather("INSERT INTO attachment VALUES (?, ?, ?, ?, ?, ?, ?)", "Attachment",
            {"messageKey", "_id", "fileName", "mimeType", "size", "contentId"});
     return database.read(
@@ -265,10 +236,12 @@ void android_mails::read_provider_mail(mail_record &mail, const part_writer &wri
     add_addresses(rows.utf8(provider_bcc), "bcc", mail);
     add_addresses(rows.utf8(provider_reply_to), "reply-to", mail);
     QByteArrayList listed; // parts of the files that the row lists: the attachments, then the body
-    QByteArrayList body;
-    read_body_file(id, mail, body);
+    const std::optional<QByteArray> body = bodies ? bodies->body_of(id) : std::nullopt;
+    if (body)
+        set_body(*body, mail);
     read_attachments(id, mail, listed, write_part);
-    listed += body;
+    if (body)
+        listed.append("1");
     const std::optional<qint64> seconds = seconds_of(rows.utf8(provider_time));
     foresee({mail.subject,
              rows.utf8(provider_from),
@@ -310,24 +283,6 @@ void android_mails::read_store_mail(mail_record &mail, const part_writer &write_
             mail);
 }
 
-/// The body is in a file whose name is the mail's id, a point and anything.
-void android_mails::read_body_file(const QByteArray &id, mail_record &mail, QByteArrayList &listed)
-{
-    if (id.isEmpty() || !is_number(id))
-        return;
-    for (const QString &directory : std::as_const(body_folders)) {
-        for (const char *suffix : {".html", ".txt"}) {
-            const QString path = directory + u'/' + QString::fromLatin1(id + suffix);
-            if (!QFileInfo::exists(path))
-                continue;
-            const QByteArray bytes = bytes_of(path, max_body_file);
-            listed = {"1"};
-            set_body(bytes, mail);
-            return;
-        }
-    }
-}
-
 /// A body becomes the first part of its mail; one without any tag is plain text.
 void android_mails::set_body(const QByteArray &body, mail_record &mail) const
 {
@@ -358,9 +313,9 @@ void android_mails::read_attachments(const QByteArray &key, mail_record &mail, Q
                           .content_id = attachments_of.text(4)};
         part.size = attachments_of.integer(3);
         const QByteArray id = attachments_of.text(0);
-        const QString cached = source_root + cache_folder + QString::fromUtf8(id);
-        if (is_provider && is_number(id) && QFileInfo(cached).isFile()) {
-            const QByteArray bytes = bytes_of(cached, max_cached_file);
+        const QString cached = source_root + cached_attachments_place + QString::fromUtf8(id);
+        if (is_provider && is_whole_number(id) && QFileInfo(cached).isFile()) {
+            const QByteArray bytes = bytes_of_file(cached, max_cached_file);
             part.size = bytes.size();
             part.sha256 = sha256_of(bytes);
             part.extension = extension_of(part.name);
@@ -369,36 +324,6 @@ void android_mails::read_attachments(const QByteArray &key, mail_record &mail, Q
         listed.append(part.path);
         mail.parts.append(part);
     }
-}
-
-/// What a zlib stream contains, up to a limit.
-QByteArray android_mails::inflated_body(const QByteArray &compressed, QByteArrayList &problems) const
-{
-    if (compressed.isEmpty())
-        return {};
-    const qsizetype limit = max_inflated_bytes + max_inflated_ratio * compressed.size();
-    z_stream stream = {};
-    if (inflateInit(&stream) != Z_OK)
-        return {};
-    QByteArray bytes;
-    QByteArray block(64 * 1024, Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(compressed.constData()));
-    stream.avail_in = static_cast<uInt>(compressed.size());
-    int result = Z_OK;
-    while (result == Z_OK && bytes.size() < limit) {
-        stream.next_out = reinterpret_cast<Bytef *>(block.data());
-        stream.avail_out = static_cast<uInt>(block.size());
-        result = inflate(&stream, Z_NO_FLUSH);
-        bytes.append(block.constData(), block.size() - static_cast<qsizetype>(stream.avail_out));
-    }
-    inflateEnd(&stream);
-    if (result == Z_OK)
-        problems.append("The compressed body is far larger than what is stored; what is beyond " +
-                        QByteArray::number(bytes.size()) + " bytes was left out.");
-    else if (result != Z_STREAM_END)
-        problems.append(bytes.isEmpty() ? "The compressed body is damaged and could not be read."
-                                        : "The compressed body is damaged; it was read up to the damage.");
-    return bytes;
 }
 
 void android_mails::foresee(const row_values &values, const QByteArrayList &listed,

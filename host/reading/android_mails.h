@@ -4,6 +4,7 @@
 /// leaves something out, the compressed body of a mail store above all.
 #pragma once
 
+#include "host/reading/android_bodies.h"
 #include "host/reading/android_database.h"
 #include "host/reading/mail_reader.h"
 #include "host/reading/row_differences.h"
@@ -35,10 +36,8 @@ private:
     void gather_labels();
     void read_provider_mail(mail_record &mail, const part_writer &write_part);
     void read_store_mail(mail_record &mail, const part_writer &write_part);
-    void read_body_file(const QByteArray &id, mail_record &mail, QByteArrayList &listed);
     void read_attachments(const QByteArray &key, mail_record &mail, QByteArrayList &listed,
                           const part_writer &write_part);
-    [[nodiscard]] QByteArray inflated_body(const QByteArray &compressed, QByteArrayList &problems) const;
     void set_body(const QByteArray &body, mail_record &mail) const;
     void foresee(const row_values &values, const QByteArrayList &listed, const QList<row_difference> &differences,
                  mail_record &mail) const;
@@ -47,7 +46,7 @@ private:
     QString database_place;
     QString folder;
     bool is_provider;
-    QStringList body_folders;
+    std::optional<body_files> bodies; ///< of a provider database
     android_database database;
     sqlite_connection gathered; ///< what belongs to mails, by their key
     sqlite_statement rows, attachments_of, labels_of;

@@ -4,6 +4,7 @@
 #include "host/reading/limits.h"
 #include "host/reading/mail_splitter.h"
 #include "host/reading/worker_pool.h"
+#include "host/source_kinds.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -335,7 +336,7 @@ reading_totals mail_reading::run()
         for (const QString &place : source.places) {
             if (!may_go_on())
                 break;
-            if (source.scheme == QLatin1StringView("androidOS"))
+            if (source.scheme == android_scheme)
                 read_android(source, place);
             else
                 read_file(source, place);

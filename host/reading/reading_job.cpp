@@ -1,12 +1,13 @@
 #include "host/reading/reading_job.h"
 
 #include "host/reading/android_mails.h"
+#include "host/source_kinds.h"
 
 namespace {
 
 QStringList places_of(const ready_source &source)
 {
-    if (source.found.scheme == QLatin1StringView("androidOS"))
+    if (source.found.scheme == android_scheme)
         return android_mails::places_in(source.found.root);
     QStringList places;
     for (const source_file &file : source.files) {

@@ -2,6 +2,7 @@
 
 #include "host/reading/attachment_comparison.h"
 #include "host/reading/expected_rows.h"
+#include "host/source_kinds.h"
 
 #include <QFileInfo>
 #include <QHash>
@@ -117,8 +118,8 @@ void row_comparison::note_files()
     for (const reading_source &source : job.sources) {
         for (const QString &place : source.places) {
             file_numbers.insert({source.source_count_name.toUtf8(), QString(u'/' + place).toUtf8()}, files.size());
-            files.append({.number = static_cast<int>(files.size()) + 1,
-                          .last_gives_row = source.scheme == QLatin1StringView("androidOS")});
+            files.append(
+                {.number = static_cast<int>(files.size()) + 1, .last_gives_row = source.scheme == android_scheme});
             roots.append(source.root.chopped(1));
         }
     }

@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr QLatin1StringView newer_cookie_place("apps/com.google.android.gm/r/app_webview/Default/Cookies");
-
 constexpr auto any_name = QRegularExpression::DotMatchesEverythingOption; // names may contain line feeds
 
 // ---- Android --------------------------------------------------------------------------------------------------------
@@ -82,7 +80,7 @@ QList<placed_source> place_android(std::span<const listed_member> members)
         if (!is_store && !is_newer_cookie_store(found->place) && !is_read_at(found->place))
             continue;
         placed_source &source = by_root[found->root];
-        source.scheme = QStringLiteral("androidOS");
+        source.scheme = android_scheme;
         source.root = found->root;
         if (!is_store) // a source is what has one, though nothing of it is read
             source.members.append({static_cast<qsizetype>(i), found->place});
@@ -171,7 +169,7 @@ private:
         if (!is_visible_mbox(place))
             return;
         placed_source &source = by_root[root];
-        source.scheme = QStringLiteral("gTakeoutOS");
+        source.scheme = takeout_scheme;
         source.root = root;
         source.members.append({static_cast<qsizetype>(index), mail_root + place});
     }
@@ -184,7 +182,7 @@ private:
 
     std::span<const listed_member> members;
     QMap<QString, placed_source> by_root;
-    placed_source loose = {QStringLiteral("gTakeoutOS"), {}, {}};
+    placed_source loose = {takeout_scheme, {}, {}};
 };
 
 } // namespace
