@@ -122,29 +122,23 @@ QByteArray with_plain_words(const QByteArray &value, const char *what, field_con
 /// Some programs separate addresses by ";", which belongs to groups.
 void separate_by_commas(QByteArray &value)
 {
-    bool quoted = false, group = false, semicolon = false;
+    QList<qsizetype> semicolons;
+    bool quoted = false;
     for (qsizetype i = 0; i < value.size(); ++i) {
         const char c = value.at(i);
         if (quoted && c == '\\')
             ++i;
         else if (c == '"')
             quoted = !quoted;
-        else if (!quoted) {
-            group |= c == ':';
-            semicolon |= c == ';';
-        }
-    }
-    if (!semicolon || group || quoted)
-        return;
-    for (qsizetype i = 0; i < value.size(); ++i) {
-        const char c = value.at(i);
-        if (quoted && c == '\\')
-            ++i;
-        else if (c == '"')
-            quoted = !quoted;
+        else if (!quoted && c == ':')
+            return; // a group
         else if (!quoted && c == ';')
-            value[i] = ',';
+            semicolons.append(i);
     }
+    if (quoted)
+        return;
+    for (const qsizetype position : std::as_const(semicolons))
+        value[position] = ',';
 }
 
 void append_addresses(InternetAddressList *list, const QByteArray &role, QList<mail_address> &addresses)
@@ -193,7 +187,29 @@ typed_value parameters_of(GMimeParamList *list, const char *what, field_context 
 
 bool has_too_many_parameters(const QByteArray &value)
 {
-    return value.count(';') > max_parameters;
+    return value.size() > max_field_bytes || value.count(';') > max_parameters;
+}
+
+/// Programs write paths as they are, "C:\TEMP\x.png": a backslash in quotes escapes a quote or another one, nothing
+/// else.
+QByteArray with_escaped_backslashes(const QByteArray &value)
+{
+    if (!value.contains('\\'))
+        return value;
+    QByteArray result;
+    bool quoted = false;
+    for (qsizetype i = 0; i < value.size(); ++i) {
+        const char c = value.at(i), next = i + 1 < value.size() ? value.at(i + 1) : '\0';
+        result += c;
+        if (c == '"')
+            quoted = !quoted;
+        if (!quoted || c != '\\')
+            continue;
+        const bool escapes = next == '"' || next == '\\';
+        result += escapes ? next : '\\';
+        i += escapes ? 1 : 0;
+    }
+    return result;
 }
 
 } // namespace
@@ -303,9 +319,9 @@ typed_value content_type(const QByteArray &value, field_context &context)
 {
     if (value.isEmpty())
         return {};
-    if (value.size() > max_field_bytes || has_too_many_parameters(value))
+    if (has_too_many_parameters(value))
         return {.has_too_many_parameters = true};
-    const QByteArray text = with_plain_words(value, "A Content-Type", context);
+    const QByteArray text = with_plain_words(with_escaped_backslashes(value), "A Content-Type", context);
     const gmime_object<GMimeContentType> parsed(g_mime_content_type_parse(lenient_options(), text.constData()));
     typed_value result = parameters_of(g_mime_content_type_get_parameters(parsed.get()), "A part's name", context);
     if (text.split(';').first().contains('/'))
@@ -318,9 +334,9 @@ typed_value content_disposition(const QByteArray &value, field_context &context)
 {
     if (value.isEmpty())
         return {};
-    if (value.size() > max_field_bytes || has_too_many_parameters(value))
+    if (has_too_many_parameters(value))
         return {.has_too_many_parameters = true};
-    const QByteArray text = with_plain_words(value, "A Content-Disposition", context);
+    const QByteArray text = with_plain_words(with_escaped_backslashes(value), "A Content-Disposition", context);
     const gmime_object<GMimeContentDisposition> parsed(
         g_mime_content_disposition_parse(lenient_options(), text.constData()));
     typed_value result =

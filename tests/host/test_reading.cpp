@@ -253,6 +253,7 @@ void test_reading::names_data()
     row("name*=iso-8859-1'de'%E4.txt", "ä.txt");
     row("name=\xC3\xA4.txt", "ä.txt");
     row("name=../../x", "../../x");
+    row("name=\"C:\\TEMP\\a \\\"b\\\".png\"", "C:\\TEMP\\a \"b\".png");
 }
 
 void test_reading::names()
