@@ -31,10 +31,11 @@ inline constexpr char exit_status_help[] =
     "Exit status:\n"
     "  0    done\n"
     "  2    wrong usage\n"
-    "  3    done, but the run logged failures\n"
+    "  3    done, but with failures: the output or the log lists them\n"
     "  4    SOURCE missing or not recognised\n"
-    "  5    RESULT_DIR not writable or refused\n"
+    "  5    RESULT_DIR missing, refused or not writable\n"
     "  6    the library cannot be loaded\n"
+    "  7    done, but the record of the run (run.json) could not be written\n"
     "  8    done, but standard output could not be written\n"
     "  129, 130, 131, 143  cancelled by SIGHUP, SIGINT, SIGQUIT or SIGTERM; what\n"
     "                      was extracted is kept";

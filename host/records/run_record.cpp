@@ -3,7 +3,6 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QLibraryInfo>
 #include <QSaveFile>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -16,7 +15,7 @@
 
 namespace {
 
-constexpr qsizetype most_failure_lines = 1000;
+constexpr qsizetype max_failure_lines = 1000;
 constexpr qsizetype room_kept = 256 * 1024; ///< bytes, for the final record on a disk that is full by then
 
 /// Null for what is not known.
@@ -164,7 +163,7 @@ QJsonObject json_of(const run_record &record, const extract_options &options)
         {QStringLiteral("sources"), sources},
         {QStringLiteral("failures"), count_or_null(record.failures)},
         {QStringLiteral("failure_lines"),
-         QJsonArray::fromStringList(record.failure_lines.first(qMin(record.failure_lines.size(), most_failure_lines)))},
+         QJsonArray::fromStringList(record.failure_lines.first(qMin(record.failure_lines.size(), max_failure_lines)))},
         {QStringLiteral("result_database"), json_of(record.database)},
         {QStringLiteral("mail"), record.mail.isEmpty() ? QJsonValue() : QJsonValue(record.mail)},
         {QStringLiteral("mail_database"), record.mail.isEmpty() ? QJsonValue() : json_of(record.mail_database)},
@@ -222,8 +221,9 @@ bool write_whole(const result_paths &paths, const run_record &record, const extr
         file.write(end.data(), end.size());
         if (!record.ended.isValid())
             file.write(QByteArray(room_kept, ' '));
-        if (file.commit()) // fails when a write did
-            return true;
+        file.flush();
+        problem = file.errorString(); // `commit` forgets it
+        return file.commit();         // fails when a write did
     }
     problem = file.errorString();
     return false;
