@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr qint64 block_size = 1024 * 1024;
-
 // A separator line begins with "From ", also after a byte order mark. The plug-in has this rule in its splitter; this
 // is a second opinion, written independently, against which its rows are checked.
 constexpr QByteArrayView separator("From ");
@@ -94,9 +92,9 @@ QString sha256_of_bytes(const QString &path, qint64 max_size, const on_block &go
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return {};
     file_digest digest(true, false);
-    QByteArray block(block_size, Qt::Uninitialized);
+    QByteArray block(hash_block_size, Qt::Uninitialized);
     while (digest.size() < max_size) {
-        const qint64 count = file.read(block.data(), qMin(block_size, max_size - digest.size()));
+        const qint64 count = file.read(block.data(), qMin(hash_block_size, max_size - digest.size()));
         if (count == 0)
             break;
         if (count < 0 || !go_on(count))

@@ -7,6 +7,9 @@
 #include <functional>
 #include <memory>
 
+/// Bytes that are read at a time.
+inline constexpr qint64 hash_block_size = 1024 * 1024;
+
 class file_digest
 {
 public:

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr qint64 block_size = 1024 * 1024;
-
 qint64 nanoseconds(const timespec &time)
 {
     constexpr qint64 nanoseconds_per_second = 1'000'000'000;
@@ -34,7 +32,7 @@ pass_end read_file(const QString &path, std::span<byte_consumer *const> consumer
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return pass_end::unreadable;
     // A small file needs no large block.
-    QByteArray block(qBound<qint64>(4096, file.size() + 1, block_size), Qt::Uninitialized);
+    QByteArray block(qBound<qint64>(4096, file.size() + 1, hash_block_size), Qt::Uninitialized);
     while (true) {
         const qint64 count = file.read(block.data(), block.size());
         if (count < 0)

@@ -104,8 +104,17 @@ void evidence_check::begin(const ready_source &source, const QString &scratch, w
         }
     }
     for (const given_source &given : source.given) {
-        if (given.size >= 0)
-            unread.push_back(&file_at(given.path));
+        if (given.size < 0)
+            continue;
+        looked_at &file = file_at(given.path);
+        if (given.sha256_before.isEmpty()) {
+            unread.push_back(&file);
+            continue;
+        }
+        file.before = given.sha256_before; // made while it was unpacked
+        file.identity_before = given.identity;
+        file.was_readable = true;
+        file.has_first_look = true;
     }
     std::erase_if(unread, [](looked_at *file) { return std::exchange(file->has_first_look, true); });
     of.unread = static_cast<int>(unread.size());

@@ -104,8 +104,8 @@ struct android_backup::inflater
     Q_DISABLE_COPY_MOVE(inflater)
 };
 
-android_backup::android_backup(const QString &path)
-    : file(path)
+android_backup::android_backup(QFile &from)
+    : file(from)
 {
 }
 
@@ -124,8 +124,6 @@ bool android_backup::fail(const QString &text)
 
 bool android_backup::open(const still_wanted &go_on)
 {
-    if (!file.open(QIODevice::ReadOnly))
-        return fail(QStringLiteral("cannot be read (") + file.errorString() + u')');
     const auto line = [this] { return file.readLine(max_header_line).trimmed(); };
     const bool is_backup = line() == QByteArrayView(mark).chopped(1);
     const int version = line().toInt();

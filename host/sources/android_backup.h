@@ -18,7 +18,8 @@
 class android_backup
 {
 public:
-    explicit android_backup(const QString &path);
+    /// `from` is the backup's file, open, at its beginning and unbuffered.
+    explicit android_backup(QFile &from);
     ~android_backup();
     Q_DISABLE_COPY_MOVE(android_backup)
 
@@ -43,7 +44,7 @@ private:
     qint64 read_payload(std::span<char> buffer);
     qint64 read_inflated(std::span<char> buffer);
 
-    QFile file;
+    QFile &file;
     QString why_failed;
     std::unique_ptr<cipher> decipher;
     std::unique_ptr<inflater> inflate;

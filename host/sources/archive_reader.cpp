@@ -7,6 +7,9 @@
 #include <archive.h>
 #include <archive_entry.h>
 
+#include <cerrno>
+#include <cstdio>
+
 namespace {
 
 constexpr std::size_t block_size = 1024 * 1024;
@@ -67,11 +70,15 @@ bool is_empty_zip(const QString &path)
     return first_bytes(path, end_of_zip_mark.size()) == end_of_zip_mark;
 }
 
-archive_reader::archive_reader(const QString &archive_path, still_wanted go_on)
+archive_reader::archive_reader(const QString &archive_path, still_wanted go_on, bool hash)
     : path(archive_path)
     , is_wanted(std::move(go_on))
+    , file(archive_path)
     , handle(archive_read_new())
+    , block(block_size, Qt::Uninitialized)
 {
+    if (hash)
+        file.begin_hash();
 }
 
 archive_reader::~archive_reader()
@@ -102,26 +109,35 @@ bool archive_reader::fail_as_archive()
 
 bool archive_reader::open()
 {
+    const bool is_backup = android_backup::begins(first_bytes(path, tar_record));
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return fail(path + QLatin1StringView(": cannot be read (") + file.errorString() + u')');
     archive_read_support_format_tar(handle);
-    if (android_backup::begins(first_bytes(path, tar_record))) {
-        backup = std::make_unique<android_backup>(path);
-        if (!backup->open(is_wanted))
-            return is_wanted() ? fail(backup->error()) : fail_as_cancelled();
-        block.resize(block_size);
-        const auto give = [](archive *, void *self, const void **bytes) -> la_ssize_t {
-            auto *reader = static_cast<archive_reader *>(self);
-            const qint64 count = reader->backup->read({reader->block.data(), block_size});
-            *bytes = reader->block.constData();
-            if (count > 0) {
-                reader->last_bytes += reader->block.first(count);
-                reader->last_bytes = reader->last_bytes.last(qMin(reader->last_bytes.size(), tar_record));
-            }
-            if (count < 0)
-                archive_set_error(reader->handle, -1, "unreadable");
-            return count < 0 ? ARCHIVE_FATAL : count;
-        };
-        return archive_read_open(handle, this, nullptr, give, nullptr) == ARCHIVE_OK || fail_as_archive();
-    }
+    return is_backup ? open_backup() : open_archive();
+}
+
+bool archive_reader::open_backup()
+{
+    backup = std::make_unique<android_backup>(file);
+    if (!backup->open(is_wanted))
+        return is_wanted() ? fail(backup->error()) : fail_as_cancelled();
+    const auto give = [](archive *, void *self, const void **bytes) -> la_ssize_t {
+        auto *reader = static_cast<archive_reader *>(self);
+        const qint64 count = reader->backup->read({reader->block.data(), block_size});
+        *bytes = reader->block.constData();
+        if (count > 0) {
+            reader->last_bytes += reader->block.first(count);
+            reader->last_bytes = reader->last_bytes.last(qMin(reader->last_bytes.size(), tar_record));
+        }
+        if (count < 0)
+            archive_set_error(reader->handle, -1, "unreadable");
+        return count < 0 ? ARCHIVE_FATAL : count;
+    };
+    return archive_read_open(handle, this, nullptr, give, nullptr) == ARCHIVE_OK || fail_as_archive();
+}
+
+bool archive_reader::open_archive()
+{
     archive_read_set_passphrase_callback(handle, this, [](archive *, void *self) -> const char * {
         auto *reader = static_cast<archive_reader *>(self);
         if (!reader->password.isNull())
@@ -136,8 +152,26 @@ bool archive_reader::open()
     archive_read_support_format_7zip(handle);
     // By its directory only: read as a stream, a zip that breaks off between two members would look whole.
     archive_read_support_format_zip_seekable(handle);
-    const QByteArray name = QFile::encodeName(path);
-    return archive_read_open_filename(handle, name.constData(), block_size) == ARCHIVE_OK || fail_as_archive();
+    archive_read_set_callback_data(handle, this);
+    archive_read_set_read_callback(handle, [](archive *, void *self, const void **bytes) -> la_ssize_t {
+        auto *reader = static_cast<archive_reader *>(self);
+        const qint64 count = reader->file.read(reader->block.data(), reader->block.size());
+        *bytes = reader->block.constData();
+        if (count < 0)
+            archive_set_error(reader->handle, EIO, "%s", qPrintable(reader->file.errorString()));
+        return count < 0 ? ARCHIVE_FATAL : count;
+    });
+    archive_read_set_seek_callback(handle, [](archive *, void *self, la_int64_t offset, int whence) -> la_int64_t {
+        QFile &from = static_cast<archive_reader *>(self)->file;
+        const qint64 begin = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? from.pos() : from.size();
+        return from.seek(begin + offset) ? from.pos() : la_int64_t(ARCHIVE_FATAL);
+    });
+    archive_read_set_skip_callback(handle, [](archive *, void *self, la_int64_t count) -> la_int64_t {
+        QFile &from = static_cast<archive_reader *>(self)->file;
+        const qint64 skipped = qMin<qint64>(count, qMax<qint64>(from.size() - from.pos(), 0));
+        return from.seek(from.pos() + skipped) ? skipped : 0;
+    });
+    return archive_read_open1(handle) == ARCHIVE_OK || fail_as_archive();
 }
 
 QString archive_reader::format() const
@@ -191,9 +225,9 @@ QString archive_reader::doubt() const
 {
     QByteArray end = last_bytes;
     if (!backup && format() == QLatin1StringView("tar") && archive_filter_count(handle) == 1) {
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly) && file.seek(qMax<qint64>(file.size() - tar_record, 0)))
-            end = file.readAll();
+        QFile whole(path);
+        if (whole.open(QIODevice::ReadOnly) && whole.seek(qMax<qint64>(whole.size() - tar_record, 0)))
+            end = whole.readAll();
     }
     const bool has_end = end.isEmpty() || end == QByteArray(tar_record, '\0');
     return has_end ? QString() : path + QLatin1StringView(": has no end mark; it may be truncated");

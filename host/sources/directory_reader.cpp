@@ -102,6 +102,13 @@ bool directory_reader::next(member &found)
     return true;
 }
 
+mbox_reader::mbox_reader(const QString &path, bool hash)
+{
+    file.setFileName(path);
+    if (hash)
+        file.begin_hash();
+}
+
 bool mbox_reader::next(member &found)
 {
     if (was_given)

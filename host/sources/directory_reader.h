@@ -1,9 +1,8 @@
 /// A directory, file after file.
 #pragma once
 
+#include "host/pass/hashed_file.h"
 #include "host/sources/member.h"
-
-#include <QFile>
 
 #include <vector>
 
@@ -14,7 +13,7 @@ public:
     [[nodiscard]] qint64 read(std::span<char> buffer) final;
 
 protected:
-    QFile file; ///< the member at hand; opened when it is read
+    hashed_file file; ///< the member at hand; opened when it is read
 };
 
 /// Goes through the folders in the order of their names, so that the same evidence always gives the same numbers. Links
@@ -53,10 +52,11 @@ private:
 class mbox_reader : public file_member_reader
 {
 public:
-    explicit mbox_reader(const QString &path) { file.setFileName(path); }
+    mbox_reader(const QString &path, bool hash);
 
     [[nodiscard]] bool next(member &found) override;
     [[nodiscard]] QString format() const override { return QStringLiteral("mbox file"); }
+    [[nodiscard]] QString sha256(const on_block &go_on) override { return file.sha256(go_on); }
 
 private:
     bool was_given = false;

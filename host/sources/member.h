@@ -1,6 +1,7 @@
 /// What an archive or a directory contains, one member after the other.
 #pragma once
 
+#include "host/pass/digest.h"
 #include "host/refusal.h"
 
 #include <QString>
@@ -39,6 +40,10 @@ public:
 
     /// What kind of source it is, in a word or two. Of an archive it is known once a member was asked for.
     [[nodiscard]] virtual QString format() const = 0;
+
+    /// The SHA-256 of the file that is read, made while it is read. Call it at the end; what was passed over is read
+    /// then. Empty for a directory, when it was not asked for, and when it could not be made.
+    [[nodiscard]] virtual QString sha256(const on_block &) { return {}; }
 
     /// What the source leaves open although it was read to its end; empty when nothing.
     [[nodiscard]] virtual QString doubt() const { return {}; }

@@ -77,7 +77,7 @@ void member_staging::aim_at(const QList<placed_source> &placed)
         if (!made[i].staged)
             continue;
         const placed_source &source = placed.at(static_cast<qsizetype>(i));
-        if (source.scheme == u"androidOS")
+        if (source.scheme == android_scheme)
             roots.insert(source.root, i);
         for (const placed_member &to : source.members) {
             const auto index = static_cast<std::size_t>(to.index);
@@ -186,11 +186,14 @@ maybe_refusal member_staging::run()
     for (qsizetype i = 0; i < listing.notes.given.size(); ++i) {
         const given_source &given = listing.notes.given.at(i);
         std::unique_ptr<member_reader> reader;
-        if (maybe_refusal unreadable = open_reader(given.path, {options.go_on}, reader))
+        if (maybe_refusal unreadable = open_reader(given.path, {.go_on = options.go_on, .hash = options.hash}, reader))
             return unreadable;
         staging.begin_source(given.path, qMax<qint64>(given.size, 0));
         if (maybe_refusal refused = stage_from(static_cast<std::size_t>(i), *reader))
             return refused;
+        const QString hash = reader->sha256([this](qint64) { return go_on(); });
+        for (ready_source &source : made)
+            source.given[i].sha256_before = hash;
     }
     return {};
 }

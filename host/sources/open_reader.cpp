@@ -20,7 +20,7 @@ maybe_refusal open_reader(const QString &path, const reader_options &options, st
     if (is_empty_zip(path))
         return refusal{exit_status::bad_source, path + QLatin1StringView(": is an empty archive")};
     if (begins_like_archive(path)) {
-        auto archive = std::make_unique<archive_reader>(path, options.go_on);
+        auto archive = std::make_unique<archive_reader>(path, options.go_on, options.hash);
         if (!archive->open())
             return archive->failure();
         reader = std::move(archive);
@@ -33,6 +33,6 @@ maybe_refusal open_reader(const QString &path, const reader_options &options, st
                        path +
                            QLatin1StringView(": not recognised as a source: neither a directory nor an archive nor an "
                                              "mbox file")};
-    reader = std::make_unique<mbox_reader>(path);
+    reader = std::make_unique<mbox_reader>(path, options.hash);
     return {};
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/evidence.h"
+#include "host/pass/file_pass.h"
 
 #include <QList>
 #include <QMap>
@@ -24,8 +25,9 @@ struct source_file
 struct given_source
 {
     QString path;
-    QString type;     ///< "directory", "mbox file", "zip", ...
-    qint64 size = -1; ///< bytes, -1 for a directory
+    QString type;                ///< "directory", "mbox file", "zip", ...
+    qint64 size = -1;            ///< bytes, -1 for a directory
+    file_identity identity = {}; ///< before it was first read
     QString sha256_before;
     QString sha256_after;
 };

@@ -138,6 +138,8 @@ void test_sources::parts_data()
                                  << "takeout-1Z-001.zip|takeout-2Z-001.zip";
     QTest::newRow("one missing") << "takeout-1Z-003.zip takeout-1Z-001.zip"
                                  << "part 2 of the export is missing";
+    QTest::newRow("the first missing") << "takeout-1Z-002.zip takeout-1Z-003.zip"
+                                       << "part 1 of the export is missing";
     QTest::newRow("number given twice") << "a/takeout-1Z-001.zip b/takeout-1Z-001.zip"
                                         << "given twice";
 }
@@ -202,6 +204,8 @@ void test_sources::archives()
         QString::fromLatin1(QCryptographicHash::hash(three_messages(), QCryptographicHash::Sha256).toHex());
     QCOMPARE(file[u"sha256_before"].toString(), hash);
     QCOMPARE(file[u"sha256_after"].toString(), hash);
+    QCOMPARE(source[u"given"][0][u"sha256_before"].toString(), // made while the file is read for its members
+             QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex()));
     QCOMPARE(QDir(path(QStringLiteral("r"))).entryList(QDir::NoDotAndDotDot | QDir::AllEntries),
              QStringList(QStringLiteral("Artifacts_Result"))); // nothing staged is left
 }
