@@ -6,8 +6,8 @@
 /// It knows only well-formed mail, as `generate` makes it, and has no limits.
 #include "host/reading/gmime.h"
 #include "host/reading/html_text.h"
-#include "host/reading/mail_database.h"
 #include "host/reading/mail_reader.h"
+#include "host/reading/sqlite.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -22,11 +22,91 @@ QByteArray text_of(const char *text)
     return QByteArray(text);
 }
 
+constexpr char schema[] = R"(
+CREATE TABLE mail (
+    id INTEGER PRIMARY KEY, source_count_name TEXT, source_file TEXT, ordinal INTEGER, "offset" INTEGER,
+    length INTEGER, sha256 TEXT, message_id TEXT, in_reply_to TEXT, thread_id TEXT, date INTEGER, date_text TEXT,
+    subject TEXT, text TEXT, html TEXT, headers TEXT, row_table TEXT, "row" INTEGER, row_note TEXT, problems TEXT);
+CREATE TABLE address (mail INTEGER REFERENCES mail (id), role TEXT, position INTEGER, name TEXT, address TEXT);
+CREATE TABLE label (mail INTEGER REFERENCES mail (id), label TEXT);
+CREATE TABLE part (
+    mail INTEGER REFERENCES mail (id), path TEXT, media_type TEXT, charset TEXT, name TEXT, disposition TEXT,
+    content_id TEXT, encoding TEXT, size INTEGER, sha256 TEXT, file TEXT, is_text INTEGER);
+CREATE VIRTUAL TABLE mail_search USING fts5 (subject, addresses, text, names);
+CREATE INDEX mail_date ON mail (date);
+CREATE INDEX mail_message_id ON mail (message_id);
+CREATE INDEX mail_thread_id ON mail (thread_id);
+CREATE INDEX address_mail ON address (mail);
+CREATE INDEX address_address ON address (address);
+CREATE INDEX label_mail ON label (mail);
+CREATE INDEX part_mail ON part (mail);
+CREATE INDEX part_sha256 ON part (sha256);
+)";
+
+/// The database, written in the plainest way.
+class plain_database
+{
+public:
+    explicit plain_database(const QString &path)
+    {
+        file.open(path, sqlite_connection::mode::read_write);
+        file.execute("BEGIN");
+        file.execute(schema);
+        mail.prepare(file, "INSERT INTO mail VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,NULL,NULL,NULL,NULL)");
+        address.prepare(file, "INSERT INTO address VALUES (?,?,?,?,?)");
+        label.prepare(file, "INSERT INTO label VALUES (?,?)");
+        part.prepare(file, "INSERT INTO part VALUES (?,?,?,?,?,?,?,?,?,?,?,?)");
+        search.prepare(file, "INSERT INTO mail_search (rowid, subject, addresses, text, names) VALUES (?,?,?,?,?)");
+        known.prepare(file, "SELECT file FROM part WHERE sha256 = ? AND file IS NOT NULL LIMIT 1");
+    }
+
+    [[nodiscard]] QByteArray file_of(const QByteArray &sha256)
+    {
+        known.bind(sha256);
+        const QByteArray found = known.next() ? known.text(0) : QByteArray();
+        known.reset();
+        return found;
+    }
+
+    void insert(const mail_record &record, const QByteArrayList &files);
+    [[nodiscard]] bool finish() { return file.execute("COMMIT"); }
+
+private:
+    sqlite_connection file;
+    sqlite_statement mail, address, label, part, search, known;
+    qint64 last = 0;
+};
+
+void plain_database::insert(const mail_record &record, const QByteArrayList &files)
+{
+    const qint64 id = ++last;
+    mail.bind(id).bind(record.source_count_name).bind(record.source_file).bind(record.ordinal).bind(record.offset);
+    mail.bind(record.length).bind(record.sha256).bind(record.message_id).bind(record.in_reply_to);
+    mail.bind(record.thread_id).bind(record.date).bind(record.date_text).bind(record.subject).bind(record.text);
+    mail.bind(record.html).bind(record.headers).run();
+    QByteArray addresses, names;
+    for (const mail_address &each : record.addresses) {
+        address.bind(id).bind(each.role).bind(qint64(each.position)).bind(each.name).bind(each.address).run();
+        addresses += each.name + '\n' + each.address + '\n';
+    }
+    for (const QByteArray &each : record.labels)
+        label.bind(id).bind(each).run();
+    for (qsizetype i = 0; i < record.parts.size(); ++i) {
+        const mail_part &each = record.parts.at(i);
+        part.bind(id).bind(each.path).bind(each.media_type).bind(each.charset).bind(each.name).bind(each.disposition);
+        part.bind(each.content_id).bind(each.encoding).bind(each.size).bind(each.sha256).bind(files.at(i));
+        part.bind(qint64(each.is_text)).run();
+        names += each.name + '\n';
+    }
+    search.bind(id).bind(record.subject).bind(addresses);
+    search.bind(record.text.isEmpty() ? record.search_text : record.text).bind(names).run();
+}
+
 /// Everything of one mail, by GMime's own means.
 class yardstick
 {
 public:
-    yardstick(mail_database &into, const QString &directory)
+    yardstick(plain_database &into, const QString &directory)
         : database(into)
         , folder(directory)
     {
@@ -40,7 +120,7 @@ private:
     void read_addresses(InternetAddressList *list, const char *role);
     QByteArray write(const QByteArray &bytes, const mail_part &part);
 
-    mail_database &database;
+    plain_database &database;
     QString folder;
     mail_record record;
     QByteArrayList files;
@@ -145,7 +225,7 @@ void yardstick::store(QByteArrayView stored, const QByteArray &source_file, qint
     read_part(g_mime_message_get_mime_part(message.get()), {});
     if (record.text.isEmpty())
         record.search_text = html_text(record.html);
-    database.insert(record, files, 1);
+    database.insert(record, files);
 }
 
 } // namespace
@@ -157,9 +237,7 @@ int main(int argc, char *argv[])
     static_cast<void>(lenient_options());
     const QString source = QString::fromLocal8Bit(argv[1]) + u'/', folder = QString::fromLocal8Bit(argv[2]) + u'/';
     QDir().mkpath(folder + QLatin1StringView("Parts"));
-    mail_database database;
-    if (database.open(folder + QLatin1StringView("Mail.sqlite")))
-        return 1;
+    plain_database database(folder + QLatin1StringView("Mail.sqlite"));
     yardstick writer(database, folder);
     for (QDirIterator entries(source + QLatin1StringView("Mail"), {QStringLiteral("*.mbox")}, QDir::Files,
                               QDirIterator::Subdirectories);
@@ -177,6 +255,5 @@ int main(int argc, char *argv[])
             begin = end;
         }
     }
-    database.close();
-    return database.failure().isEmpty() ? 0 : 1;
+    return database.finish() ? 0 : 1;
 }

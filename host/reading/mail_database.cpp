@@ -1,14 +1,27 @@
 #include "host/reading/mail_database.h"
 
+#include <QFile>
 #include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <unistd.h>
 
 namespace {
 
-constexpr char settings[] = "PRAGMA synchronous = NORMAL; PRAGMA cache_size = -16000;";
+// Nothing is forced to the disk before the end: a process that is killed leaves whole transactions all the same, and
+// what a power failure spoils can be read again.
+constexpr char settings[] = "PRAGMA synchronous = OFF; PRAGMA cache_size = -12000;";
+
+// The words of a transaction are gathered in memory, and merged with earlier ones as rarely as possible.
+constexpr char search_settings[] = "INSERT INTO mail_search (mail_search, rank) VALUES ('hashsize', 16777216);"
+                                   "INSERT INTO mail_search (mail_search, rank) VALUES ('automerge', 16);";
 
 constexpr char page_size[] = "PRAGMA page_size = 8192;";
 
-// Tables whose rows are looked up by mail are stored in that order and need no index for it.
+// Tables whose rows are looked up by mail are stored in that order and need no index for it. The search has an index of
+// words only; the texts come from the tables. `html_text` is the text of mails that have HTML alone.
 constexpr char schema[] = R"(
 CREATE TABLE meta (key TEXT PRIMARY KEY, value TEXT) WITHOUT ROWID;
 CREATE TABLE mail (
@@ -30,7 +43,16 @@ CREATE TABLE difference (
     mail INTEGER REFERENCES mail (id), "row" INTEGER, field TEXT, kind TEXT, explanation TEXT);
 CREATE TABLE attachment_file (
     file TEXT, "row" INTEGER, mail INTEGER REFERENCES mail (id), kind TEXT, part_path TEXT);
-CREATE VIRTUAL TABLE mail_search USING fts5 (subject, addresses, text, names);
+CREATE TABLE html_text (mail INTEGER PRIMARY KEY REFERENCES mail (id), text TEXT);
+CREATE VIEW mail_search_content (id, subject, addresses, text, names) AS SELECT
+    id, subject,
+    (SELECT group_concat(coalesce(name || char(10) || address, name, address), char(10))
+     FROM address WHERE mail = mail.id),
+    coalesce(text, (SELECT text FROM html_text WHERE mail = mail.id)),
+    (SELECT group_concat(name, char(10)) FROM part WHERE mail = mail.id)
+    FROM mail;
+CREATE VIRTUAL TABLE mail_search USING fts5 (
+    subject, addresses, text, names, content = 'mail_search_content', content_rowid = 'id');
 CREATE INDEX mail_date ON mail (date);
 CREATE INDEX mail_message_id ON mail (message_id);
 CREATE INDEX mail_thread_id ON mail (thread_id);
@@ -66,9 +88,20 @@ qint64 number_from(sqlite_connection &file, const char *query)
 
 } // namespace
 
-maybe_refusal mail_database::open(const QString &path)
+QByteArray row_note_until_compared(qint64 mail)
 {
-    const auto refused = [&path](const QString &why) {
+    constexpr int bits_of_sizes[] = {7, 15, 23, 31, 47}; // of SQLite's integers, their sign apart
+    constexpr int sizes[] = {1, 2, 3, 4, 6};             // bytes
+    int size = 8;
+    for (std::size_t i = std::size(sizes); i-- > 0;)
+        size = mail >> bits_of_sizes[i] == 0 ? sizes[i] : size;
+    return QByteArray("Unmatched").leftJustified(QByteArrayView("messages").size() + size, '.');
+}
+
+maybe_refusal mail_database::open(const QString &database_path)
+{
+    path = database_path;
+    const auto refused = [this](const QString &why) {
         return refusal{exit_status::bad_result, path + QLatin1StringView(": ") + why};
     };
     const bool is_new = !QFileInfo::exists(path) || QFileInfo(path).size() == 0;
@@ -80,6 +113,7 @@ maybe_refusal mail_database::open(const QString &path)
     file.execute("BEGIN");
     if (is_new) {
         file.execute(schema);
+        file.execute(search_settings);
         file.execute(QByteArray("PRAGMA user_version = " + QByteArray::number(schema_version)).constData());
     } else if (number_from(file, "PRAGMA user_version") != schema_version ||
                number_from(file, "SELECT count(*) FROM sqlite_master WHERE name IN ('mail', 'mail_search', 'meta')") !=
@@ -107,6 +141,7 @@ void mail_database::prepare_statements()
     insert_reference.prepare(file, "INSERT INTO reference VALUES (?,?,?)");
     insert_part.prepare(file, "INSERT INTO part VALUES (?,?,?,?,?,?,?,?,?,?,?,?)");
     insert_text.prepare(file, "INSERT INTO mail_search (rowid, subject, addresses, text, names) VALUES (?,?,?,?,?)");
+    insert_html_text.prepare(file, "INSERT INTO html_text VALUES (?,?)");
     insert_separator.prepare(file, "INSERT OR REPLACE INTO temp.row_separator VALUES (?,?,?,?,?,?)");
     insert_difference.prepare(file, "INSERT INTO difference VALUES (?,?,?,?,?)");
     insert_attachment.prepare(file, "INSERT INTO attachment_file VALUES (?,?,?,?,?)");
@@ -161,15 +196,23 @@ void mail_database::insert_parts(qint64 id, const mail_record &mail, const QByte
     }
 }
 
+/// The words are those that `mail_search_content` has, in the same order.
 void mail_database::insert_search(qint64 id, const mail_record &mail)
 {
+    QList<const mail_address *> by_role;
+    for (const mail_address &each : mail.addresses)
+        by_role.append(&each);
+    std::stable_sort(by_role.begin(), by_role.end(),
+                     [](const mail_address *one, const mail_address *other) { return one->role < other->role; });
     QByteArray addresses, names;
-    for (const mail_address &each : mail.addresses) {
-        append_words(addresses, each.name);
-        append_words(addresses, each.address);
+    for (const mail_address *each : std::as_const(by_role)) {
+        append_words(addresses, each->name);
+        append_words(addresses, each->address);
     }
     for (const mail_part &part : mail.parts)
         append_words(names, part.name);
+    if (mail.text.isEmpty() && !mail.search_text.isEmpty())
+        insert_html_text.bind(id).bind(mail.search_text).run();
     insert_text.bind(id).bind(mail.subject).bind(addresses);
     insert_text.bind(mail.text.isEmpty() ? mail.search_text : mail.text).bind(names).run();
 }
@@ -186,13 +229,6 @@ void mail_database::set_row(qint64 mail, const QByteArray &row_table, std::optio
                             const QByteArray &row_note)
 {
     update_row.bind(row_table).bind(row).bind(row_note).bind(mail).run();
-}
-
-void mail_database::note_mails_without_row(const QByteArray &row_note)
-{
-    sqlite_statement note;
-    note.prepare(file, "UPDATE mail SET row_note = ? WHERE \"row\" IS NULL AND row_note IS NULL AND id >= ?");
-    note.bind(row_note).bind(first_mail()).run();
 }
 
 void mail_database::insert(const mail_difference &difference)
@@ -217,12 +253,22 @@ void mail_database::commit()
     file.execute("COMMIT; BEGIN");
 }
 
+/// The file's bytes are on the disk when this returns.
+void mail_database::force_to_disk()
+{
+    QFile written(path);
+    if (!failure().isEmpty() || (written.open(QIODevice::ReadWrite) && ::fsync(written.handle()) == 0))
+        return;
+    file.note_failure(QString::fromLocal8Bit(std::strerror(errno)));
+}
+
 void mail_database::close()
 {
     file.execute("COMMIT");
-    for (sqlite_statement *statement :
-         {&insert_mail, &insert_address, &insert_label, &insert_reference, &insert_part, &insert_text,
-          &insert_separator, &insert_difference, &insert_attachment, &update_row, &replace_meta, &find_file})
+    for (sqlite_statement *statement : {&insert_mail, &insert_address, &insert_label, &insert_reference, &insert_part,
+                                        &insert_text, &insert_html_text, &insert_separator, &insert_difference,
+                                        &insert_attachment, &update_row, &replace_meta, &find_file})
         statement->finalize();
     file.close();
+    force_to_disk();
 }

@@ -42,14 +42,14 @@ class mail_database
 {
 public:
     /// `PRAGMA user_version` of the schema.
-    static constexpr int schema_version = 1;
+    static constexpr int schema_version = 2;
 
     mail_database() = default;
     Q_DISABLE_COPY_MOVE(mail_database)
 
-    /// Open the file at `path`, which is made with its tables when it does not exist. Refused: a file that is not such
-    /// a database, or one of another version.
-    [[nodiscard]] maybe_refusal open(const QString &path);
+    /// Open the file at `database_path`, which is made with its tables when it does not exist. Refused: a file that is
+    /// not such a database, or one of another version.
+    [[nodiscard]] maybe_refusal open(const QString &database_path);
 
     /// Insert a mail with all that belongs to it; the id of its row, or 0 when the database failed. `files` are the
     /// values of `part.file`, one for each of `mail.parts`, empty for NULL. `source_file_number` goes to
@@ -63,8 +63,6 @@ public:
     [[nodiscard]] QByteArray file_of(const QByteArray &sha256);
 
     void set_row(qint64 mail, const QByteArray &row_table, std::optional<qint64> row, const QByteArray &row_note);
-    /// Mails of this run that have neither a row nor a note get this one.
-    void note_mails_without_row(const QByteArray &row_note);
     void insert(const mail_difference &difference);
     void insert(const stored_attachment &attachment);
 
@@ -80,6 +78,9 @@ public:
     /// The id that the first mail inserted by this object has, or would have.
     [[nodiscard]] qint64 first_mail() const { return id_of_first_mail; }
 
+    /// The id that the next mail gets.
+    [[nodiscard]] qint64 next_id() const { return next_mail; }
+
     /// For queries of phase 2. Lives as long as this object is open.
     [[nodiscard]] sqlite_connection &connection() { return file; }
 
@@ -91,10 +92,12 @@ private:
     void insert_separator_of(qint64 id, int source_file_number, const row_separator &place, const foreseen_row &row);
     void insert_parts(qint64 id, const mail_record &mail, const QByteArrayList &files);
     void insert_search(qint64 id, const mail_record &mail);
+    void force_to_disk();
 
+    QString path;
     sqlite_connection file;
     qint64 id_of_first_mail = 1;
     qint64 next_mail = 1;
     sqlite_statement insert_mail, insert_address, insert_label, insert_reference, insert_part, insert_text,
-        insert_separator, insert_difference, insert_attachment, update_row, replace_meta, find_file;
+        insert_html_text, insert_separator, insert_difference, insert_attachment, update_row, replace_meta, find_file;
 };

@@ -54,8 +54,12 @@ struct foreseen_row
     QByteArray rest;   ///< packed; how it differs from the mail
 };
 
-/// The note of a mail until it is compared with the rows.
-inline constexpr char row_note_until_compared[] = "Not compared with the rows.";
+/// Why a mail has no row when there are none of its file.
+inline constexpr char row_note_of_file_without_rows[] = "The result has no rows of this file.";
+
+/// What a mail has in its place until it is compared: "Unmatched", and points until it is as long as the name of the
+/// table and a number like the mail's. SQLite then puts these in its place without writing the mail's texts again.
+[[nodiscard]] QByteArray row_note_until_compared(qint64 mail);
 
 struct mail_record
 {

@@ -129,12 +129,13 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
     places.keep();
     QElapsedTimer clock;
     clock.start();
-    const reading_job job = job_of(sources, paths.directory, options.source_count, options.threads);
+    reading_job job = job_of(sources, paths.directory, options.source_count, options.threads);
+    job.has_rows = QFileInfo::exists(paths.database);
     reading_report report;
     report.reading = read_mails(
         job, database, [&](qint64 done, qint64 in_all) { return show_bytes(reading_mail_phase, done, in_all); });
     if (!report.reading.cancelled) {
-        report.comparison = compare_rows({job.directory, job.sources, 0, {}}, database,
+        report.comparison = compare_rows({job.directory, job.sources, 0, {}, job.has_rows}, database,
                                          [&](qint64) { return signals_watched.received() == 0; });
         report.is_compared = true;
     }

@@ -8,6 +8,7 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
@@ -18,11 +19,14 @@
 namespace {
 
 // Counted, not timed: the search index is laid out by transaction, and equal sources give equal files.
-constexpr qint64 mails_per_transaction = 1'000;
+constexpr qint64 mails_per_transaction = 4'000;
 constexpr qint64 bytes_per_transaction = qint64(16) * 1024 * 1024;
 constexpr int milliseconds_to_wait = 50;
-constexpr qint64 max_bytes_under_way = qint64(8) * 1024 * 1024; // mails that are parsed and not yet in the database
-constexpr qsizetype max_failures = 1'000;                       // that are listed
+constexpr int milliseconds_between_questions = 20;              // whether to go on
+constexpr qint64 max_bytes_under_way = qint64(4) * 1024 * 1024; // mails that are parsed and not yet in the database
+constexpr int mails_at_a_time = 8;                              // inserted before the processes get more to do
+constexpr int enough_parsed = 32;         // mails: where so many wait, one process parses fast enough
+constexpr qsizetype max_failures = 1'000; // that are listed
 constexpr QLatin1StringView spool_name(".reading/");
 
 /// What a worker says of a mail, and where it comes from.
@@ -58,8 +62,10 @@ private:
     void read_android(const reading_source &source, const QString &place);
     void keep(mail_record &record, int number);
     void dispatch(mail_under_way mail);
-    void work(bool until_idle);
-    void insert_ready();
+    void collect();
+    void make_room();
+    void finish_under_way();
+    void insert_ready(int max_mails);
     void commit();
     void commit_if_due();
     void insert_first();
@@ -67,6 +73,8 @@ private:
     void fail(const QString &sentence);
     void note_given_up(const mail_under_way &mail, const QByteArray &why);
     [[nodiscard]] bool may_go_on();
+    /// Where the database is what everything waits for, more processes would take its processor.
+    [[nodiscard]] bool is_one_enough() const { return parsed_and_waiting > enough_parsed; }
 
     const reading_job &job;
     mail_database &database;
@@ -77,7 +85,9 @@ private:
     std::deque<mail_under_way> under_way; ///< in their order
     qint64 first_number = 1;              ///< of the first that is under way
     qint64 bytes_under_way = 0;
+    qint64 parsed_and_waiting = 0; ///< mails that are under way
     qint64 bytes_done = 0, bytes_of_files = 0, bytes_in_all = 0;
+    QElapsedTimer since_question;
     int source_file_number = 0;
     qint64 mails_committed = 0, bytes_committed = 0;
 };
@@ -101,7 +111,10 @@ void mail_reading::note_given_up(const mail_under_way &mail, const QByteArray &w
 
 bool mail_reading::may_go_on()
 {
-    totals.cancelled = totals.cancelled || !go_on(qMin(bytes_done, bytes_in_all), bytes_in_all);
+    if (!since_question.isValid() || since_question.elapsed() > milliseconds_between_questions) {
+        totals.cancelled = totals.cancelled || !go_on(qMin(bytes_done, bytes_in_all), bytes_in_all);
+        since_question.start();
+    }
     if (!pool.failure().isEmpty())
         fail(pool.failure());
     if (!database.failure().isEmpty())
@@ -154,6 +167,7 @@ void mail_reading::insert_first()
     keep(record, mail.source_file_number);
     bytes_done += mail.place.length;
     bytes_under_way -= mail.place.length;
+    --parsed_and_waiting;
     under_way.pop_front();
     ++first_number;
     commit_if_due();
@@ -178,7 +192,8 @@ void mail_reading::commit()
 /// Into the database, with the files of its parts.
 void mail_reading::keep(mail_record &record, int number)
 {
-    record.row_note = row_note_until_compared;
+    record.row_note =
+        job.has_rows ? row_note_until_compared(database.next_id()) : QByteArray(row_note_of_file_without_rows);
     QByteArrayList files;
     QHash<QByteArray, QByteArray> files_of_mail; // by content; they are not in the database yet
     for (const mail_part &part : std::as_const(record.parts))
@@ -193,7 +208,7 @@ void mail_reading::keep(mail_record &record, int number)
 /// The mails of an Android database are numbered from 1, as their rows are.
 void mail_reading::read_android(const reading_source &source, const QString &place)
 {
-    work(true); // mails of the files before
+    finish_under_way(); // mails of the files before
     ++source_file_number;
     const QString folder = parts + spool_name;
     android_mails mails(source.root, place, folder);
@@ -219,9 +234,10 @@ void mail_reading::read_android(const reading_source &source, const QString &pla
     bytes_done = bytes_of_files += QFileInfo(source.root + place).size();
 }
 
-void mail_reading::insert_ready()
+/// Insert what is parsed, `max_mails` at most.
+void mail_reading::insert_ready(int max_mails)
 {
-    while (!under_way.empty() && under_way.front().is_parsed && database.failure().isEmpty() && may_go_on())
+    for (; max_mails > 0 && !under_way.empty() && under_way.front().is_parsed && may_go_on(); --max_mails)
         insert_first();
 }
 
@@ -242,31 +258,46 @@ QByteArray sha256_of_range(const QByteArray &path, qint64 offset, qint64 length)
     return hash.result().toHex();
 }
 
-/// Take in what the processes have parsed, and wait for them while there is no room; with `until_idle`, until all is
-/// in the database.
-void mail_reading::work(bool until_idle)
+/// Take what the processes have parsed; wait for it when there is nothing to insert.
+void mail_reading::collect()
+{
+    const bool has_ready = !under_way.empty() && under_way.front().is_parsed;
+    for (parsed_mail &answer : pool.collect(has_ready ? 0 : milliseconds_to_wait)) {
+        mail_under_way &mail = under_way.at(static_cast<std::size_t>(answer.number - first_number));
+        mail.record = std::move(answer.record);
+        mail.is_parsed = true;
+        ++parsed_and_waiting;
+        if (!answer.given_up.isEmpty()) {
+            mail.problems.append(answer.given_up);
+            note_given_up(mail, answer.given_up);
+            mail.record.sha256 = sha256_of_range(mail.path, mail.place.offset, mail.place.length);
+        }
+    }
+}
+
+/// Until all that is under way is in the database.
+void mail_reading::finish_under_way()
 {
     while (!under_way.empty() && may_go_on()) {
-        const bool waits = until_idle || !pool.has_room() || bytes_under_way > max_bytes_under_way;
-        for (parsed_mail &answer : pool.collect(waits ? milliseconds_to_wait : 0)) {
-            mail_under_way &mail = under_way.at(static_cast<std::size_t>(answer.number - first_number));
-            mail.record = std::move(answer.record);
-            mail.is_parsed = true;
-            if (!answer.given_up.isEmpty()) {
-                mail.problems.append(answer.given_up);
-                note_given_up(mail, answer.given_up);
-                mail.record.sha256 = sha256_of_range(mail.path, mail.place.offset, mail.place.length);
-            }
-        }
-        insert_ready();
-        if (!waits)
-            return;
+        collect();
+        insert_ready(mails_at_a_time);
+    }
+}
+
+/// The processes come first: while they have nothing to do, nothing is inserted.
+void mail_reading::make_room()
+{
+    const auto is_full = [this] { return !pool.has_room(is_one_enough()) || bytes_under_way > max_bytes_under_way; };
+    while (is_full() && !under_way.empty() && may_go_on()) {
+        collect();
+        if (is_full())
+            insert_ready(mails_at_a_time);
     }
 }
 
 void mail_reading::dispatch(mail_under_way mail)
 {
-    work(false);
+    make_room();
     if (!may_go_on())
         return;
     const mail_place &place = mail.place;
@@ -277,8 +308,9 @@ void mail_reading::dispatch(mail_under_way mail)
         note_given_up(mail, mail.problems.last());
         mail.record.sha256 = sha256_of_range(mail.path, place.offset, place.length);
         mail.is_parsed = true;
+        ++parsed_and_waiting;
     } else {
-        pool.give({number, mail.path, place.offset, place.length, place.is_followed});
+        pool.give({number, mail.path, place.offset, place.length, place.is_followed}, is_one_enough());
     }
     under_way.push_back(std::move(mail));
 }
@@ -342,7 +374,7 @@ reading_totals mail_reading::run()
                 read_file(source, place);
         }
     }
-    work(true);
+    finish_under_way();
     commit();
     static_cast<void>(may_go_on()); // notes a failure of the last rows
     totals.mails = mails_committed;

@@ -25,7 +25,8 @@ struct reading_job
 {
     QString directory; ///< of `Mail.sqlite`, where "Parts/" is made; ends in "/"
     QList<reading_source> sources;
-    int threads = 1; ///< processes that parse, at least 1
+    int threads = 1;      ///< processes that parse, at least 1
+    bool has_rows = true; ///< that the mails will be compared with
 };
 
 struct reading_totals

@@ -16,10 +16,8 @@ constexpr char of_last_message[] = "The last message of an mbox file gives no ro
 constexpr char of_skipped_message[] =
     "The result has rows of later messages of this file but none of this one: it could not be inserted, it was too "
     "large, or its row was removed.";
-constexpr char of_file_without_rows[] = "The result has no rows of this file.";
 constexpr char after_last_row[] =
     "The rows of this file end before this mail: the extraction was cancelled, or it failed.";
-constexpr char not_compared[] = "The comparison with the rows was cancelled before it came to this mail.";
 
 constexpr char inside_mail[] =
     "A line inside this mail begins with \"From \" and is taken for the beginning of another mail; the row was made of "
@@ -164,8 +162,6 @@ comparison_totals row_comparison::run()
             break;
         finish(file);
     }
-    if (totals.cancelled)
-        database.note_mails_without_row(not_compared);
     database.commit();
     totals.attachments = attachments.counted();
     if (const QString failure = database.failure(); !failure.isEmpty())
@@ -178,12 +174,12 @@ void row_comparison::compare_rows()
     qint64 count = 0;
     row_query.bind(job.rows_after);
     while (!totals.cancelled && row_query.next()) {
-        const auto number = file_numbers.constFind({row_query.text(1), row_query.text(2)});
+        const auto number = file_numbers.constFind({row_query.utf8(1), row_query.utf8(2)});
         if (number != file_numbers.constEnd()) {
             written_row row = {row_query.integer(0),
-                               {row_query.text(3), row_query.text(4), row_query.text(5), row_query.text(6),
-                                row_query.text(7), row_query.text(8)},
-                               row_query.text(9),
+                               {row_query.utf8(3), row_query.utf8(4), row_query.utf8(5), row_query.utf8(6),
+                                row_query.utf8(7), row_query.utf8(8)},
+                               row_query.utf8(9),
                                {}};
             // Which files are the body and the attachments of an Android mail is for its row to say.
             row.digest =
@@ -247,7 +243,7 @@ void row_comparison::count(compared_file &file, qint64 first_row)
 bool row_comparison::is_row_of(qint64 row, const compared_file &file)
 {
     row_at.bind(row);
-    const bool is_it = row_at.next() && file_numbers.value({row_at.text(0), row_at.text(1)}, -1) == file.number - 1;
+    const bool is_it = row_at.next() && file_numbers.value({row_at.utf8(0), row_at.utf8(1)}, -1) == file.number - 1;
     row_at.reset();
     return is_it;
 }
@@ -331,7 +327,8 @@ void row_comparison::pass_over(compared_file &file, const QByteArray &note)
         return;
     begin_mail(file);
     ++totals.without_row;
-    database.set_row(current.mail, {}, {}, note);
+    if (job.has_rows || note != row_note_of_file_without_rows)
+        database.set_row(current.mail, {}, {}, note);
     add(current.mail, {}, {"row", "missing", note});
 }
 
@@ -339,7 +336,7 @@ void row_comparison::finish(compared_file &file)
 {
     const QByteArray note = !job.why_no_rows.isEmpty() ? job.why_no_rows.toUtf8()
                             : file.is_counted          ? QByteArray(after_last_row)
-                                                       : QByteArray(of_file_without_rows);
+                                                       : QByteArray(row_note_of_file_without_rows);
     if (!file.is_counted) {
         message_count.bind(qint64(file.number));
         file.messages = message_count.next() ? message_count.integer(0) : 0;

@@ -17,6 +17,7 @@ struct comparison_job
     QList<reading_source> sources; ///< as they were read
     qint64 rows_after = 0;         ///< rows up to this `INT` are of earlier runs
     QString why_no_rows;           ///< known reason for mails to have none: a sentence, or empty
+    bool has_rows = true;          ///< as it was when the mails were read
 };
 
 /// What the rows of a run hold, and what they do not.

@@ -30,9 +30,11 @@ bool sqlite_connection::execute(const char *statements)
     return false;
 }
 
-void sqlite_connection::note_failure()
+void sqlite_connection::note_failure(const QString &why)
 {
-    if (first_failure.isEmpty())
+    if (first_failure.isEmpty() && !why.isEmpty())
+        first_failure = why;
+    else if (first_failure.isEmpty())
         first_failure = handle ? QString::fromUtf8(sqlite3_errmsg(handle)) : QStringLiteral("out of memory");
 }
 

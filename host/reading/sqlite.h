@@ -28,7 +28,8 @@ public:
 
     [[nodiscard]] QString failure() const { return first_failure; }
     [[nodiscard]] bool is_open() const { return handle != nullptr; }
-    void note_failure();
+    /// Keep what SQLite says, or `why`, as the failure, unless there is one.
+    void note_failure(const QString &why = {});
 
 private:
     friend class sqlite_statement;

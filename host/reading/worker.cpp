@@ -8,14 +8,15 @@
 #include <QDir>
 #include <QFile>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <new>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace {
@@ -46,9 +47,11 @@ bool write_all(int to, const char *bytes, qsizetype size)
 
 bool answer(const QByteArray &bytes)
 {
-    const qint64 size = bytes.size();
-    return write_all(STDOUT_FILENO, reinterpret_cast<const char *>(&size), sizeof size) &&
-           write_all(STDOUT_FILENO, bytes.constData(), bytes.size());
+    qint64 size = bytes.size();
+    iovec pieces[] = {{&size, sizeof size}, {const_cast<char *>(bytes.constData()), static_cast<std::size_t>(size)}};
+    const ssize_t written = ::writev(STDOUT_FILENO, pieces, 2);
+    const ssize_t of_bytes = written - static_cast<ssize_t>(sizeof size);
+    return of_bytes >= 0 && write_all(STDOUT_FILENO, bytes.constData() + of_bytes, bytes.size() - of_bytes);
 }
 
 /// Bytes of address space in use.
@@ -63,30 +66,70 @@ rlim_t used_memory()
     return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 
-/// What a mail may need: a share for its fields, and its size several times.
-void limit_memory(rlim_t base, qint64 length)
+/// The memory this process may use.
+class memory_limit
 {
-    rlimit limit = {};
-    getrlimit(RLIMIT_AS, &limit);
-    limit.rlim_cur =
-        base > 0 ? base + static_cast<rlim_t>(memory_per_mail + memory_per_mail_byte * length) : RLIM_INFINITY;
-    if (limit.rlim_max != RLIM_INFINITY && limit.rlim_cur > limit.rlim_max)
-        limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_AS, &limit);
-}
-
-QByteArray file_bytes(const QByteArray &path, qint64 offset, qint64 length)
-{
-    QByteArray bytes(length, Qt::Uninitialized);
-    QFile file(QFile::decodeName(path));
-    qint64 filled = 0;
-    if (file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) && file.seek(offset)) {
-        for (qint64 count = 1; filled < length && count > 0; filled += qMax<qint64>(count, 0))
-            count = file.read(bytes.data() + filled, length - filled);
+public:
+    explicit memory_limit(rlim_t in_use)
+        : base(in_use)
+    {
     }
-    bytes.truncate(filled);
-    return bytes;
-}
+
+    /// What a mail may need: a share for its fields, and its size several times.
+    void set_for(qint64 length)
+    {
+        constexpr qint64 step = qint64(1) * 1024 * 1024; // most mails are smaller, and need the same
+        const qint64 steps = length / step + 1;
+        if (base == 0 || steps == last_steps)
+            return;
+        last_steps = steps;
+        rlimit limit = {};
+        getrlimit(RLIMIT_AS, &limit);
+        limit.rlim_cur = base + static_cast<rlim_t>(memory_per_mail + memory_per_mail_byte * steps * step);
+        if (limit.rlim_max != RLIM_INFINITY && limit.rlim_cur > limit.rlim_max)
+            limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_AS, &limit);
+    }
+
+private:
+    rlim_t base; ///< bytes; 0 when it is not known, and nothing is limited
+    qint64 last_steps = 0;
+};
+
+/// The file that mails are read from; it stays open as long as they come from the same one.
+class mail_file
+{
+public:
+    ~mail_file() { close(); }
+    mail_file() = default;
+    Q_DISABLE_COPY_MOVE(mail_file)
+
+    void open(const QByteArray &path)
+    {
+        close();
+        file = ::open(path.constData(), O_RDONLY | O_CLOEXEC);
+    }
+
+    /// Fewer bytes than asked for where the file ends or cannot be read.
+    [[nodiscard]] QByteArray bytes(qint64 offset, qint64 length) const
+    {
+        QByteArray read(length, Qt::Uninitialized);
+        qint64 filled = 0;
+        for (ssize_t count = 1; filled < length && count > 0; filled += std::max<ssize_t>(count, 0))
+            count = ::pread(file, read.data() + filled, static_cast<std::size_t>(length - filled), offset + filled);
+        read.truncate(filled);
+        return read;
+    }
+
+private:
+    void close()
+    {
+        if (file >= 0)
+            ::close(file);
+    }
+
+    int file = -1;
+};
 
 /// Writes parts under names of their own.
 class spool_folder
@@ -124,19 +167,21 @@ private:
     qint64 last = 0;
 };
 
-/// Whatever is printed for want of memory helps no one.
-void be_quiet()
+/// As a process beside others: whatever is printed for want of memory helps no one.
+void settle_in()
 {
     const rlimit no_core = {0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
     if (const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC); nowhere >= 0)
         ::dup2(nowhere, STDERR_FILENO);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    constexpr int less_urgent = 5; // than writing the database, which everything waits for
+    ::setpriority(PRIO_PROCESS, 0, less_urgent);
 }
 
-bool serve(const worker_request &request, const QByteArray &path, spool_folder &spool)
+bool serve(const worker_request &request, const mail_file &file, spool_folder &spool)
 {
-    const QByteArray stored = file_bytes(path, request.offset, request.length);
+    const QByteArray stored = file.bytes(request.offset, request.length);
     mail_record record = read_mail(stored, request.is_followed != 0,
                                    [&spool](QByteArrayView bytes, mail_part &part) { spool.take(bytes, part); });
     if (stored.size() < request.length)
@@ -149,22 +194,25 @@ bool serve(const worker_request &request, const QByteArray &path, spool_folder &
 
 int run_worker(const QString &spool)
 {
-    be_quiet();
+    settle_in();
     spool_folder parts(spool);
     // What GMime and the C library load once is not part of a mail's share.
     const mail_record warm =
         read_mail("From x\nSubject: =?iso-8859-1?Q?=E4?=\nTo: a@b\n\na", false, [](QByteArrayView, mail_part &) {});
-    const rlim_t base = warm.subject.isEmpty() ? 0 : used_memory();
+    memory_limit memory(warm.subject.isEmpty() ? 0 : used_memory());
     if (!answer({}))
         return 1;
     try {
         worker_request request;
+        mail_file file;
         while (read_all(STDIN_FILENO, reinterpret_cast<char *>(&request), sizeof request)) {
             QByteArray path(request.path_size, Qt::Uninitialized);
             if (!read_all(STDIN_FILENO, path.data(), path.size()))
                 return 1;
-            limit_memory(base, request.length);
-            if (!serve(request, path, parts))
+            if (!path.isEmpty())
+                file.open(path);
+            memory.set_for(request.length);
+            if (!serve(request, file, parts))
                 return 1;
         }
     } catch (const std::bad_alloc &) {

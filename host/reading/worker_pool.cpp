@@ -19,7 +19,10 @@
 
 namespace {
 
-constexpr std::size_t max_jobs = 8; // of one process; their requests fit into a pipe
+constexpr std::size_t max_jobs = 64; // of one process: it must not wait while rows are inserted
+// Requests that wait in a pipe; with one more they fit into the smallest one that the system makes.
+constexpr qsizetype max_waiting_bytes = 2048;
+constexpr qsizetype bytes_at_a_time = 256 * 1024;
 constexpr int pipe_bytes = 1024 * 1024;
 constexpr char program[] = "/proc/self/exe";
 
@@ -27,24 +30,32 @@ constexpr char program[] = "/proc/self/exe";
 
 struct worker_pool::process
 {
+    struct given_job
+    {
+        mail_job job;
+        qsizetype request_bytes;
+    };
+
     QString spool;
     pid_t id = 0;
     int requests = -1; ///< written to
     int answers = -1;  ///< read from
     bool has_started = false;
-    std::deque<mail_job> jobs; ///< given and not answered, the one that is worked on first
-    QElapsedTimer at_work;     ///< on the first
-    QByteArray received;       ///< of an answer: its size, then all of it
-    qsizetype filled = 0;
-    bool size_known = false;
+    std::deque<given_job> jobs;  ///< given and not answered, the one that is worked on first
+    qsizetype waiting_bytes = 0; ///< of their requests
+    QByteArray path;             ///< of the last request
+    QElapsedTimer at_work;       ///< on the first job
+    QByteArray received;         ///< answers, the last one perhaps not whole
+    qsizetype filled = 0;        ///< bytes of `received` that came
 
     ~process() { end(); }
 
-    void expect(qsizetype size, bool is_answer)
+    [[nodiscard]] bool has_room() const { return jobs.size() < max_jobs && waiting_bytes <= max_waiting_bytes; }
+
+    void forget_first_job()
     {
-        received = QByteArray(size, Qt::Uninitialized);
-        filled = 0;
-        size_known = is_answer;
+        waiting_bytes -= jobs.front().request_bytes;
+        jobs.pop_front();
     }
 
     /// How it ended.
@@ -77,10 +88,10 @@ worker_pool::worker_pool(int count, const QString &spool, qint64 milliseconds)
 
 worker_pool::~worker_pool() = default;
 
-bool worker_pool::has_room() const
+bool worker_pool::has_room(bool of_first) const
 {
-    return std::any_of(processes.begin(), processes.end(),
-                       [](const auto &worker) { return worker->jobs.size() < max_jobs; });
+    return std::any_of(processes.begin(), of_first ? processes.begin() + 1 : processes.end(),
+                       [](const auto &worker) { return worker->has_room(); });
 }
 
 void worker_pool::start(process &worker)
@@ -105,75 +116,96 @@ void worker_pool::start(process &worker)
     worker.requests = requests[1];
     worker.answers = answers[0];
     ::fcntl(worker.answers, F_SETFL, O_NONBLOCK);
-    worker.expect(sizeof(qint64), false);
+    worker.path.clear();
+    worker.filled = 0;
     worker.at_work.start();
     if (error != 0) {
         worker.id = 0;
         why_failed =
             QStringLiteral("a reading process could not be started: ") + QString::fromLocal8Bit(std::strerror(error));
     }
-    for (const mail_job &job : worker.jobs)
-        send(worker, job);
+    worker.waiting_bytes = 0;
+    for (process::given_job &each : worker.jobs)
+        worker.waiting_bytes += each.request_bytes = send(worker, each.job);
 }
 
-void worker_pool::send(process &worker, const mail_job &job)
+/// The bytes that were sent.
+qsizetype worker_pool::send(process &worker, const mail_job &job)
 {
-    const worker_request request = {job.offset, job.length, job.is_followed, static_cast<qint32>(job.path.size())};
-    const QByteArray bytes = QByteArray(reinterpret_cast<const char *>(&request), sizeof request) + job.path;
+    const bool same_path = worker.path == job.path;
+    const worker_request request = {job.offset, job.length, job.is_followed,
+                                    same_path ? 0 : static_cast<qint32>(job.path.size())};
+    worker.path = job.path;
+    QByteArray bytes(reinterpret_cast<const char *>(&request), sizeof request);
+    if (!same_path)
+        bytes += job.path;
     // One that has died is noticed by its answers.
     [[maybe_unused]] const ssize_t written =
         ::write(worker.requests, bytes.constData(), static_cast<std::size_t>(bytes.size()));
+    return bytes.size();
 }
 
-void worker_pool::give(mail_job job)
+void worker_pool::give(mail_job job, bool to_first)
 {
-    process &worker = **std::min_element(processes.begin(), processes.end(), [](const auto &one, const auto &other) {
-        return one->jobs.size() < other->jobs.size();
-    });
+    const auto has_more = [](const auto &one, const auto &other) {
+        return std::pair(!one->has_room(), one->jobs.size()) < std::pair(!other->has_room(), other->jobs.size());
+    };
+    const auto emptiest =
+        std::min_element(processes.begin(), to_first ? processes.begin() + 1 : processes.end(), has_more);
+    process &worker = **emptiest;
     if (worker.jobs.empty())
         worker.at_work.start();
-    worker.jobs.push_back(std::move(job));
+    worker.jobs.push_back({std::move(job), 0});
     if (worker.id == 0)
         start(worker);
     else
-        send(worker, worker.jobs.back());
+        worker.waiting_bytes += worker.jobs.back().request_bytes = send(worker, worker.jobs.back().job);
 }
 
 void worker_pool::give_up_first(process &worker, const QByteArray &why, std::vector<parsed_mail> &answers)
 {
     worker.end();
-    answers.push_back({worker.jobs.front().number, {}, why});
-    worker.jobs.pop_front();
+    answers.push_back({worker.jobs.front().job.number, {}, why});
+    worker.forget_first_job();
     if (!worker.jobs.empty())
         start(worker);
 }
 
-/// What is received is complete: a size, or an answer.
-bool worker_pool::take_answer(process &worker, std::vector<parsed_mail> &answers)
+/// Take the answers that are whole. False when they are not what a worker sends.
+bool worker_pool::take_answers(process &worker, std::vector<parsed_mail> &answers)
 {
-    if (!worker.size_known) {
+    qsizetype at = 0;
+    qsizetype expected = bytes_at_a_time;
+    while (worker.filled - at >= qsizetype(sizeof(qint64))) {
         qint64 size = 0;
-        std::memcpy(&size, worker.received.constData(), sizeof size);
-        if (size == 0 && !worker.has_started)
-            worker.has_started = true;
-        worker.expect(size > 0 ? size : qsizetype(sizeof size), size > 0);
-        return size >= 0;
+        std::memcpy(&size, worker.received.constData() + at, sizeof size);
+        const qsizetype end = at + qsizetype(sizeof size) + size;
+        if (size < 0 || (worker.has_started && worker.jobs.empty()))
+            return false;
+        if (end > worker.filled) {
+            expected = std::max(expected, end - worker.filled);
+            break;
+        }
+        if (worker.has_started) {
+            parsed_mail answer = {worker.jobs.front().job.number, {}, {}};
+            if (!from_bytes(QByteArray::fromRawData(worker.received.constData() + end - size, size), answer.record))
+                return false;
+            answers.push_back(std::move(answer));
+            worker.forget_first_job();
+            worker.at_work.start();
+        }
+        worker.has_started = true;
+        at = end;
     }
-    if (worker.jobs.empty())
-        return false;
-    parsed_mail answer = {worker.jobs.front().number, {}, {}};
-    if (!from_bytes(worker.received, answer.record))
-        return false;
-    answers.push_back(std::move(answer));
-    worker.jobs.pop_front();
-    worker.expect(sizeof(qint64), false);
-    worker.at_work.start();
+    worker.filled -= at;
+    std::memmove(worker.received.data(), worker.received.constData() + at, static_cast<std::size_t>(worker.filled));
+    worker.received.resize(worker.filled + expected);
     return true;
 }
 
 void worker_pool::receive(process &worker, std::vector<parsed_mail> &answers)
 {
-    while (true) {
+    while (take_answers(worker, answers)) {
         const ssize_t count = ::read(worker.answers, worker.received.data() + worker.filled,
                                      static_cast<std::size_t>(worker.received.size() - worker.filled));
         if (count < 0 && (errno == EAGAIN || errno == EINTR))
@@ -181,8 +213,6 @@ void worker_pool::receive(process &worker, std::vector<parsed_mail> &answers)
         if (count <= 0)
             break;
         worker.filled += count;
-        if (worker.filled == worker.received.size() && !take_answer(worker, answers))
-            break;
     }
     const bool had_started = worker.has_started;
     const int status = worker.end();
@@ -202,7 +232,7 @@ void worker_pool::end_stalled(process &worker, std::vector<parsed_mail> &answers
 {
     if (worker.jobs.empty())
         return;
-    const qint64 allowed = allowed_milliseconds + worker.jobs.front().length / mail_bytes_per_millisecond;
+    const qint64 allowed = allowed_milliseconds + worker.jobs.front().job.length / mail_bytes_per_millisecond;
     if (worker.at_work.elapsed() > allowed)
         give_up_first(worker,
                       "Reading this mail took longer than " + QByteArray::number(allowed / 1000) +

@@ -39,11 +39,11 @@ public:
     ~worker_pool(); ///< kills those that still run
     Q_DISABLE_COPY_MOVE(worker_pool)
 
-    /// True when a job can be given without waiting.
-    [[nodiscard]] bool has_room() const;
+    /// True when a job can be given without waiting, to the first process or to any.
+    [[nodiscard]] bool has_room(bool of_first = false) const;
 
     /// Precondition: `has_room`.
-    void give(mail_job job);
+    void give(mail_job job, bool to_first = false);
 
     /// Wait up to `milliseconds` for answers. The answers of one process come in the order of its jobs.
     [[nodiscard]] std::vector<parsed_mail> collect(int milliseconds);
@@ -55,9 +55,9 @@ private:
     struct process;
 
     void start(process &worker);
-    void send(process &worker, const mail_job &job);
+    qsizetype send(process &worker, const mail_job &job);
     void receive(process &worker, std::vector<parsed_mail> &answers);
-    bool take_answer(process &worker, std::vector<parsed_mail> &answers);
+    bool take_answers(process &worker, std::vector<parsed_mail> &answers);
     void give_up_first(process &worker, const QByteArray &why, std::vector<parsed_mail> &answers);
     void end_stalled(process &worker, std::vector<parsed_mail> &answers);
 
