@@ -52,7 +52,11 @@ void file_digest::add(QByteArrayView bytes)
 void file_digest::count_separators(QByteArrayView bytes)
 {
     while (!bytes.isEmpty()) {
-        if (!inside_line) {
+        if (!inside_line && line_begin.isEmpty() && bytes.size() >= marked_separator.size()) {
+            separator_lines += begins_separator(bytes) ? 1 : 0;
+            inside_line = true;
+        }
+        if (!inside_line) { // at the end of a block, or at the beginning of the next one
             const qsizetype taken = qMin(marked_separator.size() - line_begin.size(), bytes.size());
             const qsizetype line_feed = bytes.first(taken).indexOf('\n');
             line_begin.append(bytes.first(line_feed < 0 ? taken : line_feed + 1));
@@ -92,9 +96,9 @@ QString sha256_of_bytes(const QString &path, qint64 max_size, const on_block &go
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return {};
     file_digest digest(true, false);
-    QByteArray block(hash_block_size, Qt::Uninitialized);
+    QByteArray block(qBound<qint64>(4096, file.size() + 1, hash_block_size), Qt::Uninitialized);
     while (digest.size() < max_size) {
-        const qint64 count = file.read(block.data(), qMin(hash_block_size, max_size - digest.size()));
+        const qint64 count = file.read(block.data(), qMin<qint64>(block.size(), max_size - digest.size()));
         if (count == 0)
             break;
         if (count < 0 || !go_on(count))

@@ -4,14 +4,16 @@
 
 #include <algorithm>
 
-#include <poll.h>
+#include <chrono>
+
 #include <sys/inotify.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int max_waiting = 10'000; // what comes on top of them is hashed at the end
-constexpr int milliseconds_between_looks = 20;
+constexpr qsizetype max_waiting = 10'000; // what comes on top of them is hashed at the end
+constexpr qsizetype names_at_a_time = 64;
+constexpr std::chrono::milliseconds between_looks(10); // being woken for each file would cost the extraction more
 
 } // namespace
 
@@ -42,26 +44,31 @@ void attachment_hashes::listen()
     while (!is_over) {
         if (!watches)
             watches = inotify_add_watch(descriptor, QFile::encodeName(directory).constData(), IN_CLOSE_WRITE) >= 0;
-        pollfd waited_for = {descriptor, POLLIN, 0};
-        if (::poll(&waited_for, 1, milliseconds_between_looks) > 0)
-            hear(descriptor);
+        std::this_thread::sleep_for(between_looks);
+        hear(descriptor);
     }
     ::close(descriptor);
 }
 
 void attachment_hashes::hear(int descriptor)
 {
-    alignas(inotify_event) char events[16 * 1024];
-    const ssize_t size = ::read(descriptor, events, sizeof events);
-    for (ssize_t at = 0; at < size;) {
-        const auto *event = reinterpret_cast<const inotify_event *>(events + at);
-        at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-        if (event->len == 0 || waiting >= max_waiting)
-            continue;
-        ++waiting;
-        group.add([this, name = QFile::decodeName(event->name)] {
-            hash(name);
-            --waiting;
+    alignas(inotify_event) char events[64 * 1024];
+    QStringList names;
+    for (ssize_t size = 0; (size = ::read(descriptor, events, sizeof events)) > 0;) {
+        for (ssize_t at = 0; at < size;) {
+            const auto *event = reinterpret_cast<const inotify_event *>(events + at);
+            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+            if (event->len > 0 && waiting + names.size() < max_waiting)
+                names.append(QFile::decodeName(event->name));
+        }
+    }
+    for (; !names.isEmpty(); names = names.sliced(qMin(names.size(), names_at_a_time))) {
+        const QStringList some = names.first(qMin(names.size(), names_at_a_time));
+        waiting += some.size();
+        group.add([this, some] {
+            for (const QString &name : some)
+                hash(name);
+            waiting -= some.size();
         });
     }
 }

@@ -58,7 +58,7 @@ private:
     qint64 rest = 0;
     std::mutex mutex; ///< of what is hashed
     QHash<QString, hashed> done;
-    std::atomic_int waiting = 0; ///< files that are on the queue
+    std::atomic<qsizetype> waiting = 0; ///< files that are on the queue
     std::atomic_bool is_over = false;
     std::thread listener;
     work_group group; ///< last: the work writes to the members above until it is done
