@@ -30,18 +30,20 @@ export function Bars({ title, counts, name, chosen, on_toggle, first = 8, hint }
     let all = 0;
     for (let value = 0; value < counts.length; ++value) if (counts[value]! > 0) ++all;
     if (values.length === 0) return null;
+    const names = values.map((value) => visible(name(value)) || "(empty)");
+    const shown_name = (place: number) => // two people may have one name
+        hint && names.indexOf(names[place]!) !== names.lastIndexOf(names[place]!) ? visible(hint(values[place]!)) : names[place]!;
     return (
         <section class="bars" aria-label={title}>
             <h3>{title}{all > first && <span class="quiet"> {count(all)}</span>}</h3>
             <ul>
-                {values.map((value) => {
+                {values.map((value, place) => {
                     const is_chosen = chosen.includes(value);
-                    const text = visible(name(value)) || "(empty)";
                     return (
                         <li key={value}>
                             <button class={is_chosen ? "bar-button chosen" : "bar-button"} aria-pressed={is_chosen} title={visible(hint?.(value) ?? name(value))} onClick={() => on_toggle(value)}>
                                 <span class="fill" style={{ width: `${(100 * counts[value]!) / most}%` }} />
-                                <span class="bar-name">{is_chosen && <span aria-hidden="true">✓ </span>}<bdi>{text}</bdi></span>
+                                <span class="bar-name">{is_chosen && <span aria-hidden="true">✓ </span>}<bdi>{shown_name(place)}</bdi></span>
                                 <span class="bar-count">{count(counts[value]!)}</span>
                             </button>
                         </li>

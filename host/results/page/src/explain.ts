@@ -36,7 +36,9 @@ export function mark_words(mark: string): string {
     if (field === "file") return `Attachment ${file_words[kind] ?? kind}`.replace("they are", "it is").replace("they have", "it has");
     if (field === "row") return kind === "missing" ? "Mail has no row" : kind === "surplus" ? "Mail has more than one row" : `Row: ${kind}`;
     const name = column_names[field] ?? field;
-    return `${name.charAt(0).toUpperCase()}${name.slice(1)} ${difference_words[kind] ?? kind}`;
+    const words = difference_words[kind] ?? kind;
+    const is_plural = name.endsWith("s");
+    return `${name.charAt(0).toUpperCase()}${name.slice(1)} ${is_plural ? words.replace(/^is /, "are ").replace("another one", "others").replace(/^has /, "have ") : words}`;
 }
 
 export function file_kind_words(kind: string): string {

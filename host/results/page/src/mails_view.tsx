@@ -40,6 +40,12 @@ export function value_name(report: Report, side: Side, value: number): string {
     }
 }
 
+/** "Source1 /Mail/Labels/Work.mbox" as "Source1 Work.mbox". */
+function short_place(place: string): string {
+    const path = place.indexOf("/");
+    return path < 0 ? place : place.slice(0, path) + place.slice(place.lastIndexOf("/") + 1);
+}
+
 /** Beside an open mail the list keeps what leads to the next one. */
 const columns_beside_mail = ["star", "date", "from", "subject", "marks"];
 
@@ -63,7 +69,7 @@ function columns_of(report: Report, on_bookmark: (mail: number) => void, is_open
         { id: "subject", title: "Subject", width: 160, grows: true, draw: (mail) => (mails.subject[mail] ? <Value>{mails.subject[mail]}</Value> : <span class="quiet">(no subject)</span>) },
         { id: "to", title: "To", width: 130, draw: (mail) => <Value>{(mails.to[mail] ?? []).slice(0, 4).map((each) => mails.person(each)).join(", ")}</Value> },
         { id: "files", title: "Files", width: 52, numbers: true, draw: (mail) => (mails.files[mail]! > 0 ? count(mails.files[mail]!) : "") },
-        { id: "size", title: "Size", width: 72, numbers: true, draw: (mail) => (mails.size[mail]! > 0 ? size(mails.size[mail]!) : "") },
+        { id: "size", title: "Size", width: 88, numbers: true, draw: (mail) => (mails.size[mail]! > 0 ? size(mails.size[mail]!) : "") },
         {
             id: "marks", title: "Row", width: 56,
             draw: (mail) => {
@@ -103,7 +109,7 @@ export function SideBars({ report, now, listed, change, only }: ViewProps & { on
         <>
             {shown.map((side) => (
                 <Bars key={side} title={titles[side]} counts={counts.get(side) ?? []} chosen={now.filter.chosen[side]}
-                    name={(value) => (side === "people" ? report.mails.person(value) : value_name(report, side, value))}
+                    name={(value) => (side === "people" ? report.mails.person(value) : side === "places" ? short_place(report.places[value] ?? "") : value_name(report, side, value))}
                     hint={(value) => value_name(report, side, value)}
                     on_toggle={(value) => change({ filter: toggled(now.filter, side, value), view: "mails" })} />
             ))}
