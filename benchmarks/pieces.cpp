@@ -58,7 +58,7 @@ void count_bytes(benchmark::State &state, qsizetype bytes)
 void splitter(benchmark::State &state)
 {
     QByteArray file = message(20000).repeated(200);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         QBuffer device(&file);
         device.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
         mbox_splitter splitter(device);
@@ -104,7 +104,7 @@ void header_fields(benchmark::State &state)
 {
     const QByteArray bytes = message(0);
     const mail_marks found(bytes);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto text = [&](qsizetype mark) { return mail_headers::line_at(found.bytes, mark).text; };
         benchmark::DoNotOptimize(mail_headers::recipient_names(text(found.to + 1)));
         benchmark::DoNotOptimize(mail_headers::sender_name(text(found.from)));
@@ -173,7 +173,7 @@ void free_name_and_file(benchmark::State &state)
     const QString path = directory.path() + u'/';
     cancel_flag cancelled;
     free_file_names names(path, cancelled);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const QString name = names.next(QStringLiteral("image001.png"), cancelled);
         QFile file(path + name);
         if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
@@ -190,7 +190,7 @@ void body_file_index(benchmark::State &state)
     for (int i = 0; i < 5000; ++i)
         QFile(directory.filePath(QString::number(i) + u".html")).open(QIODevice::WriteOnly);
     cancel_flag cancelled;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const body_files files(directory.path(), evidence_root(directory.path()), cancelled);
         benchmark::DoNotOptimize(files.path_of(QStringLiteral("77")));
     }
@@ -250,7 +250,7 @@ void insert_row(benchmark::State &state)
     result target;
     row_writer rows(target.db, insert_into_t, [](const QString &, const QString &) {});
     QStringList row(14, QStringLiteral("a text of some words"));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         row[3] = QString::number(state.iterations());
         benchmark::DoNotOptimize(rows.insert(row));
     }
@@ -265,7 +265,7 @@ void insert_row_bound_by_qt(benchmark::State &state)
         QSqlQuery query(target.db);
         query.prepare(insert_into_t);
         const QString text = QStringLiteral("a text of some words");
-        for (auto _ : state) {
+        while (state.KeepRunning()) {
             for (int i = 0; i < 14; ++i)
                 query.addBindValue(text);
             benchmark::DoNotOptimize(query.exec());

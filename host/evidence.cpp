@@ -51,6 +51,15 @@ QString looked_for(const QString &scheme)
     return kind ? QString(kind->mark) : QString();
 }
 
+maybe_refusal check_all_given(const QStringList &sources)
+{
+    for (const QString &source : sources) {
+        if (maybe_refusal missing = check_given(source))
+            return missing;
+    }
+    return {};
+}
+
 maybe_refusal check_given(const QString &source)
 {
     const QFileInfo info(source);

@@ -19,6 +19,7 @@ struct evidence
 
 /// Refused: a source that does not exist or cannot be read.
 [[nodiscard]] maybe_refusal check_given(const QString &source);
+[[nodiscard]] maybe_refusal check_all_given(const QStringList &sources);
 
 /// Recognise the directory `source`. With a `scheme` given, nothing needs to be found in it; a source that contains
 /// "Takeout/Mail" is read from its "Takeout" folder.

@@ -41,26 +41,28 @@ prepare_options preparation_of(const extract_options &options, const signal_watc
             .go_on = [&signals_watched] { return signals_watched.received() == 0; }};
 }
 
+/// Everything that can refuse a run before its sources are looked into; then the result directory is made.
+maybe_refusal prepare_places(const extract_options &options, run_places &places, last_rows &before)
+{
+    if (maybe_refusal refused = places.check(before))
+        return refused;
+    maybe_refusal earlier = check_earlier_mail(result_paths(options.result_dir).directory, options);
+    return earlier && !options.rows_only ? earlier : places.make();
+}
+
 exit_status extract_sources(extract_options options, signal_watch &signals_watched)
 {
     const QDateTime started = QDateTime::currentDateTimeUtc();
     make_paths_absolute(options);
-    for (const QString &source : std::as_const(options.sources)) {
-        if (const maybe_refusal missing = check_given(source))
-            return refuse(*missing, options.json);
-    }
+    if (const maybe_refusal missing = check_all_given(options.sources))
+        return refuse(*missing, options.json);
     progress_display progress(options.quiet);
     plugin_run plugin;
     if (const maybe_refusal refused = plugin.load(options.library))
         return refuse(*refused, options.json);
     run_places places(options);
     last_rows before;
-    if (const maybe_refusal refused = places.check(before))
-        return refuse(*refused, options.json);
-    const maybe_refusal earlier = check_earlier_mail(result_paths(options.result_dir).directory, options);
-    if (earlier && !options.rows_only)
-        return refuse(*earlier, options.json);
-    if (const maybe_refusal refused = places.make())
+    if (const maybe_refusal refused = prepare_places(options, places, before))
         return refuse(*refused, options.json);
 
     staging_area staging(result_paths(options.result_dir).staging, options.limits);

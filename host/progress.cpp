@@ -85,6 +85,10 @@ void progress_display::show_bytes(qint64 done, qint64 in_all)
         bytes_before = done;
     if (silent || since_start.elapsed() < next_line_at)
         return;
+    if (in_all <= 0) {
+        show(phase);
+        return;
+    }
     done -= bytes_before;
     in_all -= bytes_before;
     show(QStringLiteral("%1: %2 of %3 MiB%4")

@@ -18,7 +18,8 @@ public:
     /// A new phase, of which `show_bytes` shows how far it is. Nothing else is shown until the next one.
     void begin_phase(const QString &what);
 
-    /// How far the phase is, from any thread. What was done before it began does not count.
+    /// How far the phase is, from any thread. What was done before it began does not count. An `in_all` of 0 shows that
+    /// it goes on.
     void show_bytes(qint64 done, qint64 in_all);
 
     /// The same; another name than before begins another phase.

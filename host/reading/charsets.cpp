@@ -30,7 +30,7 @@ public:
     }
     Q_DISABLE_COPY_MOVE(converter)
 
-    [[nodiscard]] bool is_open() const { return handle != reinterpret_cast<iconv_t>(-1); }
+    [[nodiscard]] bool is_open() const { return handle != not_open; }
 
     /// The bytes in UTF-8, with U+FFFD for each byte that means nothing.
     QByteArray convert(QByteArrayView bytes, qsizetype &replaced)
@@ -60,7 +60,9 @@ public:
     }
 
 private:
-    iconv_t handle = reinterpret_cast<iconv_t>(-1);
+    static inline const iconv_t not_open = reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr)
+
+    iconv_t handle = not_open;
 };
 
 bool is_ascii(QByteArrayView bytes)

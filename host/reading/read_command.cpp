@@ -21,6 +21,7 @@
 namespace {
 
 constexpr QLatin1StringView reading_mail_phase("reading mail");
+constexpr QLatin1StringView comparing_phase("comparing rows");
 
 struct read_options : source_options
 {
@@ -75,48 +76,77 @@ void print_report(const reading_report &report, const QString &database, double 
     print(QLatin1StringView("  result  ") + database);
 }
 
+/// Everything that can refuse a reading before its sources are looked into; then the result directory is made.
+maybe_refusal prepare_places(const read_options &options, const result_paths &paths, run_places &places)
+{
+    last_rows before;
+    if (maybe_refusal refused = places.check(before))
+        return refused;
+    if (maybe_refusal refused = check_earlier_mail(paths.directory, options))
+        return refused;
+    return places.make();
+}
+
+reading_report read_and_compare(const reading_job &job, mail_database &database, const on_progress &show_bytes)
+{
+    reading_report report;
+    report.reading = read_mails(
+        job, database, [&](qint64 done, qint64 in_all) { return show_bytes(reading_mail_phase, done, in_all); });
+    if (!report.reading.cancelled) {
+        report.comparison = compare_rows({job.directory, job.sources, 0, {}, job.has_rows}, database,
+                                         [&](qint64) { return show_bytes(comparing_phase, 0, 0); });
+        report.is_compared = true;
+    }
+    database.close();
+    return report;
+}
+
+prepare_options preparation_of(const read_options &options, const still_wanted &is_wanted)
+{
+    return {.scheme = options.scheme,
+            .accept_missing_parts = options.accept_missing_parts,
+            .hash = false,
+            .keep_mail = true,
+            .go_on = is_wanted};
+}
+
+exit_status status_of(const reading_report &report, const signal_watch &signals_watched)
+{
+    if (report.reading.cancelled || report.comparison.cancelled)
+        return signals_watched.status();
+    const bool failed = !report.reading.failures.isEmpty() || !report.comparison.failures.isEmpty();
+    return failed ? exit_status::done_with_failures : exit_status::done;
+}
+
 exit_status read_sources(read_options options, signal_watch &signals_watched)
 {
     make_paths_absolute(options);
-    for (const QString &source : std::as_const(options.sources)) {
-        if (const maybe_refusal missing = check_given(source))
-            return refuse(*missing, options.json);
-    }
+    if (const maybe_refusal missing = check_all_given(options.sources))
+        return refuse(*missing, options.json);
     const result_paths paths(options.result_dir);
-    const QString database_path = paths.directory + mail_database_name;
     const extract_options as_extraction = places_of(options);
     run_places places(as_extraction);
-    last_rows before;
-    maybe_refusal refused = places.check(before);
-    if (!refused)
-        refused = check_earlier_mail(paths.directory, options);
-    if (!refused)
-        refused = places.make();
-    if (refused)
+    if (const maybe_refusal refused = prepare_places(options, paths, places))
         return refuse(*refused, options.json);
 
     staging_area staging(paths.staging, options.limits);
     staging.remove_leftovers();
     progress_display progress(options.quiet);
+    const auto is_wanted = [&] { return signals_watched.received() == 0; };
     const auto show_bytes = [&](const QString &phase, qint64 done, qint64 in_all) {
         progress.show_bytes(phase, done, in_all);
-        return signals_watched.received() == 0;
+        return is_wanted();
     };
     const auto handlers_end = qScopeGuard([&] { signals_watched.forget_handler(); });
     signals_watched.before_exit([&] {
         complain(QStringLiteral("stopped before it could finish cleanly: the last mails are lost"));
         staging.remove();
     });
-    const prepare_options preparing = {.scheme = options.scheme,
-                                       .accept_missing_parts = options.accept_missing_parts,
-                                       .hash = false,
-                                       .keep_mail = true,
-                                       .go_on = [&] { return signals_watched.received() == 0; }};
     QList<ready_source> sources;
-    refused = prepare_sources(options.sources, preparing, staging, show_bytes, sources);
-    if (refused) {
+    if (const maybe_refusal refused =
+            prepare_sources(options.sources, preparation_of(options, is_wanted), staging, show_bytes, sources)) {
         progress.finish();
-        if (signals_watched.received() == 0 || !refused->text.isEmpty())
+        if (is_wanted() || !refused->text.isEmpty())
             return refuse(*refused, options.json);
         complain(QStringLiteral("cancelled before reading began; nothing was written"));
         return signals_watched.status();
@@ -124,6 +154,7 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
     if (options.clear)
         remove_earlier_mail(paths.directory);
     mail_database database;
+    const QString database_path = paths.directory + mail_database_name;
     if (const maybe_refusal unusable = database.open(database_path))
         return refuse(*unusable, options.json);
     places.keep();
@@ -131,21 +162,10 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
     clock.start();
     reading_job job = job_of(sources, paths.directory, options.source_count, options.threads);
     job.has_rows = QFileInfo::exists(paths.database);
-    reading_report report;
-    report.reading = read_mails(
-        job, database, [&](qint64 done, qint64 in_all) { return show_bytes(reading_mail_phase, done, in_all); });
-    if (!report.reading.cancelled) {
-        report.comparison = compare_rows({job.directory, job.sources, 0, {}, job.has_rows}, database,
-                                         [&](qint64) { return signals_watched.received() == 0; });
-        report.is_compared = true;
-    }
-    database.close();
+    const reading_report report = read_and_compare(job, database, show_bytes);
     progress.finish();
     print_report(report, database_path, static_cast<double>(clock.elapsed()) / 1000, options.json);
-    if (report.reading.cancelled || report.comparison.cancelled)
-        return signals_watched.status();
-    const bool failed = !report.reading.failures.isEmpty() || !report.comparison.failures.isEmpty();
-    return failed ? exit_status::done_with_failures : exit_status::done;
+    return status_of(report, signals_watched);
 }
 
 } // namespace

@@ -148,8 +148,7 @@ void reading_beside::read_and_compare(const reading_job &job, mail_database &dat
         return;
     const comparison_job comparison = {job.directory, job.sources, (*rows)[u"rows_after"].toInteger(),
                                        (*rows)[u"why_no_rows"].toString()};
-    report.comparison =
-        compare_rows(comparison, database, [this](qint64 done) { return go_on("comparing rows", done, 0); });
+    report.comparison = compare_rows(comparison, database, [this](qint64) { return go_on("comparing rows", 0, 0); });
     report.is_compared = true;
 }
 

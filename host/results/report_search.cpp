@@ -15,7 +15,8 @@ constexpr char32_t first_unspaced = 0x2e80; // from here on: scripts without bla
 /// Scripts in which a word is not set off by blanks.
 bool is_word_alone(char32_t c)
 {
-    return c >= first_unspaced && !(c >= 0xac00 && c <= 0xd7a3) && c < 0xff00;
+    const bool is_hangul = c >= 0xac00 && c <= 0xd7a3;
+    return c >= first_unspaced && c < 0xff00 && !is_hangul;
 }
 
 class word_collector

@@ -91,8 +91,10 @@ void member_staging::aim_at(const QList<placed_source> &placed)
 void member_staging::make_name(const QString &path) const
 {
     const std::optional<android_location> found = locate_android(path);
-    const auto source = found ? roots.constFind(found->root) : roots.constEnd();
-    if (source == roots.constEnd() || !is_looked_for(found->place))
+    if (!found || !is_looked_for(found->place))
+        return;
+    const auto source = roots.constFind(found->root);
+    if (source == roots.constEnd())
         return;
     const QString named = made[*source].found.root + found->place;
     QDir().mkpath(QFileInfo(named).path());

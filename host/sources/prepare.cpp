@@ -185,6 +185,7 @@ maybe_refusal source_preparation::run(QList<ready_source> &ready)
     if (maybe_refusal unreadable = list_source(given, options, staging, progress, listing))
         return unreadable;
     std::vector<listed_member> listed;
+    listed.reserve(listing.members.size());
     for (const found_member &each : listing.members)
         listed.push_back({each.entry.path, each.entry.declared_size == 0});
     placed = place_members(listed);

@@ -75,6 +75,7 @@ void test_report::texts_in_scripts_data()
     };
     row("end of a script", "</script>", R"("\u003c/script>")");
     row("comment of HTML", "<!--", R"("\u003c!--")");
+    // NOLINTNEXTLINE(misc-misleading-bidirectional)
     row("line separators", "a\u2028\u2029\u202a", "\"a\\u2028\\u2029\u202a\"");
     row("quotes", R"("\)", R"("\"\\")");
     row("controls", QByteArray("\0\n\x1b\x7f", 4), R"("\u0000\n\u001b\u007f")");

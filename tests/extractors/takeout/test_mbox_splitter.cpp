@@ -104,17 +104,9 @@ void test_mbox_splitter::lines_longer_than_a_block()
 
 void test_mbox_splitter::pieces_of_a_long_line_are_converted_as_the_whole()
 {
-    static const QByteArray pieces[] = {"From ",
-                                        "\xEF\xBB\xBF",
-                                        "\xC3\xA4",
-                                        "\xF0\x9F\x98\x80",
-                                        "\xFF",
-                                        "\xF0\x9F",
-                                        "ab",
-                                        "\r",
-                                        "\xEF\xBB\xBF"
-                                        "From ",
-                                        QByteArray(1, '\0')};
+    static const QByteArray pieces[] = {
+        "From ",    "\xEF\xBB\xBF", "\xC3\xA4", "\xF0\x9F\x98\x80",  "\xFF",
+        "\xF0\x9F", "ab",           "\r",       "\357\273\277From ", QByteArray(1, '\0')};
     QRandomGenerator random(9);
     for (int round = 0; round < 12; ++round) {
         QByteArray line;
