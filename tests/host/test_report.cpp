@@ -33,6 +33,7 @@ private Q_SLOTS:
     void places();
     void earlier_report();
     void full_disk();
+    void cancel_data();
     void cancel();
 
 private:
@@ -203,20 +204,33 @@ void test_report::full_disk()
     QCOMPARE(QDir(gmail()).entryList({u"*Report*"_s}), QStringList{u"Report"_s});
 }
 
+void test_report::cancel_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<int>("signal");
+    QTest::newRow("report") << QStringList({u"report"_s}) << SIGHUP;
+    for (const QString &format : {u"csv"_s, u"jsonl"_s, u"tln"_s})
+        QTest::newRow(qPrintable(format)) << QStringList({u"export"_s, u"--format"_s, format}) << SIGTERM;
+}
+
+/// Nothing half-written is left.
 void test_report::cancel()
 {
+    QFETCH(QStringList, options);
+    QFETCH(int, signal);
     QVERIFY(QFile::remove(gmail(u"Mail.sqlite"_s)));
     QVERIFY(run_sql(
         gmail(u"Gmail.sqlite"_s),
         {u"with recursive n(i) as (select 1 union all select i + 1 from n where i < 300000)"
          " insert into messages (subject, message_text) select 'subject ' || i, hex(randomblob(40)) from n"_s}));
     QProcess process;
-    process.start(QStringLiteral(GMAIL_HOST), {u"report"_s, path(u"result"_s)});
-    QTRY_VERIFY(!QDir(gmail()).entryList({u"Report.unfinished*"_s}).isEmpty());
-    kill(static_cast<pid_t>(process.processId()), SIGTERM);
+    process.start(QStringLiteral(GMAIL_HOST), options + QStringList({path(u"result"_s), u"--out"_s, path(u"out"_s)}));
+    const auto written = [this] { return QDir(directory->path()).entryList({u"out*"_s}); };
+    QTRY_VERIFY(!written().isEmpty());
+    kill(static_cast<pid_t>(process.processId()), signal);
     QVERIFY(process.waitForFinished());
-    QCOMPARE(process.exitCode(), 143);
-    QVERIFY(QDir(gmail()).entryList({u"*Report*"_s}).isEmpty());
+    QCOMPARE(process.exitCode(), 128 + signal);
+    QCOMPARE(written(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(test_report)
