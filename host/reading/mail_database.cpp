@@ -253,7 +253,6 @@ void mail_database::commit()
     file.execute("COMMIT; BEGIN");
 }
 
-/// The file's bytes are on the disk when this returns.
 void mail_database::force_to_disk()
 {
     QFile written(path);
@@ -262,7 +261,7 @@ void mail_database::force_to_disk()
     file.note_failure(QString::fromLocal8Bit(std::strerror(errno)));
 }
 
-void mail_database::close()
+void mail_database::close(bool safely)
 {
     file.execute("COMMIT");
     for (sqlite_statement *statement : {&insert_mail, &insert_address, &insert_label, &insert_reference, &insert_part,
@@ -270,5 +269,6 @@ void mail_database::close()
                                         &insert_attachment, &update_row, &replace_meta, &find_file})
         statement->finalize();
     file.close();
-    force_to_disk();
+    if (safely)
+        force_to_disk();
 }

@@ -72,8 +72,9 @@ public:
     /// Writing happens within a transaction that is open from `open` on. This ends it and begins the next one.
     void commit();
 
-    /// `commit`, and nothing more is written.
-    void close();
+    /// `commit`, and nothing more is written. With `safely`, the file's bytes are on the disk when this returns, which
+    /// may take seconds.
+    void close(bool safely);
 
     /// The id that the first mail inserted by this object has, or would have.
     [[nodiscard]] qint64 first_mail() const { return id_of_first_mail; }

@@ -97,7 +97,7 @@ reading_report read_and_compare(const reading_job &job, mail_database &database,
                                          [&](qint64) { return show_bytes(comparing_phase, 0, 0); });
         report.is_compared = true;
     }
-    database.close();
+    database.close(!report.reading.cancelled && !report.comparison.cancelled);
     return report;
 }
 

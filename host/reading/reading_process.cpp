@@ -168,7 +168,7 @@ exit_status reading_beside::run()
         report.reading.failures.append(unusable->text);
     else
         read_and_compare(job, database);
-    database.close();
+    database.close(!report.reading.cancelled && !report.comparison.cancelled);
     if (!database.failure().isEmpty() && report.reading.failures.isEmpty() && report.comparison.failures.isEmpty())
         report.reading.failures.append(job.directory + mail_database_name + QLatin1StringView(": cannot be written (") +
                                        database.failure() + u')');

@@ -23,6 +23,7 @@ constexpr std::size_t max_jobs = 64; // of one process: it must not wait while r
 // Requests that wait in a pipe; with one more they fit into the smallest one that the system makes.
 constexpr qsizetype max_waiting_bytes = 2048;
 constexpr qsizetype bytes_at_a_time = 256 * 1024;
+constexpr qint64 max_answer_bytes = qint64(2) * 1024 * 1024 * 1024; // more than all limits of a mail together
 constexpr int pipe_bytes = 1024 * 1024;
 constexpr char program[] = "/proc/self/exe";
 
@@ -147,11 +148,11 @@ qsizetype worker_pool::send(process &worker, const mail_job &job)
 
 void worker_pool::give(mail_job job, bool to_first)
 {
-    const auto has_more = [](const auto &one, const auto &other) {
+    const auto is_emptier = [](const auto &one, const auto &other) {
         return std::pair(!one->has_room(), one->jobs.size()) < std::pair(!other->has_room(), other->jobs.size());
     };
     const auto emptiest =
-        std::min_element(processes.begin(), to_first ? processes.begin() + 1 : processes.end(), has_more);
+        std::min_element(processes.begin(), to_first ? processes.begin() + 1 : processes.end(), is_emptier);
     process &worker = **emptiest;
     if (worker.jobs.empty())
         worker.at_work.start();
@@ -179,9 +180,9 @@ bool worker_pool::take_answers(process &worker, std::vector<parsed_mail> &answer
     while (worker.filled - at >= qsizetype(sizeof(qint64))) {
         qint64 size = 0;
         std::memcpy(&size, worker.received.constData() + at, sizeof size);
-        const qsizetype end = at + qsizetype(sizeof size) + size;
-        if (size < 0 || (worker.has_started && worker.jobs.empty()))
+        if (size < 0 || size > max_answer_bytes || (worker.has_started && worker.jobs.empty()))
             return false;
+        const qsizetype end = at + qsizetype(sizeof size) + size;
         if (end > worker.filled) {
             expected = std::max(expected, end - worker.filled);
             break;
@@ -199,6 +200,8 @@ bool worker_pool::take_answers(process &worker, std::vector<parsed_mail> &answer
     }
     worker.filled -= at;
     std::memmove(worker.received.data(), worker.received.constData() + at, static_cast<std::size_t>(worker.filled));
+    if (worker.filled == 0 && worker.received.capacity() > 4 * bytes_at_a_time)
+        worker.received = {}; // a giant mail has been
     worker.received.resize(worker.filled + expected);
     return true;
 }

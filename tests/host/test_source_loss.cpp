@@ -1,4 +1,5 @@
 /// Nothing in a source is lost silently: several people in one folder, mail that is not read, copies, faults.
+#include "host/pass/digest.h"
 #include "tests/support/archives.h"
 #include "tests/support/host_session.h"
 #include "tests/support/support.h"
@@ -45,6 +46,8 @@ private Q_SLOTS:
     void roots();
     void passed_over();
     void passed_over_of_each_source();
+    void separators_are_counted();
+    void rows_that_vanish();
     void second_copies();
     void parts_of_an_export();
     void faults_before_a_run();
@@ -152,6 +155,38 @@ void test_source_loss::passed_over()
 }
 
 /// A file system may list one user's data under two names.
+/// However the bytes come in blocks.
+void test_source_loss::separators_are_counted()
+{
+    const QByteArray bytes = "\xEF\xBB\xBF"
+                             "From a\nx From b\n\xEF\xBB\xBF"
+                             "From c\n\r\nFrom d\n\xBF"
+                             "From e\n From f\nFromg\n\n\nFrom h\nFrom ";
+    for (qsizetype size = 1; size <= bytes.size(); ++size) {
+        file_digest digest(false, true);
+        for (qsizetype at = 0; at < bytes.size(); at += size)
+            digest.add(bytes.sliced(at, qMin(size, bytes.size() - at)));
+        QCOMPARE(digest.separators(), 5);
+    }
+}
+
+/// Fewer rows than the source has messages, and no failure in the log: a failure all the same.
+void test_source_loss::rows_that_vanish()
+{
+    write({{"Mail/a.mbox", mail(3)}});
+    QCOMPARE(session->extract(QStringLiteral("given")), 0);
+    QVERIFY(
+        run_sql(session->result(QStringLiteral("Gmail.sqlite")),
+                {QStringLiteral("create trigger t before insert on messages when (select count(*) from messages) = 4 "
+                                "begin select raise(ignore); end")}));
+    QCOMPARE(session->run({QStringLiteral("extract"), QStringLiteral("--append"), path(QStringLiteral("given")),
+                           path(QStringLiteral("r"))}),
+             3);
+    QVERIFY(session->output.contains(u"rows written differ from rows expected"));
+    QCOMPARE(session->record()[u"sources"][0][u"tables"][0][u"differences"][0][u"reason"].toString(),
+             QStringLiteral("not explained"));
+}
+
 void test_source_loss::second_copies()
 {
     const auto image = [](const QByteArray &preferences) {

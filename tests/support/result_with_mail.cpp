@@ -106,6 +106,6 @@ void make_result_with_mail(const QString &directory)
     }
     database.insert(mail_difference{2, 2, "subject", "other", "the first line that begins so was taken"});
     database.insert(mail_difference{3, {}, "row", "missing", "the last mail of a file has no row"});
-    database.close();
+    database.close(false);
     write_file(directory + u"/source/Takeout/Mail/All.mbox"_s, mbox);
 }
