@@ -2,9 +2,9 @@
 
 #include <sqlite3.h>
 
-void row_cursor::finalizer::operator()(sqlite3_stmt *statement) const
+void row_cursor::finalizer::operator()(sqlite3_stmt *prepared) const
 {
-    sqlite3_finalize(statement);
+    sqlite3_finalize(prepared);
 }
 
 row_cursor::row_cursor(sqlite3 *on, const QByteArray &query, const query_values &values)

@@ -54,7 +54,7 @@ private:
 
     struct finalizer
     {
-        void operator()(sqlite3_stmt *statement) const;
+        void operator()(sqlite3_stmt *prepared) const;
     };
 
     sqlite3 *connection;

@@ -130,6 +130,7 @@ private Q_SLOTS:
     void explained();
     void rows_of_mails();
     void attachment_files();
+    void attachment_files_that_changed();
     void summary();
     void rows_that_are_absent_data();
     void rows_that_are_absent();
@@ -256,6 +257,19 @@ void test_differences::attachment_files()
                            QStringLiteral("./Attachments/long.png longer 2"),
                            QStringLiteral("./Attachments/twice.png identical 3"),
                            QStringLiteral("./Attachments/1_twice.png other 4"), QStringLiteral("- missing 5")}));
+}
+
+/// After the extraction.
+void test_differences::attachment_files_that_changed()
+{
+    host({QStringLiteral("extract"), QStringLiteral("--rows-only"), path(QStringLiteral("s")),
+          path(QStringLiteral("changed"))});
+    const QString folder = path(QStringLiteral("changed/Artifacts_Result/Gmail/Attachments/"));
+    QVERIFY(QFile::resize(folder + u"whole.png", 3) && QFile::remove(folder + u"long.png"));
+    host({QStringLiteral("read"), path(QStringLiteral("s")), path(QStringLiteral("changed"))});
+    QCOMPARE(ask(QStringLiteral("changed"), QStringLiteral("select kind from attachment_file where file like "
+                                                           "'%/whole.png' or file like '%/long.png' order by rowid")),
+             QVariantList({QStringLiteral("shorter"), QStringLiteral("missing")}));
 }
 
 void test_differences::summary()

@@ -118,7 +118,7 @@ void test_sources::layouts()
     QFETCH(QString, paths);
     QFETCH(QString, places);
     std::vector<listed_member> members;
-    for (QString name : paths.split(u' ')) {
+    for (const QString &name : paths.split(u' ')) {
         const bool empty = name.endsWith(u'!');
         members.push_back({empty ? name.chopped(1) : name, empty});
     }
@@ -432,7 +432,7 @@ void test_sources::record_of_a_directory()
 /// As `deploy/` runs them: a list without a final newline, changed after its first task was done.
 void test_sources::backlog()
 {
-    const auto run = [this](const QString &tool, const QStringList &arguments) {
+    const auto run = [](const QString &tool, const QStringList &arguments) {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("GMAIL_HOST"), QStringLiteral(GMAIL_HOST));

@@ -11,8 +11,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr const char *mails[] = {
-    "From 1@xxx Mon Jan 08 08:30:00 +0000 2024\r\nFrom: Anna Berg <anna@example.org>\r\nSubject: First\r\n"
-    "\r\nHello Bert,\r\n>From here on it is quoted.\r\n\r\n",
+    ("From 1@xxx Mon Jan 08 08:30:00 +0000 2024\r\nFrom: Anna Berg <anna@example.org>\r\nSubject: First\r\n"
+     "\r\nHello Bert,\r\n>From here on it is quoted.\r\n\r\n"),
     "From 2@xxx Tue Jan 09 08:30:00 +0000 2024\r\nSubject: \x1b[31mred\r\n\r\n=1+1\r\n\r\n",
     "From 3@xxx Wed Jan 10 08:30:00 +0000 2024\r\nSubject: Last\r\n\r\nOnly in the mail.\r\n",
 };
@@ -57,6 +57,7 @@ mail_record first_mail()
 mail_record second_mail()
 {
     mail_record mail;
+    // NOLINTNEXTLINE(misc-misleading-bidirectional)
     mail.subject = "\x1b[31mred\xe2\x80\xae";
     mail.text = "=1+1\x07\n";
     mail.row_table = "messages";
