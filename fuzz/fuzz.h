@@ -44,7 +44,7 @@ inline void expect(bool is_true, const char *what)
 {
     if (is_true)
         return;
-    static_cast<void>(std::fprintf(stderr, "wrong: %s\n", what));
+    std::fprintf(stderr, "wrong: %s\n", what);
     std::abort();
 }
 
@@ -55,7 +55,7 @@ void expect_same(const Value &found, const Value &expected, const char *what)
     if (!(found == expected)) {
         QString text;
         QDebug(&text) << "found" << found << "\nexpected" << expected;
-        static_cast<void>(std::fprintf(stderr, "%s\n", qPrintable(text)));
+        std::fprintf(stderr, "%s\n", qPrintable(text));
     }
     expect(found == expected, what);
 }

@@ -6,7 +6,7 @@ namespace {
 void show_fatal_messages_only(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
     if (type == QtFatalMsg)
-        static_cast<void>(std::fprintf(stderr, "%s\n", qPrintable(text)));
+        std::fprintf(stderr, "%s\n", qPrintable(text));
 }
 
 } // namespace

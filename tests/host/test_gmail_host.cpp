@@ -41,6 +41,7 @@ private Q_SLOTS:
     void given_scheme_that_finds_nothing();
     void failures_are_counted_data();
     void failures_are_counted();
+    void damaged_database_in_words();
     void log_reader();
     void output_that_goes_nowhere_data();
     void output_that_goes_nowhere();
@@ -158,6 +159,7 @@ void test_gmail_host::refusals_data()
     QTest::newRow("source of no kind") << "extract D/cwd D/r" << 4 << "is an empty folder";
     QTest::newRow("source is a text file") << "extract S/../README.md D/r" << 4 << "not recognised as a source";
     QTest::newRow("result inside the source") << "extract D/t D/t/x/y" << 5 << "lies inside the source";
+    QTest::newRow("the same without a log") << "extract D/t D/t/x/y --no-log" << 5 << "lies inside the source";
     QTest::newRow("result is the source by a link") << "extract D/t D/link" << 5 << "lies inside the source";
     QTest::newRow("source inside the result")
         << "extract D/o/Artifacts_Result/Gmail/tmp/t D/o" << 5 << "contains the source";
@@ -216,7 +218,8 @@ void test_gmail_host::failures_are_counted_data()
 void test_gmail_host::failures_are_counted()
 {
     QFETCH(QStringList, more);
-    QDir().mkpath(path(QStringLiteral("--FAILED--/Mail/directory.mbox"))); // in a path the word tells nothing
+    const QString mbox = path(QStringLiteral("--FAILED--/Mail/directory.mbox")); // in a path the word tells nothing
+    QDir().mkpath(mbox);
     const QStringList arguments = {QStringLiteral("extract"), path(QStringLiteral("--FAILED--")),
                                    path(QStringLiteral("r")), QStringLiteral("--json")};
     if (!more.isEmpty())
@@ -225,8 +228,21 @@ void test_gmail_host::failures_are_counted()
     QCOMPARE(run.status, 3);
     const QJsonObject summary = QJsonDocument::fromJson(run.output.toUtf8()).object();
     QCOMPARE(summary[u"failures"].toInt(), 1);
-    QVERIFY(summary[u"failure_lines"].toArray().first().toString().endsWith(
-        u"File Open Failed:" + path(QStringLiteral("--FAILED--/Mail/directory.mbox"))));
+    QVERIFY(summary[u"failure_lines"].toArray().first().toString().endsWith(u"File Open Failed:" + mbox));
+    QCOMPARE(summary[u"failure_sentences"].toArray().first().toString(),
+             QString(mbox + QStringLiteral(": the file could not be opened")));
+}
+
+void test_gmail_host::damaged_database_in_words()
+{
+    const QString cookies = path(QStringLiteral("a/apps/com.google.android.gm/r/app_webview/Cookies"));
+    write_file(cookies, QByteArray(5000, 'x'));
+    const ended run = host({QStringLiteral("extract"), path(QStringLiteral("a")), path(QStringLiteral("r"))});
+    QCOMPARE(run.status, 3);
+    QVERIFY2(
+        run.output.contains(
+            cookies + QStringLiteral(": the database could not be read, or not to its end; rows of it are missing")),
+        qPrintable(run.output));
 }
 
 void test_gmail_host::log_reader()

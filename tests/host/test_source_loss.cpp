@@ -1,9 +1,10 @@
 /// Nothing in a source is lost silently: several people in one folder, mail that is not read, copies, faults.
-#include "host/pass/digest.h"
+#include "host/pass/hashed_file.h"
 #include "tests/support/archives.h"
 #include "tests/support/host_session.h"
 #include "tests/support/support.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -47,6 +48,7 @@ private Q_SLOTS:
     void passed_over();
     void passed_over_of_each_source();
     void separators_are_counted();
+    void hashed_while_it_is_read();
     void rows_that_vanish();
     void second_copies();
     void parts_of_an_export();
@@ -168,6 +170,23 @@ void test_source_loss::separators_are_counted()
             digest.add(bytes.sliced(at, qMin(size, bytes.size() - at)));
         QCOMPARE(digest.separators(), 5);
     }
+}
+
+/// In whatever order its bytes are asked for.
+void test_source_loss::hashed_while_it_is_read()
+{
+    QByteArray bytes;
+    for (int i = 0; i < 100'000; ++i)
+        bytes += QByteArray::number(i);
+    write_file(path(QStringLiteral("f")), bytes);
+    const QList<std::pair<qint64, qint64>> readings = {{400'000, 100}, {0, 1000}, {500, 5000}, {5500, 10}, {9000, 10}};
+    hashed_file file(path(QStringLiteral("f")));
+    file.begin_hash();
+    QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+    for (const auto &[place, size] : readings)
+        QVERIFY(file.seek(place) && file.read(size) == bytes.sliced(place, size));
+    QCOMPARE(file.sha256([](qint64) { return true; }).toLatin1(),
+             QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
 }
 
 /// Fewer rows than the source has messages, and no failure in the log: a failure all the same.
