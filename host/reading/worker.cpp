@@ -175,8 +175,6 @@ void settle_in()
     if (const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC); nowhere >= 0)
         ::dup2(nowhere, STDERR_FILENO);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    constexpr int less_urgent = 5; // than writing the database, which everything waits for
-    ::setpriority(PRIO_PROCESS, 0, less_urgent);
 }
 
 bool serve(const worker_request &request, const mail_file &file, spool_folder &spool)
