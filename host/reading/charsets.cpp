@@ -30,7 +30,7 @@ public:
     }
     Q_DISABLE_COPY_MOVE(converter)
 
-    [[nodiscard]] bool is_open() const { return handle != not_open; }
+    [[nodiscard]] bool is_open() const { return handle != not_open(); }
 
     /// The bytes in UTF-8, with U+FFFD for each byte that means nothing.
     QByteArray convert(QByteArrayView bytes, qsizetype &replaced)
@@ -60,9 +60,9 @@ public:
     }
 
 private:
-    static inline const iconv_t not_open = reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr)
+    static iconv_t not_open() { return reinterpret_cast<iconv_t>(-1); } // NOLINT(performance-no-int-to-ptr)
 
-    iconv_t handle = not_open;
+    iconv_t handle = not_open();
 };
 
 bool is_ascii(QByteArrayView bytes)

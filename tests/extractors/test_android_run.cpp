@@ -74,9 +74,8 @@ void test_android_run::mails_without_index_or_cache()
     QVERIFY(run_sql(
         source("db/EmailProvider.db"),
         sql({"create table Account(emailAddress)", "create table Mailbox(_id text, displayName)",
-             "create table Message(_id, displayName, timeStamp, subject, flagAttachment, messageId, mailboxKey, "
-             "fromList, "
-             "toList, ccList, bccList, replyToList, snippet, flagSeen)",
+             ("create table Message(_id, displayName, timeStamp, subject, flagAttachment, messageId, mailboxKey, "
+              "fromList, toList, ccList, bccList, replyToList, snippet, flagSeen)"),
              "create table Attachment(_id, fileName, messageKey)",
              "insert into Mailbox values('05', 'five'), ('05', 'later')",
              "insert into Message(_id, mailboxKey) values('m', '05'), (4, 5)",

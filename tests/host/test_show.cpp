@@ -136,11 +136,10 @@ void test_show::overview()
 {
     const QString text = show({}).simplified();
     QCOMPARE(status, 0);
-    for (const char *piece : {"messages 3 2024-01-08T08:30:00Z 2024-01-09T08:30:00Z 1",
-                              "mail 3 2024-01-08T08:30:00Z "
-                              "2024-01-10T08:30:00Z 1",
-                              "me messages 2", "Source2 /db/m.db messages 1", "Inbox 2",
-                              "the last mail of a file has no row 1", "subject other 1"})
+    for (const char *piece :
+         {"messages 3 2024-01-08T08:30:00Z 2024-01-09T08:30:00Z 1",
+          "mail 3 2024-01-08T08:30:00Z 2024-01-10T08:30:00Z 1", "me messages 2", "Source2 /db/m.db messages 1",
+          "Inbox 2", "the last mail of a file has no row 1", "subject other 1"})
         QVERIFY2(text.contains(QLatin1StringView(piece)), piece);
 }
 
