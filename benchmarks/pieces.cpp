@@ -75,7 +75,7 @@ void utf8_check(benchmark::State &state)
 {
     const QByteArray text =
         QByteArray("Some text with an umlaut, \xC3\xA4, in each line of it, and no more than one.\r\n").repeated(10000);
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(local_text::surviving_lines(text));
     count_bytes(state, text.size());
 }
@@ -85,7 +85,7 @@ void utf8_journey_by_qt(benchmark::State &state)
 {
     const QByteArray text =
         QByteArray("Some text with an umlaut, \xC3\xA4, in each line of it, and no more than one.\r\n").repeated(10000);
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(local_text::converted(text));
     count_bytes(state, text.size());
 }
@@ -94,7 +94,7 @@ BENCHMARK(utf8_journey_by_qt);
 void marks(benchmark::State &state)
 {
     const QByteArray bytes = message(state.range(0));
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(mail_marks(bytes).date);
     count_bytes(state, bytes.size());
 }
@@ -117,7 +117,7 @@ void body(benchmark::State &state)
 {
     const QByteArray bytes = message(20000);
     const mail_marks found(bytes);
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(mail_body::normalized(QString::fromUtf8(mail_body::plain_parts(found).front().body)));
 }
 BENCHMARK(body);
@@ -126,7 +126,7 @@ void attachments(benchmark::State &state)
 {
     const QByteArray bytes = message(300).repeated(state.range(0));
     const mail_marks found(bytes);
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(mail_attachments::bodies(found, mail_attachments::parameters(found).entries));
     count_bytes(state, bytes.size());
 }
@@ -135,7 +135,7 @@ BENCHMARK(attachments)->Arg(1)->Arg(100)->Arg(10000);
 void date(benchmark::State &state)
 {
     const QString text = QStringLiteral("Mon, 1 Jan 2024 10:00:00 +0100");
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(mail_headers::epoch_of_date(text));
 }
 BENCHMARK(date);
@@ -143,7 +143,7 @@ BENCHMARK(date);
 void date_by_qt(benchmark::State &state)
 {
     const QString text = QStringLiteral("Mon, 1 Jan 2024 10:00:00");
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(QDateTime::fromString(text, QStringLiteral("ddd, d MMM yyyy hh:mm:ss")));
 }
 BENCHMARK(date_by_qt);
@@ -151,7 +151,7 @@ BENCHMARK(date_by_qt);
 void base64(benchmark::State &state)
 {
     const QByteArray encoded = base64_lines(1000000);
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(decoded_base64(encoded));
     count_bytes(state, encoded.size());
 }
@@ -160,7 +160,7 @@ BENCHMARK(base64);
 void base64_by_qt(benchmark::State &state)
 {
     const QByteArray encoded = base64_lines(1000000);
-    for (auto _ : state)
+    while (state.KeepRunning())
         benchmark::DoNotOptimize(QByteArray::fromBase64(encoded));
     count_bytes(state, encoded.size());
 }
@@ -201,7 +201,7 @@ BENCHMARK(body_file_index);
 void log_call_off(benchmark::State &state)
 {
     const QString detail = QStringLiteral("detail");
-    for (auto _ : state)
+    while (state.KeepRunning())
         log_line("[log_call] text ", detail);
 }
 BENCHMARK(log_call_off);
@@ -215,7 +215,7 @@ void log_call_on(benchmark::State &state)
     settings.debug_file_path_QString = directory.filePath(QStringLiteral("log"));
     plugin_static_function::set_general_info(settings);
     const QString detail = QStringLiteral("detail");
-    for (auto _ : state)
+    while (state.KeepRunning())
         log_line("[log_call] text ", detail);
     plugin_static_function::close_debug_file();
     plugin_static_function::set_essentials();

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <new>
 
 #include <fcntl.h>
@@ -54,16 +53,12 @@ bool answer(const QByteArray &bytes)
     return of_bytes >= 0 && write_all(STDOUT_FILENO, bytes.constData() + of_bytes, bytes.size() - of_bytes);
 }
 
-/// Bytes of address space in use.
+/// Bytes of address space in use; 0 when that is not known.
 rlim_t used_memory()
 {
-    unsigned long pages = 0;
-    if (std::FILE *file = std::fopen("/proc/self/statm", "re")) {
-        if (std::fscanf(file, "%lu", &pages) != 1)
-            pages = 0;
-        std::fclose(file);
-    }
-    return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+    QFile memory(QStringLiteral("/proc/self/statm"));
+    const QByteArray pages = memory.open(QIODevice::ReadOnly) ? memory.readAll().split(' ').first() : QByteArray();
+    return pages.toULong() * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 
 /// The memory this process may use.

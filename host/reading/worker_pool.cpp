@@ -247,6 +247,7 @@ std::vector<parsed_mail> worker_pool::collect(int milliseconds)
 {
     std::vector<parsed_mail> answers;
     std::vector<pollfd> files;
+    files.reserve(processes.size());
     for (const auto &worker : processes)
         files.push_back({worker->answers, POLLIN, 0}); // -1 is passed over
     if (::poll(files.data(), files.size(), milliseconds) < 0)

@@ -243,7 +243,7 @@ void test_differences::rows_of_mails()
              QVariantList({int(std::size(cases)) + 2, int(std::size(cases)) + 1, 1}));
     QCOMPARE(ask(QStringLiteral("r"), QStringLiteral("select count(*) from mail join g.messages on row = INT "
                                                      "where mail.date != timestamp and timestamp != 0")),
-             QVariantList({0}));
+             QVariantList() << 0);
     QCOMPARE(ask(QStringLiteral("r"), QStringLiteral("select row - id from mail where row is not null group by 1")),
              QVariantList({0, 1}));
     QCOMPARE(ask(QStringLiteral("r"), QStringLiteral("pragma foreign_key_check")), QVariantList());
@@ -332,7 +332,7 @@ void test_differences::rows_that_are_absent()
             .toString(),
         numbers);
     QCOMPARE(ask(result, QStringLiteral("select count(*) from mail where (row is null) != (row_note is not null)")),
-             QVariantList({0}));
+             QVariantList() << 0);
 }
 
 /// Bodies of mail stores are inflated up to a limit; threads and labels come from their tables.
@@ -346,9 +346,10 @@ void test_differences::mail_stores()
         QVERIFY(db.open());
         QSqlQuery query(db);
         for (const char *statement :
-             {"create table messages (_id integer primary key, messageId integer, conversation integer, subject text, "
-              "fromAddress text, toAddresses text, ccAddresses text, bccAddresses text, replyToAddresses text, snippet "
-              "text, dateSentMs integer, dateReceivedMs integer, permalink text, bodyCompressed blob)",
+             {("create table messages (_id integer primary key, messageId integer, conversation integer, subject text, "
+               "fromAddress text, toAddresses text, ccAddresses text, bccAddresses text, replyToAddresses text, "
+               "snippet "
+               "text, dateSentMs integer, dateReceivedMs integer, permalink text, bodyCompressed blob)"),
               "create table labels (_id integer primary key, canonicalName text, name text)",
               "create table message_labels (labels_id integer, message_messageId integer)",
               "insert into labels values (1, '^i', 'Inbox'), (2, 'work', null)",
@@ -375,7 +376,7 @@ void test_differences::mail_stores()
     QVERIFY(ask(QStringLiteral("a"), QStringLiteral("select length(text) from mail where id = 2")).value(0).toInt() <
             20'000'000);
     QCOMPARE(ask(QStringLiteral("a"), QStringLiteral("select count(*) from mail where problems is not null")),
-             QVariantList({2}));
+             QVariantList() << 2);
     QCOMPARE(ask(QStringLiteral("a"), QStringLiteral("select kind from difference where mail = 1")),
              QVariantList({QStringLiteral("missing")}));
 }
