@@ -20,8 +20,7 @@ constexpr described_table described_tables[] = {
     {"cookies", "account_id", "coalesce(host_key, '') || ' ' || coalesce(name, '')"},
     {"mail", "null",
      "coalesce(subject, '') || coalesce('; from ' || (select coalesce(name || ' <' || address || '>', address, name) "
-     "from "
-     "mail_db.address a where a.mail = mail.id and role = 'from' order by position limit 1), '') || "
+     "from mail_db.address a where a.mail = mail.id and role = 'from' order by position limit 1), '') || "
      "coalesce('; ' || message_id, '')"},
 };
 
@@ -31,7 +30,9 @@ QByteArray query_of(const result_reader &reader)
     QByteArrayList selects;
     for (const described_table &each : described_tables) {
         const result_table *table = reader.table(each.name);
-        for (const QByteArray &time : table ? table->times() : QList<QByteArray>())
+        if (!table)
+            continue;
+        for (const QByteArray &time : table->times())
             selects.append("select " + quoted(time) + ", '" + each.name + '.' + time + "', " + table->known->key +
                            ", source_count_name, " + each.account + ", " + each.description + ", source_file from " +
                            table->sql_name() + " where " + table->has_time(time));
