@@ -33,7 +33,7 @@ public:
     Q_DISABLE_COPY_MOVE(pool)
 
 private:
-    void *handle = nullptr;
+    [[maybe_unused]] void *handle = nullptr; // Foundation only
 };
 
 [[nodiscard]] kind kind_of(object value);
