@@ -54,7 +54,7 @@ QByteArray unquoted(QByteArrayView mail)
 
 bool has_quoted_from(QByteArrayView mail)
 {
-    return memmem(mail.data(), static_cast<std::size_t>(mail.size()), ">From ", 6) != nullptr;
+    return !mail.isEmpty() && memmem(mail.data(), static_cast<std::size_t>(mail.size()), ">From ", 6) != nullptr;
 }
 
 /// The parts' places in the mail as it was read become those in the stored bytes.
