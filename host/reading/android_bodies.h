@@ -28,4 +28,5 @@ private:
 /// The bytes of a regular file; empty when it is not one, cannot be read, or has more than `max_bytes`.
 [[nodiscard]] QByteArray bytes_of_file(const QString &path, qint64 max_bytes);
 
+/// Blanks around the number do not count.
 [[nodiscard]] bool is_whole_number(const QByteArray &text);
