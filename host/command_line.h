@@ -5,13 +5,73 @@
 #include "host/refusal.h"
 #include "host/signal_watch.h"
 
-#include <CLI/CLI.hpp>
 #include <QStringList>
 
 #include <functional>
 #include <memory>
 
 class QApplication;
+
+// CLI11, which does the parsing, takes long to compile: only command_line.cpp and help_pages.cpp include it.
+namespace CLI {
+class App;
+class Option;
+class ParseError;
+} // namespace CLI
+
+/// An option that was added to a sub-command; its operations say more about it.
+class command_option
+{
+public:
+    explicit command_option(CLI::Option *of)
+        : option(of)
+    {
+    }
+
+    const command_option &required() const;
+    /// Given several times, each time with one value.
+    const command_option &repeatable() const;
+    /// Its values may be separated by commas.
+    const command_option &separated_by_commas() const;
+    /// Accept one of `known` only; the message names them.
+    const command_option &one_of(const QStringList &known) const;
+    /// Accept numbers from `min` on only.
+    const command_option &at_least(int min) const;
+    /// Refuse the two together.
+    const command_option &excludes(const command_option &other) const;
+    /// The help shows the value that it has now.
+    const command_option &show_default() const;
+
+    CLI::Option *option;
+};
+
+/// A sub-command, to which options are added. What they write to must live as long as its action does, so let both
+/// share it. A name without hyphens is that of an argument, not of an option.
+class sub_command
+{
+public:
+    explicit sub_command(CLI::App *of)
+        : command(of)
+    {
+    }
+
+    command_option text(const char *name, QString &target, const char *description) const;
+    command_option text(const char *name, const std::function<void(const QString &)> &take,
+                        const char *description) const;
+    command_option texts(const char *name, QStringList &target, const char *description) const;
+    command_option number(const char *name, int &target, const char *description) const;
+    command_option number(const char *name, qint64 &target, const char *description) const;
+    /// Sets `target` to `value` when it is given.
+    command_option flag(const char *name, bool &target, const char *description, bool value = true) const;
+
+    /// Neither the help nor the manual lists it.
+    void hide() const;
+    /// Ends its help, in place of the list of exit statuses.
+    void end_help_with(const char *lines) const;
+
+private:
+    CLI::App *command;
+};
 
 /// What the program was started with, and what it was asked to do.
 class command_line
@@ -21,12 +81,11 @@ public:
     ~command_line();
     Q_DISABLE_COPY_MOVE(command_line)
 
-    /// A new sub-command; `action` is what it does, called once everything is parsed. Its options are to be added to
-    /// what is returned; what they write to must live as long as `action` does, so let both share it.
-    CLI::App &add(const char *name, const char *description, std::function<exit_status()> action);
+    /// A new sub-command; `action` is what it does, called once everything is parsed.
+    sub_command add(const char *name, const char *description, std::function<exit_status()> action);
 
     /// What was added, for pages that are made from it.
-    [[nodiscard]] const CLI::App &program() const { return parser; }
+    [[nodiscard]] const CLI::App &program() const { return *parser; }
 
     /// Parse, then do what the given sub-command does.
     [[nodiscard]] exit_status run();
@@ -41,7 +100,7 @@ public:
 private:
     [[nodiscard]] exit_status refuse_usage(const CLI::ParseError &error) const;
 
-    CLI::App parser;
+    std::unique_ptr<CLI::App> parser;
     std::function<exit_status()> chosen;
 };
 
@@ -60,30 +119,16 @@ private:
     std::unique_ptr<QApplication> qt;
 };
 
-/// `bytes` as the user typed them.
-[[nodiscard]] QString text_of_argument(const std::string &bytes);
-
-/// Options whose values are texts; `target` must outlive the parser.
-CLI::Option *add_text(CLI::App &command, const char *name, QString &target, const char *description);
-CLI::Option *add_texts(CLI::App &command, const char *name, QStringList &target, const char *description);
-
-/// Accept one of `known` only; the message names them.
-[[nodiscard]] CLI::Validator one_of(const QStringList &known);
-
-/// Accept numbers from `min` on only.
-[[nodiscard]] CLI::Validator at_least(int min);
-
 /// `--threads`: how many threads work at the same time.
-void add_threads_option(CLI::App &command, int &threads);
+void add_threads_option(const sub_command &command, int &threads);
 
 /// What every sub-command takes that unpacks sources: how they are recognised, limits, quiet.
-void add_unpacking_options(CLI::App &command, source_options &options);
+void add_unpacking_options(const sub_command &command, source_options &options);
 
 /// The same, and what sub-commands take whose business are the sources: JSON, threads.
-void add_source_options(CLI::App &command, source_options &options);
+void add_source_options(const sub_command &command, source_options &options);
 
 /// The list "SOURCE... RESULT_DIR". One list, since the parser would take everything for a SOURCE as soon as an option
-/// follows; `take_result_dir` takes
-/// the last of them off.
-void add_places(CLI::App &command, source_options &options);
+/// follows; `take_result_dir` takes the last of them off.
+void add_places(const sub_command &command, source_options &options);
 [[nodiscard]] QString take_result_dir(source_options &options);

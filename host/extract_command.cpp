@@ -99,47 +99,44 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
     return extraction(options, plugin, reading, staging, progress, signals_watched).run(sources, before, started);
 }
 
-void add_run_options(CLI::App &command, extract_options &options)
+void add_run_options(const sub_command &command, extract_options &options)
 {
     options.tables = artifact_tables();
-    add_texts(command, "--tables", options.tables, "tables to fill, separated by commas (all five when left out)")
-        ->delimiter(',')
-        ->allow_extra_args(false) // would take what comes after for tables
-        ->check(one_of(artifact_tables()));
-    command.add_option("--engine", options.engine, "engine type (0; others extract no rows)");
-    command.add_option("--source-count", options.source_count, "number of the source (1)")->check(at_least(1));
-    add_text(command, "--source-type", options.source_type, "type of the source");
-    add_text(command, "--scheme-display", options.scheme_display, "text for the column os_scheme_display");
-    add_text(command, "--account", options.account, "account of a Takeout source, for the column account_id");
-    add_text(command, "--os-version", options.os_version, "version of the source's operating system");
-    add_texts(command, "--user", options.users, "user account of the source, NAME or NAME:DOMAIN (repeatable)")
-        ->allow_extra_args(false);
+    command.texts("--tables", options.tables, "tables to fill, separated by commas (all five when left out)")
+        .separated_by_commas()
+        .one_of(artifact_tables());
+    command.number("--engine", options.engine, "engine type (0; others extract no rows)");
+    command.number("--source-count", options.source_count, "number of the source (1)").at_least(1);
+    command.text("--source-type", options.source_type, "type of the source");
+    command.text("--scheme-display", options.scheme_display, "text for the column os_scheme_display");
+    command.text("--account", options.account, "account of a Takeout source, for the column account_id");
+    command.text("--os-version", options.os_version, "version of the source's operating system");
+    command.texts("--user", options.users, "user account of the source, NAME or NAME:DOMAIN (repeatable)").repeatable();
 }
 
-void add_result_options(CLI::App &command, extract_options &options)
+void add_result_options(const sub_command &command, extract_options &options)
 {
-    add_text(command, "--log", options.log_file, "debug log (gmail.log beside the result database)");
-    command.add_flag_callback(
-        "--no-log", [&options] { options.log = false; }, "write no debug log; failures cannot be counted then");
-    command.add_flag("--encrypt-log", options.encrypt_log, "encipher the debug log");
-    command.add_flag("--log-on-terminal", options.log_on_terminal, "also write the log to standard error");
-    CLI::Option *clear = command.add_flag("--clear", options.clear,
-                                          "empty the chosen tables first (with messages, the Attachments folder, too)");
-    command.add_flag("--append", options.append, "add to a result that already contains rows")->excludes(clear);
-    command.add_flag("--rows-only", options.rows_only, "do not read the mail itself into Mail.sqlite");
-    add_text(command, "--library", options.library, "the plug-in's library");
-    command.add_flag_callback(
-        "--no-hash", [&options] { options.hash = false; },
-        "neither hash nor count anything: no rows to expect, no percentage, and nothing that verify could compare");
+    command.text("--log", options.log_file, "debug log (gmail.log beside the result database)");
+    command.flag("--no-log", options.log, "write no debug log; failures cannot be counted then", false);
+    command.flag("--encrypt-log", options.encrypt_log, "encipher the debug log");
+    command.flag("--log-on-terminal", options.log_on_terminal, "also write the log to standard error");
+    const command_option clear = command.flag(
+        "--clear", options.clear, "empty the chosen tables first (with messages, the Attachments folder, too)");
+    command.flag("--append", options.append, "add to a result that already contains rows").excludes(clear);
+    command.flag("--rows-only", options.rows_only, "do not read the mail itself into Mail.sqlite");
+    command.text("--library", options.library, "the plug-in's library");
+    command.flag(
+        "--no-hash", options.hash,
+        "neither hash nor count anything: no rows to expect, no percentage, and nothing that verify could compare",
+        false);
     command
-        .add_option_function<std::string>(
-            "--hash", [&options](const std::string &times) { options.hash_once = times == "once"; },
+        .text(
+            "--hash", [&options](const QString &times) { options.hash_once = times == u"once"; },
             "how often the source is read for its hash: twice, before and after the extraction (default), or once; "
-            "then its "
-            "identity (device, inode, size, times) is compared instead")
-        ->check(one_of({QStringLiteral("once"), QStringLiteral("twice")}));
-    add_text(command, "--examiner", options.examiner, "text for run.json");
-    add_text(command, "--case", options.case_name, "text for run.json");
+            "then its identity (device, inode, size, times) is compared instead")
+        .one_of({QStringLiteral("once"), QStringLiteral("twice")});
+    command.text("--examiner", options.examiner, "text for run.json");
+    command.text("--case", options.case_name, "text for run.json");
 }
 
 } // namespace
@@ -147,7 +144,7 @@ void add_result_options(CLI::App &command, extract_options &options)
 void add_extract_command(command_line &line)
 {
     const auto options = std::make_shared<extract_options>();
-    CLI::App &command = line.add("extract", "Extract sources into a result database", [&line, options] {
+    const sub_command command = line.add("extract", "Extract sources into a result database", [&line, options] {
         application running(line);
         options->result_dir = take_result_dir(*options);
         options->tables.removeDuplicates();

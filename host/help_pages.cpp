@@ -3,6 +3,8 @@
 #include "host/results/result_tables.h"
 #include "host/sub_commands.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <string>
 #include <string_view>

@@ -152,10 +152,10 @@ exit_status inspect_sources(const source_options &options, signal_watch &signals
 void add_inspect_command(command_line &line)
 {
     const auto options = std::make_shared<source_options>();
-    CLI::App &command = line.add("inspect", "Show what sources contain, without extracting", [&line, options] {
+    const sub_command command = line.add("inspect", "Show what sources contain, without extracting", [&line, options] {
         application running(line);
         return inspect_sources(*options, running.signals_watched);
     });
-    add_texts(command, "SOURCE", options->sources, "as for extract")->required();
+    command.texts("SOURCE", options->sources, "as for extract").required();
     add_source_options(command, *options);
 }

@@ -42,7 +42,7 @@ exit_status print_log(const QString &path)
 void add_log_command(command_line &line)
 {
     const auto path = std::make_shared<QString>();
-    CLI::App &command =
+    const sub_command command =
         line.add("log", "Print a debug log, deciphered where it is enciphered", [path] { return print_log(*path); });
-    add_text(command, "FILE", *path, "the log")->required();
+    command.text("FILE", *path, "the log").required();
 }

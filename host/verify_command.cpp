@@ -274,9 +274,9 @@ void add_verify_command(command_line &line)
         bool quiet = false;
     };
     const auto options = std::make_shared<verify_options>();
-    CLI::App &command = line.add("verify", "Compare a result, and its source, with the records of its runs",
-                                 [options] { return verification(options->result_dir, options->quiet).run(); });
-    add_text(command, "RESULT_DIR", options->result_dir, "as for extract")->required();
-    command.add_flag("--quiet", options->quiet, "show no progress");
-    command.footer(verify_status_help);
+    const sub_command command = line.add("verify", "Compare a result, and its source, with the records of its runs",
+                                         [options] { return verification(options->result_dir, options->quiet).run(); });
+    command.text("RESULT_DIR", options->result_dir, "as for extract").required();
+    command.flag("--quiet", options->quiet, "show no progress");
+    command.end_help_with(verify_status_help);
 }

@@ -173,20 +173,22 @@ exit_status read_sources(read_options options, signal_watch &signals_watched)
 void add_read_command(command_line &line)
 {
     const auto options = std::make_shared<read_options>();
-    CLI::App &command = line.add("read", "Read the mail of sources itself into Mail.sqlite", [&line, options] {
+    const sub_command command = line.add("read", "Read the mail of sources itself into Mail.sqlite", [&line, options] {
         application running(line);
         options->result_dir = take_result_dir(*options);
         return read_sources(*options, running.signals_watched);
     });
     add_places(command, *options);
     add_source_options(command, *options);
-    command.add_option("--source-count", options->source_count, "number of the first source (1)")->check(at_least(1));
-    CLI::Option *clear = command.add_flag("--clear", options->clear, "replace an earlier Mail.sqlite and its Parts");
-    command.add_flag("--append", options->append, "add to an earlier Mail.sqlite")->excludes(clear);
+    command.number("--source-count", options->source_count, "number of the first source (1)").at_least(1);
+    const command_option clear =
+        command.flag("--clear", options->clear, "replace an earlier Mail.sqlite and its Parts");
+    command.flag("--append", options->append, "add to an earlier Mail.sqlite").excludes(clear);
 
     add_reading_process_command(line);
     const auto spool = std::make_shared<QString>();
-    CLI::App &worker = line.add("read-worker", "", [spool] { return static_cast<exit_status>(run_worker(*spool)); });
-    worker.group(""); // started by `read` only, and not listed
-    add_text(worker, "SPOOL_DIR", *spool, "")->required();
+    const sub_command worker =
+        line.add("read-worker", "", [spool] { return static_cast<exit_status>(run_worker(*spool)); });
+    worker.hide(); // started by `read` only, and not listed
+    worker.text("SPOOL_DIR", *spool, "").required();
 }

@@ -263,9 +263,9 @@ reading_report reading_process::finish(const on_reading &go_on)
 
 void add_reading_process_command(command_line &line)
 {
-    CLI::App &command = line.add(command_name.data(), "", [&line] {
+    const sub_command command = line.add(command_name.data(), "", [&line] {
         application running(line);
         return reading_beside(running.signals_watched).run();
     });
-    command.group(""); // started by `extract` only, and not listed
+    command.hide(); // started by `extract` only, and not listed
 }

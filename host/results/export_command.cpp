@@ -140,17 +140,16 @@ exit_status run_export(const export_options &options)
 void add_export_command(command_line &line)
 {
     const auto options = std::make_shared<export_options>();
-    CLI::App &command = line.add("export", "Export a result: tables, mails or a timeline as files",
-                                 [options] { return run_export(*options); });
-    add_text(command, "RESULT_DIR", options->result_dir, "as for extract, or the directory with Gmail.sqlite")
-        ->required();
-    add_text(command, "--format", options->format,
-             "csv: a file per table, for spreadsheets; jsonl: a JSON object per row; eml: a file per mail; tln: a "
-             "timeline of all times")
-        ->required()
-        ->check(one_of({QStringLiteral("csv"), QStringLiteral("jsonl"), QStringLiteral("eml"), QStringLiteral("tln")}));
-    add_text(command, "--out", options->out, "directory to make; it must not exist yet")->required();
-    add_texts(command, "--source", options->sources, "with eml: the source that was extracted (repeatable)")
-        ->allow_extra_args(false);
+    const sub_command command = line.add("export", "Export a result: tables, mails or a timeline as files",
+                                         [options] { return run_export(*options); });
+    command.text("RESULT_DIR", options->result_dir, "as for extract, or the directory with Gmail.sqlite").required();
+    command
+        .text("--format", options->format,
+              "csv: a file per table, for spreadsheets; jsonl: a JSON object per row; eml: a file per mail; tln: a "
+              "timeline of all times")
+        .required()
+        .one_of({QStringLiteral("csv"), QStringLiteral("jsonl"), QStringLiteral("eml"), QStringLiteral("tln")});
+    command.text("--out", options->out, "directory to make; it must not exist yet").required();
+    command.texts("--source", options->sources, "with eml: the source that was extracted (repeatable)").repeatable();
     add_unpacking_options(command, *options);
 }

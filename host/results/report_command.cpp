@@ -192,9 +192,9 @@ exit_status report(const report_options &options)
 void add_report_command(command_line &line)
 {
     const auto options = std::make_shared<report_options>();
-    CLI::App &command = line.add("report", "Write a result as a page that a browser opens from the disk",
-                                 [options] { return report(*options); });
-    add_text(command, "RESULT_DIR", options->result_dir, "as for extract")->required();
-    add_text(command, "--out", options->out,
-             "directory for the report (\"Report\" beside Gmail.sqlite); an earlier report there is replaced");
+    const sub_command command = line.add("report", "Write a result as a page that a browser opens from the disk",
+                                         [options] { return report(*options); });
+    command.text("RESULT_DIR", options->result_dir, "as for extract").required();
+    command.text("--out", options->out,
+                 "directory for the report (\"Report\" beside Gmail.sqlite); an earlier report there is replaced");
 }

@@ -59,26 +59,26 @@ maybe_refusal show(const show_options &options)
                                   : show_mail(reader, options.mail, layout);
 }
 
-void add_filters(CLI::App &command, row_selection &selection)
+void add_filters(const sub_command &command, row_selection &selection)
 {
-    add_texts(
-        command, "--where", selection.where,
-        "COLUMN=TEXT, or COLUMN~TEXT for columns that contain the text (repeatable; a time may be a day or a month)")
-        ->allow_extra_args(false);
-    add_text(command, "--search", selection.search,
-             "words that occur in the mail's subject, people, text or names of parts; \"several words\" together, the "
-             "beginning of a word with * after it");
-    add_text(command, "--from", selection.from, "text in the sender's name or address");
-    add_text(command, "--to", selection.to, "text in a recipient's name or address");
-    add_text(command, "--after", selection.after, "first time: 2024, 2024-01-08, \"2024-01-08 08:30\", ... in UTC");
-    add_text(command, "--before", selection.before, "time before which rows lie, in the same forms");
-    add_text(command, "--label", selection.label, "one of Gmail's labels");
-    add_texts(command, "--columns", selection.columns, "columns to show, separated by commas, or all")
-        ->delimiter(',')
-        ->allow_extra_args(false);
-    command.add_option("--limit", selection.limit, "maximum number of rows")->check(at_least(0));
-    add_text(command, "--sort", selection.sort, "column to sort by (as extracted when left out)");
-    command.add_flag("--reverse", selection.reverse, "last rows first");
+    command
+        .texts("--where", selection.where,
+               "COLUMN=TEXT, or COLUMN~TEXT for columns that contain the text (repeatable; a time may be a day or a "
+               "month)")
+        .repeatable();
+    command.text(
+        "--search", selection.search,
+        "words that occur in the mail's subject, people, text or names of parts; \"several words\" together, the "
+        "beginning of a word with * after it");
+    command.text("--from", selection.from, "text in the sender's name or address");
+    command.text("--to", selection.to, "text in a recipient's name or address");
+    command.text("--after", selection.after, "first time: 2024, 2024-01-08, \"2024-01-08 08:30\", ... in UTC");
+    command.text("--before", selection.before, "time before which rows lie, in the same forms");
+    command.text("--label", selection.label, "one of Gmail's labels");
+    command.texts("--columns", selection.columns, "columns to show, separated by commas, or all").separated_by_commas();
+    command.number("--limit", selection.limit, "maximum number of rows").at_least(0);
+    command.text("--sort", selection.sort, "column to sort by (as extracted when left out)");
+    command.flag("--reverse", selection.reverse, "last rows first");
 }
 
 } // namespace
@@ -86,15 +86,15 @@ void add_filters(CLI::App &command, row_selection &selection)
 void add_show_command(command_line &line)
 {
     const auto options = std::make_shared<show_options>();
-    CLI::App &command = line.add("show", "Show what a result contains: an overview, a table, or one mail", [options] {
-        const maybe_refusal refused = show(*options);
-        return refused ? refuse(*refused) : exit_status::done;
-    });
-    add_text(command, "RESULT_DIR", options->result_dir, "as for extract, or the directory with Gmail.sqlite")
-        ->required();
-    add_text(
-        command, "TABLE", options->selection.table,
+    const sub_command command =
+        line.add("show", "Show what a result contains: an overview, a table, or one mail", [options] {
+            const maybe_refusal refused = show(*options);
+            return refused ? refuse(*refused) : exit_status::done;
+        });
+    command.text("RESULT_DIR", options->result_dir, "as for extract, or the directory with Gmail.sqlite").required();
+    command.text(
+        "TABLE", options->selection.table,
         "messages, attachments, accounts, mailbox, cookies, mail, part, difference, ... (an overview when left out)");
-    add_text(command, "ID", options->mail, "with the table mail: id of the mail to show whole");
+    command.text("ID", options->mail, "with the table mail: id of the mail to show whole");
     add_filters(command, options->selection);
 }
