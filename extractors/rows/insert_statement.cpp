@@ -1,44 +1,21 @@
 #include "extractors/rows/insert_statement.h"
 
-#include <QMetaType>
 #include <QStringEncoder>
 #include <QVariant>
 
 #include <utility>
 
-/// A value whose text is fetched when the statement runs. Qt's driver asks values of unknown kinds for their text.
-struct late_text
-{
-    const QString *text = nullptr;
-};
-
 namespace {
 
-constexpr qsizetype max_late_text = 16 * 1024;       // characters; SQLite copies and converts late texts
+constexpr qsizetype max_short_text = 16 * 1024;      // characters; longer ones are bound as UTF-8
 constexpr qsizetype max_kept_text = 64 * 1024;       // characters in memory until the next row
 constexpr qsizetype max_text_as_bytes = 300'000'000; // characters: never more bytes than SQLite accepts, at 3 for each
 // The driver hands sizes over as 32-bit counts of bytes, and so would silently cut longer texts. One of this size is
 // longer than SQLite accepts, too: the insert fails.
 constexpr qsizetype max_bound_text = (qsizetype(1) << 30) - 1; // characters
 
-/// While it lives, `late_text` converts to QString. It is unregistered when the host unloads the library.
-class late_text_conversion
-{
-public:
-    late_text_conversion()
-    {
-        QMetaType::registerConverter<late_text, QString>([](const late_text &value) { return *value.text; });
-    }
-    ~late_text_conversion()
-    {
-        QMetaType::unregisterConverterFunction(QMetaType::fromType<late_text>(), QMetaType::fromType<QString>());
-        QMetaType::unregisterMetaType(QMetaType::fromType<late_text>());
-    }
-    Q_DISABLE_COPY_MOVE(late_text_conversion)
-};
-
-/// A text as UTF-8; null when SQLite would make something else of it. It drops a byte order mark at the
-/// beginning, and misreads halves of surrogate pairs.
+/// A text as UTF-8; null when SQLite would make something else of it. It drops a byte order mark at the beginning, and
+/// misreads halves of surrogate pairs.
 QByteArray utf8_of(const QString &text)
 {
     if (text.size() > max_text_as_bytes || text.startsWith(QChar::ByteOrderMark) ||
@@ -49,13 +26,18 @@ QByteArray utf8_of(const QString &text)
     return encoder.hasError() ? QByteArray() : bytes;
 }
 
+/// Whether they are one text in memory, as a constant of the run is in every row.
+bool is_same(const QString &text, const QString &other)
+{
+    return text.constData() == other.constData() && text.size() == other.size() && text.isNull() == other.isNull();
+}
+
 } // namespace
 
 insert_statement::insert_statement(const QSqlDatabase &db, QString statement)
     : text(std::move(statement))
     , query(db)
 {
-    static const late_text_conversion conversion;
     QSqlQuery encoding(QStringLiteral("PRAGMA encoding"), db);
     takes_bytes = encoding.next() && encoding.value(0).toString() == u"UTF-8";
 }
@@ -64,57 +46,42 @@ void insert_statement::prepare(qsizetype columns)
 {
     QString for_bytes = text;
     prepared = query.prepare(takes_bytes ? for_bytes.replace(u'?', QLatin1StringView("cast(? as text)")) : text);
-    values.resize(static_cast<std::size_t>(columns));
-    bindings.assign(values.size(), binding::nothing);
+    bound.assign(static_cast<std::size_t>(columns), QString());
+    for (int column = 0; column < columns; ++column)
+        query.bindValue(column, QString());
 }
 
+/// What is known of a column changes after its binding, which may throw when memory is short.
 void insert_statement::bind(std::size_t column, const QString &value)
 {
-    if (value.size() > max_late_text)
-        bind_long(column, value);
-    else
-        bind_short(column, value);
+    if (is_same(value, bound[column]))
+        return;
+    query.bindValue(static_cast<int>(column), value.size() > max_short_text ? long_value(value) : QVariant(value));
+    bound[column] = value;
 }
 
 /// A body is in two columns: it is converted once.
-void insert_statement::bind_long(std::size_t column, const QString &value)
+QVariant insert_statement::long_value(const QString &value)
 {
-    if (takes_bytes && value.constData() != converted) {
+    if (takes_bytes && !is_same(value, converted)) {
         bytes = utf8_of(value);
-        converted = value.constData();
+        converted = value;
     }
-    query.bindValue(static_cast<int>(column), bytes.isNull() ? QVariant(value.left(max_bound_text)) : bytes);
-    bindings[column] = binding::direct;
-}
-
-/// A text that has not changed since the first row is most likely a constant of the run: it stays bound. What is known
-/// of a column changes after its binding, which may throw when memory is short.
-void insert_statement::bind_short(std::size_t column, const QString &value)
-{
-    QString &known = values[column];
-    binding &bound = bindings[column];
-    const bool is_known = value.constData() == known.constData() && value.size() == known.size();
-    const bool is_constant = bound == binding::nothing || (bound == binding::constant && is_known);
-    const binding wanted = value.isNull() ? binding::null : is_constant ? binding::constant : binding::late;
-    if (wanted != bound)
-        query.bindValue(static_cast<int>(column),
-                        wanted == binding::late ? QVariant::fromValue(late_text{&known}) : QVariant(value));
-    bound = wanted;
-    known = value;
+    return bytes.isNull() ? QVariant(value.left(max_bound_text)) : bytes;
 }
 
 bool insert_statement::execute(const QStringList &row)
 {
     if (!prepared)
         prepare(row.size());
-    converted = nullptr; // also when the row before did not come to its end
-    for (std::size_t i = 0; i < values.size(); ++i)
+    for (std::size_t i = 0; i < bound.size(); ++i)
         bind(i, row.at(static_cast<qsizetype>(i)));
     const bool inserted = query.exec();
     prepared = prepared && inserted;
     bytes = QByteArray();
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (row.at(static_cast<qsizetype>(i)).size() > max_kept_text)
+    converted = QString();
+    for (std::size_t i = 0; i < bound.size(); ++i) {
+        if (bound[i].size() > max_kept_text)
             bind(i, QString());
     }
     return inserted;

@@ -8,11 +8,8 @@
 
 #include <vector>
 
-/// A prepared insert statement. Texts are not bound one by one, which costs several times what the insert does:
-///
-/// - a short text is bound once, as a value that is asked for its text when the statement is executed;
-/// - a constant stays bound;
-/// - a long text is bound as UTF-8, which SQLite takes as it is: a body in two columns is not converted twice.
+/// A prepared insert statement. What a column has in row after row, a constant of the run, stays bound. A long text is
+/// bound as UTF-8, which SQLite takes as it is: a body in two columns is not converted twice.
 class insert_statement
 {
 public:
@@ -29,19 +26,15 @@ public:
     [[nodiscard]] QString error() const { return query.lastError().text(); }
 
 private:
-    enum class binding : char { nothing, null, constant, late, direct };
-
     void prepare(qsizetype columns);
     void bind(std::size_t column, const QString &value);
-    void bind_long(std::size_t column, const QString &value);
-    void bind_short(std::size_t column, const QString &value);
+    [[nodiscard]] QVariant long_value(const QString &value);
 
     QString text;
     QSqlQuery query;
     bool takes_bytes = false; ///< the database keeps texts as UTF-8
     bool prepared = false;
-    std::vector<QString> values; ///< short ones, of the last rows; late bindings read them in their places
-    std::vector<binding> bindings;
-    const QChar *converted = nullptr; ///< address of the row's last long text ...
-    QByteArray bytes;                 ///< ... and the text as UTF-8; null when that cannot be bound
+    std::vector<QString> bound; ///< what each column is bound to
+    QString converted;          ///< the row's last long text ...
+    QByteArray bytes;           ///< ... as UTF-8; null when that cannot be bound
 };
