@@ -417,38 +417,49 @@ void test_gmail_host::cancelled_before_the_extraction()
 
 void test_gmail_host::changed_during_the_run_data()
 {
+    const QString last_file = QStringLiteral("s/Mail/c.mbox"), archive = QStringLiteral("s.tar");
+    const QStringList once = {QStringLiteral("--hash"), QStringLiteral("once")};
     QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("file");
     QTest::addColumn<bool>("shrinks");
-    QTest::newRow("read twice, written to") << QStringList() << false;
-    QTest::newRow("read twice, shrunk") << QStringList() << true;
-    QTest::newRow("read once, written to") << QStringList{QStringLiteral("--hash"), QStringLiteral("once")} << false;
-    QTest::newRow("in turn, shrunk") << QStringList{QStringLiteral("--threads"), QStringLiteral("1")} << true;
+    QTest::newRow("read twice, written to") << QStringList() << last_file << false;
+    QTest::newRow("read twice, shrunk") << QStringList() << last_file << true;
+    QTest::newRow("read once, written to") << once << last_file << false;
+    QTest::newRow("in turn, shrunk") << QStringList{QStringLiteral("--threads"), QStringLiteral("1")} << last_file
+                                     << true;
+    QTest::newRow("archive, read twice") << QStringList() << archive << false;
+    QTest::newRow("archive, read once") << once << archive << false;
 }
 
-/// The last file is changed as soon as rows of the first one are there.
+/// A file is changed as soon as there are rows.
 void test_gmail_host::changed_during_the_run()
 {
     QFETCH(QStringList, options);
+    QFETCH(QString, file);
     QFETCH(bool, shrinks);
     const QByteArray message = "From a\r\nContent-Type: text/plain\r\n\r\n" + QByteArray(200, 'x') + "\r\n\r\n";
     for (const char *name : {"a", "b", "c"})
         write_file(path(QLatin1StringView("s/Mail/") + QLatin1StringView(name) + QLatin1StringView(".mbox")),
                    message.repeated(20000));
+    QCOMPARE(QProcess::execute(QStringLiteral("tar"),
+                               {QStringLiteral("-cf"), path(QStringLiteral("s.tar")), QStringLiteral("-C"),
+                                path(QStringLiteral("s")), QStringLiteral("Mail")}),
+             0);
+    const QString source = path(file.section(u'/', 0, 0));
     QProcess process;
     process.start(QStringLiteral(GMAIL_HOST),
-                  QStringList{QStringLiteral("extract"), path(QStringLiteral("s")), path(QStringLiteral("r"))} +
-                      options);
+                  QStringList{QStringLiteral("extract"), source, path(QStringLiteral("r"))} + options);
     while (process.state() != QProcess::NotRunning &&
            rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select 1 from messages limit 1")).isEmpty())
         process.waitForFinished(20);
-    QFile changed(path(QStringLiteral("s/Mail/c.mbox")));
+    QFile changed(path(file));
     QVERIFY(changed.open(QIODevice::ReadWrite));
     QVERIFY(shrinks ? changed.resize(1000) : changed.write("X") == 1);
     changed.close();
     QVERIFY(process.waitForFinished(60000));
     QCOMPARE(process.exitCode(), 3);
     const QByteArray output = process.readAllStandardOutput();
-    QVERIFY2(output.contains("s/Mail/c.mbox: changed during the run"), output.constData());
+    QVERIFY2(output.contains(file.toUtf8() + ": changed during the run"), output.constData());
     QVERIFY(!output.contains("s/Mail/a.mbox: changed"));
 }
 
