@@ -18,7 +18,7 @@ constexpr char settings[] = "PRAGMA synchronous = OFF; PRAGMA cache_size = -1200
 constexpr char search_settings[] = "INSERT INTO mail_search (mail_search, rank) VALUES ('hashsize', 16777216);"
                                    "INSERT INTO mail_search (mail_search, rank) VALUES ('automerge', 16);";
 
-constexpr char page_size[] = "PRAGMA page_size = 8192;";
+constexpr char page_size[] = "PRAGMA page_size = 32768;";
 
 // Tables whose rows are looked up by mail are stored in that order and need no index for it. The search has an index of
 // words only; the texts come from the tables. `html_text` is the text of mails that have HTML alone.
