@@ -7,7 +7,7 @@
 #include "host/reading/gmime.h"
 #include "host/reading/html_text.h"
 #include "host/reading/mail_reader.h"
-#include "host/reading/sqlite.h"
+#include "host/sqlite.h"
 
 #include <QDir>
 #include <QDirIterator>

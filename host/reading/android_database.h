@@ -1,7 +1,7 @@
 /// One table of a database of unknown origin, read row by row from a private copy. Only ordinary tables are read.
 #pragma once
 
-#include "host/reading/sqlite.h"
+#include "host/sqlite.h"
 
 #include <QStringList>
 

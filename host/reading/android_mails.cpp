@@ -178,7 +178,7 @@ bool android_mails::gather(const char *into, const QByteArray &table, const QByt
     for (qint64 position = 1; from.next(); ++position) {
         QByteArrayList values;
         for (int i = 0; i < columns.size(); ++i)
-            values.append(from.utf8(i));
+            values.append(from.text(i));
         insert.bind(values.first()).bind(position);
         for (const QByteArray &value : values.sliced(1))
             insert.bind(value);
@@ -195,14 +195,14 @@ void android_mails::gather_labels()
     insert.prepare(gathered, "INSERT OR IGNORE INTO label_name VALUES (?, ?)");
     if (database.read(from, "labels", {"_id", "name", "canonicalName"})) {
         while (from.next()) {
-            const QByteArray id = from.utf8(0), name = from.utf8(1), canonical_name = from.utf8(2);
+            const QByteArray id = from.text(0), name = from.text(1), canonical_name = from.text(2);
             insert.bind(id).bind(name.isEmpty() ? canonical_name : name).run();
         }
     }
     insert.prepare(gathered, "INSERT INTO label SELECT ?1, ?2, name FROM label_name WHERE id = ?3");
     if (database.read(from, "message_labels", {"message_messageId", "labels_id"})) {
         for (qint64 position = 1; from.next(); ++position) {
-            const QByteArray mail = from.utf8(0), label = from.utf8(1);
+            const QByteArray mail = from.text(0), label = from.text(1);
             insert.bind(mail).bind(position).bind(label).run();
         }
     }
@@ -225,16 +225,16 @@ bool android_mails::next(mail_record &mail, const part_writer &write_part)
 
 void android_mails::read_provider_mail(mail_record &mail, const part_writer &write_part)
 {
-    const QByteArray id = rows.utf8(provider_id);
-    mail.subject = rows.utf8(provider_subject);
-    const QByteArray stored_id = rows.utf8(provider_message_id);
+    const QByteArray id = rows.text(provider_id);
+    mail.subject = rows.text(provider_subject);
+    const QByteArray stored_id = rows.text(provider_message_id);
     mail.message_id = message_ids(stored_id).value(0, stored_id);
-    set_date(rows.utf8(provider_time), mail);
-    add_addresses(rows.utf8(provider_from), "from", mail);
-    add_addresses(rows.utf8(provider_to), "to", mail);
-    add_addresses(rows.utf8(provider_cc), "cc", mail);
-    add_addresses(rows.utf8(provider_bcc), "bcc", mail);
-    add_addresses(rows.utf8(provider_reply_to), "reply-to", mail);
+    set_date(rows.text(provider_time), mail);
+    add_addresses(rows.text(provider_from), "from", mail);
+    add_addresses(rows.text(provider_to), "to", mail);
+    add_addresses(rows.text(provider_cc), "cc", mail);
+    add_addresses(rows.text(provider_bcc), "bcc", mail);
+    add_addresses(rows.text(provider_reply_to), "reply-to", mail);
     QByteArrayList listed; // parts of the files that the row lists: the attachments, then the body
     const std::optional<QByteArray> body = bodies ? bodies->body_of(id) : std::nullopt;
     if (body)
@@ -242,11 +242,11 @@ void android_mails::read_provider_mail(mail_record &mail, const part_writer &wri
     read_attachments(id, mail, listed, write_part);
     if (body)
         listed.append("1");
-    const std::optional<qint64> seconds = seconds_of(rows.utf8(provider_time));
+    const std::optional<qint64> seconds = seconds_of(rows.text(provider_time));
     foresee({mail.subject,
-             rows.utf8(provider_from),
-             rows.utf8(provider_to),
-             rows.utf8(provider_cc),
+             rows.text(provider_from),
+             rows.text(provider_to),
+             rows.text(provider_cc),
              seconds ? QByteArray::number(*seconds) : QByteArray(),
              {}},
             listed, {}, mail);
@@ -254,18 +254,18 @@ void android_mails::read_provider_mail(mail_record &mail, const part_writer &wri
 
 void android_mails::read_store_mail(mail_record &mail, const part_writer &write_part)
 {
-    mail.subject = rows.utf8(store_subject);
-    mail.message_id = rows.utf8(store_message_id);
-    mail.thread_id = rows.utf8(store_conversation);
-    const QByteArray sent = rows.utf8(store_sent);
-    set_date(sent.trimmed().isEmpty() ? rows.utf8(store_received) : sent, mail);
-    add_addresses(rows.utf8(store_from), "from", mail);
-    add_addresses(rows.utf8(store_to), "to", mail);
-    add_addresses(rows.utf8(store_cc), "cc", mail);
-    add_addresses(rows.utf8(store_bcc), "bcc", mail);
-    add_addresses(rows.utf8(store_reply_to), "reply-to", mail);
-    const QByteArray body = rows.utf8(store_body);
-    set_body(body.isEmpty() ? inflated_body(rows.text(store_compressed), mail.problems) : body, mail);
+    mail.subject = rows.text(store_subject);
+    mail.message_id = rows.text(store_message_id);
+    mail.thread_id = rows.text(store_conversation);
+    const QByteArray sent = rows.text(store_sent);
+    set_date(sent.trimmed().isEmpty() ? rows.text(store_received) : sent, mail);
+    add_addresses(rows.text(store_from), "from", mail);
+    add_addresses(rows.text(store_to), "to", mail);
+    add_addresses(rows.text(store_cc), "cc", mail);
+    add_addresses(rows.text(store_bcc), "bcc", mail);
+    add_addresses(rows.text(store_reply_to), "reply-to", mail);
+    const QByteArray body = rows.text(store_body);
+    set_body(body.isEmpty() ? inflated_body(rows.bytes(store_compressed), mail.problems) : body, mail);
     if (labels_of.is_ready()) {
         labels_of.bind(mail.message_id);
         while (labels_of.next())
@@ -279,7 +279,7 @@ void android_mails::read_store_mail(mail_record &mail, const part_writer &write_
                             body.isEmpty() ? "The compressed body of a mail store is not "
                                              "decompressed."
                                            : "The body of a mail store is not read."});
-    foresee({mail.subject, rows.utf8(store_from), rows.utf8(store_to), rows.utf8(store_cc), {}, {}}, {}, differences,
+    foresee({mail.subject, rows.text(store_from), rows.text(store_to), rows.text(store_cc), {}, {}}, {}, differences,
             mail);
 }
 
@@ -311,7 +311,7 @@ void android_mails::read_attachments(const QByteArray &key, mail_record &mail, Q
                           .name = attachments_of.text(1),
                           .disposition = "attachment",
                           .content_id = attachments_of.text(4)};
-        part.size = attachments_of.integer(3);
+        part.size = attachments_of.number(3);
         const QByteArray id = attachments_of.text(0);
         const QString cached = source_root + cached_attachments_place + QString::fromUtf8(id);
         if (is_provider && is_whole_number(id) && QFileInfo(cached).isFile()) {

@@ -122,8 +122,8 @@ void attachment_comparison::load(qint64 mail)
     part_query.bind(mail);
     while (part_query.next()) {
         part_numbers.insert(part_query.text(0), parts_of_mail.size());
-        parts_of_mail.push_back({part_query.text(0), part_query.integer(1), part_query.text(2), part_query.text(3),
-                                 part_query.integer(4) != 0});
+        parts_of_mail.push_back({part_query.text(0), part_query.number(1), part_query.text(2), part_query.text(3),
+                                 part_query.number(4) != 0});
     }
 }
 

@@ -83,7 +83,7 @@ void append_words(QByteArray &words, const QByteArray &more)
 qint64 number_from(sqlite_connection &file, const char *query)
 {
     sqlite_statement statement;
-    return statement.prepare(file, query) && statement.next() ? statement.integer(0) : 0;
+    return statement.prepare(file, query) && statement.next() ? statement.number(0) : 0;
 }
 
 } // namespace
@@ -267,7 +267,7 @@ void mail_database::close(bool safely)
     for (sqlite_statement *statement : {&insert_mail, &insert_address, &insert_label, &insert_reference, &insert_part,
                                         &insert_text, &insert_html_text, &insert_separator, &insert_difference,
                                         &insert_attachment, &update_row, &replace_meta, &find_file})
-        statement->finalize();
+        *statement = {};
     file.close();
     if (safely)
         force_to_disk();

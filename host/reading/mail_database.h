@@ -12,8 +12,8 @@
 #pragma once
 
 #include "host/reading/mail_record.h"
-#include "host/reading/sqlite.h"
 #include "host/refusal.h"
+#include "host/sqlite.h"
 
 #include <QString>
 

@@ -133,9 +133,8 @@ bool row_comparison::open_rows()
     const bool opened =
         rows.open(path, sqlite_connection::mode::read_only) &&
         table.prepare(rows, "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'messages'");
-    if (opened && table.next() && table.integer(0) == 0)
+    if (opened && table.next() && table.number(0) == 0)
         return false;
-    table.finalize();
     row_query.prepare(rows,
                       "SELECT INT, source_count_name, source_file, subject, from_list, to_list, cc_list, timestamp, "
                       "message_text, export_file_paths FROM messages WHERE INT > ? ORDER BY INT");
@@ -174,12 +173,12 @@ void row_comparison::compare_rows()
     qint64 count = 0;
     row_query.bind(job.rows_after);
     while (!totals.cancelled && row_query.next()) {
-        const auto number = file_numbers.constFind({row_query.utf8(1), row_query.utf8(2)});
+        const auto number = file_numbers.constFind({row_query.text(1), row_query.text(2)});
         if (number != file_numbers.constEnd()) {
-            written_row row = {row_query.integer(0),
-                               {row_query.utf8(3), row_query.utf8(4), row_query.utf8(5), row_query.utf8(6),
-                                row_query.utf8(7), row_query.utf8(8)},
-                               row_query.utf8(9),
+            written_row row = {row_query.number(0),
+                               {row_query.text(3), row_query.text(4), row_query.text(5), row_query.text(6),
+                                row_query.text(7), row_query.text(8)},
+                               row_query.text(9),
                                {}};
             // Which files are the body and the attachments of an Android mail is for its row to say.
             row.digest =
@@ -228,7 +227,7 @@ void row_comparison::count(compared_file &file, qint64 first_row)
 {
     file.is_counted = true;
     message_count.bind(qint64(file.number));
-    file.messages = message_count.next() ? message_count.integer(0) : 0;
+    file.messages = message_count.next() ? message_count.number(0) : 0;
     message_count.reset();
     const qint64 expected = file.last_gives_row ? file.messages : file.messages - 1;
     file.has_gaps = is_row_of(first_row + expected - 1, file) && !is_row_of(first_row + expected, file);
@@ -236,14 +235,14 @@ void row_comparison::count(compared_file &file, qint64 first_row)
         return;
     const auto name = file_numbers.key(file.number - 1);
     row_count.bind(job.rows_after).bind(name.first).bind(name.second);
-    file.absent = row_count.next() ? qMax<qint64>(expected - row_count.integer(0), 0) : 0;
+    file.absent = row_count.next() ? qMax<qint64>(expected - row_count.number(0), 0) : 0;
     row_count.reset();
 }
 
 bool row_comparison::is_row_of(qint64 row, const compared_file &file)
 {
     row_at.bind(row);
-    const bool is_it = row_at.next() && file_numbers.value({row_at.utf8(0), row_at.utf8(1)}, -1) == file.number - 1;
+    const bool is_it = row_at.next() && file_numbers.value({row_at.text(0), row_at.text(1)}, -1) == file.number - 1;
     row_at.reset();
     return is_it;
 }
@@ -261,7 +260,7 @@ bool row_comparison::take(compared_file &file)
     current = {};
     if (!messages.next())
         return false;
-    current = {file.number, messages.integer(0), messages.integer(1), messages.text(2), messages.text(3)};
+    current = {file.number, messages.number(0), messages.number(1), messages.bytes(2), messages.bytes(3)};
     return current.ordinal == file.next;
 }
 
@@ -276,7 +275,7 @@ qint64 row_comparison::ordinal_of(const compared_file &file, const QByteArray &d
                                                      "WHERE source_file_number = ? AND digest = ? AND ordinal > ?");
     }
     later_message.bind(qint64(file.number)).bind(digest).bind(file.next);
-    const qint64 ordinal = later_message.next() ? later_message.integer(0) : 0;
+    const qint64 ordinal = later_message.next() ? later_message.number(0) : 0;
     later_message.reset();
     return ordinal <= file.next + file.absent ? ordinal : 0;
 }
@@ -339,7 +338,7 @@ void row_comparison::finish(compared_file &file)
                                                        : QByteArray(row_note_of_file_without_rows);
     if (!file.is_counted) {
         message_count.bind(qint64(file.number));
-        file.messages = message_count.next() ? message_count.integer(0) : 0;
+        file.messages = message_count.next() ? message_count.number(0) : 0;
         message_count.reset();
     }
     while (take(file) && !totals.cancelled) {
@@ -376,7 +375,7 @@ mail_record row_comparison::values_of_mail(qint64 mail)
     if (query.next()) {
         values.subject = query.text(0);
         if (!query.is_null(1))
-            values.date = query.integer(1);
+            values.date = query.number(1);
         values.text = query.text(2);
     }
     sqlite_statement addresses;
@@ -385,7 +384,7 @@ mail_record row_comparison::values_of_mail(qint64 mail)
     addresses.bind(mail);
     while (addresses.next())
         values.addresses.append(
-            {addresses.text(0), static_cast<int>(addresses.integer(1)), addresses.text(2), addresses.text(3)});
+            {addresses.text(0), static_cast<int>(addresses.number(1)), addresses.text(2), addresses.text(3)});
     return values;
 }
 

@@ -89,9 +89,10 @@ public:
     [[nodiscard]] maybe_refusal run();
 
 private:
-    [[nodiscard]] maybe_refusal export_mail(const row_cursor &mail, mail_source &source);
+    [[nodiscard]] maybe_refusal export_mail(const sqlite_statement &mail, mail_source &source);
     [[nodiscard]] maybe_refusal write(const QString &name, QByteArrayView message);
-    void add_to_list(const row_cursor &mail, const QByteArray &result, const QString &name, const QByteArray &sha256);
+    void add_to_list(const sqlite_statement &mail, const QByteArray &result, const QString &name,
+                     const QByteArray &sha256);
     [[nodiscard]] maybe_refusal say_what_is_missing();
 
     export_job &job;
@@ -105,8 +106,9 @@ enum column { id, date, subject, sha256, source_count_name, source_file_column, 
 
 maybe_refusal mail_export::run()
 {
-    row_cursor mails = job.reader.query("select id, date, subject, sha256, source_count_name, source_file, ordinal, "
-                                        "\"offset\", length from mail_db.mail order by id");
+    sqlite_statement mails =
+        job.reader.query("select id, date, subject, sha256, source_count_name, source_file, ordinal, "
+                         "\"offset\", length from mail_db.mail order by id");
     QByteArray source_file;
     std::optional<mail_source> source;
     while (!list.has_failed() && mails.next()) {
@@ -126,7 +128,7 @@ maybe_refusal mail_export::run()
     return say_what_is_missing();
 }
 
-maybe_refusal mail_export::export_mail(const row_cursor &mail, mail_source &source)
+maybe_refusal mail_export::export_mail(const sqlite_statement &mail, mail_source &source)
 {
     if (mail.at(offset).stored_as != cell::type::integer) {
         ++without_bytes;
@@ -163,7 +165,7 @@ maybe_refusal mail_export::write(const QString &name, QByteArrayView message)
     return file.close();
 }
 
-void mail_export::add_to_list(const row_cursor &mail, const QByteArray &result, const QString &name,
+void mail_export::add_to_list(const sqlite_statement &mail, const QByteArray &result, const QString &name,
                               const QByteArray &sha256_of_file)
 {
     const result_column plain;

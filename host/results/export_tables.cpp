@@ -15,9 +15,9 @@ QByteArray query_of(const result_table &table)
 
 /// Let `write` have every row of a table; `failed` ends it early.
 maybe_refusal each_row(const export_job &job, const result_table &table, const std::function<bool()> &failed,
-                       const std::function<void(const row_cursor &)> &write)
+                       const std::function<void(const sqlite_statement &)> &write)
 {
-    row_cursor rows = job.reader.query(query_of(table));
+    sqlite_statement rows = job.reader.query(query_of(table));
     while (!failed() && rows.next()) {
         if (!job.go_on())
             return cancelled_export();
@@ -55,7 +55,7 @@ maybe_refusal export_csv(export_job &job)
         qint64 count = 0;
         maybe_refusal refused = each_row(
             job, table, [&file] { return file.has_failed(); },
-            [&](const row_cursor &row) {
+            [&](const sqlite_statement &row) {
                 for (int i = 0; i < row.columns(); ++i)
                     file.add(row.at(i), table.columns.at(i));
                 file.end_row();
@@ -83,7 +83,7 @@ maybe_refusal export_jsonl(export_job &job)
         qint64 count = 0;
         maybe_refusal refused = each_row(
             job, table, [&file] { return file.has_failed(); },
-            [&](const row_cursor &row) {
+            [&](const sqlite_statement &row) {
                 for (int i = 0; i < row.columns(); ++i) {
                     file.write(i == 0 ? '{' : ',');
                     write_json_string(file, table.columns.at(i).name);

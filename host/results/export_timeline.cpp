@@ -51,7 +51,7 @@ void write_field(export_file &file, QByteArrayView text)
 maybe_refusal export_tln(export_job &job)
 {
     export_file file(job.directory.path(QStringLiteral("timeline.tln")));
-    row_cursor rows = job.reader.query(query_of(job.reader));
+    sqlite_statement rows = job.reader.query(query_of(job.reader));
     qint64 count = 0;
     for (; !file.has_failed() && rows.next(); ++count) {
         if (!job.go_on())

@@ -83,7 +83,7 @@ maybe_refusal write_counts(const result_reader &reader, json_text &out)
     for (const auto &[key, query] : queries) {
         out.key(key);
         out.begin_list();
-        row_cursor rows = reader.query(query);
+        sqlite_statement rows = reader.query(query);
         while (reader.has_mail() && rows.next()) {
             out.begin_list();
             for (int i = 0; i < rows.columns(); ++i) {

@@ -60,7 +60,7 @@ void write_texts(json_text &out, const char *key, const numbered_texts &numbered
 /// A reading that was cancelled may not have come to comparing the mails with their rows.
 bool has_comparison(const result_reader &reader)
 {
-    row_cursor found =
+    sqlite_statement found =
         reader.query("select exists(select 1 from mail_db.mail where row is not null or row_note is not null)"
                      " or exists(select 1 from mail_db.difference)");
     return found.next() && found.number(0) != 0;

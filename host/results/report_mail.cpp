@@ -2,9 +2,9 @@
 
 namespace {
 
-std::optional<qint64> number_or_null(const row_cursor &rows, int column)
+std::optional<qint64> number_or_null(const sqlite_statement &rows, int column)
 {
-    return rows.at(column).stored_as == cell::type::null ? std::nullopt : std::optional(rows.number(column));
+    return rows.is_null(column) ? std::nullopt : std::optional(rows.number(column));
 }
 
 /// Rows that belong to mails, in the order of the mails: read side by side with these, each row once.
@@ -27,7 +27,7 @@ public:
         }
     }
 
-    row_cursor rows;
+    sqlite_statement rows;
 
 private:
     bool more;
@@ -85,7 +85,7 @@ private:
     }
 
     const result_reader &reader;
-    row_cursor rows;
+    sqlite_statement rows;
     bool more;
     int number_column;
 };
@@ -118,20 +118,20 @@ public:
         mail = {};
         take_fields(mail);
         if (mail.text.isEmpty() && !mail.html.isEmpty()) {
-            row_cursor searched = reader.query("select text from mail_db.mail_search where rowid = ?", {mail.id});
+            sqlite_statement searched = reader.query("select text from mail_db.mail_search where rowid = ?", {mail.id});
             if (searched.next())
                 mail.html_text = searched.text(0);
         }
         take_parts(mail);
-        addresses.of(mail.id, [&mail](const row_cursor &row) {
+        addresses.of(mail.id, [&mail](const sqlite_statement &row) {
             mail.addresses.append({row.text(1), row.text(2), row.text(3)});
         });
-        labels.of(mail.id, [&mail](const row_cursor &row) { mail.labels.append(row.text(1)); });
-        references.of(mail.id, [&mail](const row_cursor &row) { mail.references.append(row.text(1)); });
-        differences.of(mail.id, [&mail](const row_cursor &row) {
+        labels.of(mail.id, [&mail](const sqlite_statement &row) { mail.labels.append(row.text(1)); });
+        references.of(mail.id, [&mail](const sqlite_statement &row) { mail.references.append(row.text(1)); });
+        differences.of(mail.id, [&mail](const sqlite_statement &row) {
             mail.differences.append({row.text(1), row.text(2), row.text(3)});
         });
-        files.of(mail.id, [&mail](const row_cursor &row) {
+        files.of(mail.id, [&mail](const sqlite_statement &row) {
             mail.files.append({row.text(1), row.text(2), row.text(3)});
         });
         if (mail.row)
@@ -141,7 +141,7 @@ public:
 
     maybe_refusal failure() const override
     {
-        for (const row_cursor *each :
+        for (const sqlite_statement *each :
              {&mails, &addresses.rows, &labels.rows, &references.rows, &parts.rows, &differences.rows, &files.rows}) {
             if (maybe_refusal refused = reader.failure(*each))
                 return refused;
@@ -175,7 +175,7 @@ private:
 
     void take_parts(report_mail &mail)
     {
-        parts.of(mail.id, [&mail](const row_cursor &row) {
+        parts.of(mail.id, [&mail](const sqlite_statement &row) {
             report_mail::part part = {row.text(1), row.text(2), row.text(3), row.text(4), row.text(5),
                                       row.text(6), row.text(7), row.text(9), row.text(10)};
             part.size = number_or_null(row, 8).value_or(-1);
@@ -185,7 +185,7 @@ private:
     }
 
     const result_reader &reader;
-    row_cursor mails;
+    sqlite_statement mails;
     belonging_rows addresses, labels, references, parts, differences, files;
     message_rows messages;
 };
@@ -269,7 +269,7 @@ private:
     }
 
     const result_reader &reader;
-    row_cursor rows;
+    sqlite_statement rows;
 };
 
 } // namespace

@@ -18,7 +18,7 @@ public:
     {
     }
 
-    [[nodiscard]] maybe_refusal add(const row_cursor &row)
+    [[nodiscard]] maybe_refusal add(const sqlite_statement &row)
     {
         if (rows == 0)
             begins.push_back(total);
@@ -143,8 +143,8 @@ maybe_refusal write_table(const result_reader &reader, const result_table &table
     QByteArrayList names;
     for (const result_column &each : table.columns)
         names.append(quoted(each.name));
-    row_cursor rows = reader.query("select " + names.join(',') + " from " + table.sql_name() + " order by " +
-                                   quoted(table.known->key));
+    sqlite_statement rows = reader.query("select " + names.join(',') + " from " + table.sql_name() + " order by " +
+                                         quoted(table.known->key));
     table_writer writer(table, directory);
     while (go_on() && rows.next()) {
         if (maybe_refusal refused = writer.add(rows))

@@ -2,8 +2,9 @@
 
 maybe_refusal thread_numbers::find(const result_reader &reader)
 {
-    row_cursor mails = reader.query("select id, thread_id, message_id, in_reply_to from mail_db.mail order by id");
-    row_cursor references = reader.query("select mail, message_id from mail_db.reference order by mail");
+    sqlite_statement mails =
+        reader.query("select id, thread_id, message_id, in_reply_to from mail_db.mail order by id");
+    sqlite_statement references = reader.query("select mail, message_id from mail_db.reference order by mail");
     bool more = references.next();
     while (mails.next()) {
         const QByteArray thread_id = mails.text(1);

@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <sqlite3.h>
 #include <sys/stat.h>
 
 namespace {
@@ -81,12 +80,6 @@ qint64 process_that_writes(const QString &directory)
     return here && (kill(static_cast<pid_t>(process), 0) != 0 && errno == ESRCH) ? 0 : process;
 }
 
-/// Opened so, SQLite reads the file alone: no lock, no journal, no shared memory.
-QByteArray immutable_uri(const QString &path)
-{
-    return "file:" + QFile::encodeName(path).toPercentEncoding("/") + "?mode=ro&immutable=1";
-}
-
 QString place_of_result(const QString &given)
 {
     const QString directory = QDir::cleanPath(given);
@@ -131,11 +124,6 @@ bool opened_file::unchanged() const
            unfinished_writes(path).isEmpty();
 }
 
-result_reader::~result_reader()
-{
-    sqlite3_close_v2(connection);
-}
-
 maybe_refusal result_reader::open(const QString &given)
 {
     if (!QFileInfo::exists(given))
@@ -161,11 +149,10 @@ maybe_refusal result_reader::open_rows()
 {
     if (maybe_refusal refused = rows.look(place + QLatin1StringView("Gmail.sqlite")))
         return refused;
-    const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX;
-    if (sqlite3_open_v2(immutable_uri(rows.path).constData(), &connection, flags, nullptr) != SQLITE_OK)
-        return damaged(rows.path, QString::fromUtf8(sqlite3_errmsg(connection)));
-    add_text_functions(connection);
-    sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    if (!connection.open(rows.path, sqlite_connection::mode::unchanging))
+        return damaged(rows.path, connection.failure());
+    add_text_functions(connection.native_handle());
+    connection.execute("PRAGMA trusted_schema = OFF");
     if (maybe_refusal refused = find_tables(false))
         return refused;
     return compare_columns();
@@ -179,12 +166,12 @@ maybe_refusal result_reader::open_mail()
                                                    "SOURCE RESULT_DIR\" writes it"));
     if (maybe_refusal refused = mail.look(path))
         return refused;
-    row_cursor attached = query("attach ? as mail_db", {immutable_uri(path)});
-    if (attached.next() || attached.error_code() != SQLITE_OK)
-        return damaged(path, QString::fromUtf8(attached.error()));
-    row_cursor version = query("pragma mail_db.user_version");
+    sqlite_statement attached = query("attach ? as mail_db", {unchanging_uri(path)});
+    if (attached.next() || !attached.failure().isEmpty())
+        return damaged(path, attached.failure());
+    sqlite_statement version = query("pragma mail_db.user_version");
     if (!version.next())
-        return damaged(path, QString::fromUtf8(version.error()));
+        return damaged(path, version.failure());
     if (version.number(0) != mail_database::schema_version)
         return bad_result(
             QStringLiteral("%1: of version %2, and this program reads version %3; \"gmail_host read --clear "
@@ -202,15 +189,15 @@ maybe_refusal result_reader::find_tables(bool of_mail)
     for (const known_table &known : known_tables) {
         if (known.of_mail != of_mail)
             continue;
-        row_cursor names = query("select i.name from pragma_table_info(?1, ?2) i join " + schema +
-                                     ".sqlite_master m on m.type = 'table' and m.name = ?1 order by i.cid",
-                                 {QByteArray(known.name), schema});
+        sqlite_statement names = query("select i.name from pragma_table_info(?1, ?2) i join " + schema +
+                                           ".sqlite_master m on m.type = 'table' and m.name = ?1 order by i.cid",
+                                       {QByteArray(known.name), schema});
         result_table table = {&known, {}};
         const QList<QByteArray> times = table.times();
         while (names.next())
             table.columns.append({names.text(0), times.contains(names.text(0)), !of_mail});
-        if (names.error_code() != SQLITE_OK)
-            return damaged(path, QString::fromUtf8(names.error()));
+        if (!names.failure().isEmpty())
+            return damaged(path, names.failure());
         if (table.columns.isEmpty())
             return bad_result(path + QLatin1StringView(": has no table \"") + QLatin1StringView(known.name) +
                               QLatin1StringView("\": not a result, or one of another version"));
@@ -221,13 +208,12 @@ maybe_refusal result_reader::find_tables(bool of_mail)
 
 maybe_refusal result_reader::compare_columns() const
 {
-    sqlite3 *memory = nullptr;
-    sqlite3_open(":memory:", &memory);
-    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closing(memory, sqlite3_close);
+    sqlite_connection memory;
+    memory.open(QStringLiteral(":memory:"), sqlite_connection::mode::read_write);
     for (const table_statement &each : result_schema()) {
-        sqlite3_exec(memory, each.statement.toLatin1().constData(), nullptr, nullptr, nullptr);
+        memory.execute(each.statement.toLatin1().constData());
         const result_table *found = table(each.table.toLatin1());
-        row_cursor names(memory, "select name from pragma_table_info(?)", {each.table.toLatin1()});
+        sqlite_statement names(memory, "select name from pragma_table_info(?)", {each.table.toLatin1()});
         while (names.next()) {
             if (found->find(names.text(0)) < 0)
                 return bad_result(
@@ -272,16 +258,9 @@ QJsonObject result_reader::run_record() const
     return QJsonDocument::fromJson(text).object();
 }
 
-row_cursor result_reader::query(const QByteArray &sql, const query_values &values) const
+maybe_refusal result_reader::failure(const sqlite_statement &query) const
 {
-    return {connection, sql, values};
-}
-
-maybe_refusal result_reader::failure(const row_cursor &cursor) const
-{
-    if (cursor.error_code() == SQLITE_OK)
-        return {};
-    return damaged(place, QString::fromUtf8(cursor.error()));
+    return query.failure().isEmpty() ? maybe_refusal() : damaged(place, query.failure());
 }
 
 maybe_refusal result_reader::changed() const

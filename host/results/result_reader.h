@@ -4,7 +4,7 @@
 
 #include "host/refusal.h"
 #include "host/results/result_tables.h"
-#include "host/results/row_cursor.h"
+#include "host/sqlite.h"
 
 #include <QJsonObject>
 
@@ -25,10 +25,6 @@ struct opened_file
 class result_reader
 {
 public:
-    result_reader() = default;
-    ~result_reader();
-    Q_DISABLE_COPY_MOVE(result_reader)
-
     /// Open the result in `given`: a RESULT_DIR, or the directory that contains Gmail.sqlite. Refused, with status 5,
     /// when there is none, when it is damaged or being written, or when its tables are those of another version.
     [[nodiscard]] maybe_refusal open(const QString &given);
@@ -52,10 +48,13 @@ public:
     [[nodiscard]] QJsonObject run_record() const;
 
     /// Rows of a query. In it the tables of the mail are named with "mail_db." before their name.
-    [[nodiscard]] row_cursor query(const QByteArray &sql, const query_values &values = {}) const;
+    [[nodiscard]] sqlite_statement query(const QByteArray &sql, const query_values &values = {}) const
+    {
+        return {connection, sql, values};
+    }
 
-    /// To be asked when a cursor gave its last row: why that row was not the last one there is. Empty when all is well.
-    [[nodiscard]] maybe_refusal failure(const row_cursor &cursor) const;
+    /// To be asked when a query gave its last row: why that row was not the last one there is. Empty when all is well.
+    [[nodiscard]] maybe_refusal failure(const sqlite_statement &query) const;
 
     /// Why what was read cannot be relied on: a file was changed since it was opened. Ask at the end.
     [[nodiscard]] maybe_refusal changed() const;
@@ -69,7 +68,7 @@ private:
 
     QString place;
     opened_file rows, mail;
-    sqlite3 *connection = nullptr;
+    sqlite_connection connection;
     QList<result_table> found_tables;
     maybe_refusal no_mail;
 };

@@ -226,7 +226,7 @@ maybe_refusal conditions::add_label(const QString &label)
     if (maybe_refusal refused = needs_mail("--label"))
         return refused;
     QStringList known;
-    row_cursor labels = reader.query("select distinct label from mail_db.label order by 1");
+    sqlite_statement labels = reader.query("select distinct label from mail_db.label order by 1");
     while (labels.next())
         known.append(QString::fromUtf8(labels.text(0)));
     if (maybe_refusal failed = reader.failure(labels))

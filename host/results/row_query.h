@@ -27,7 +27,7 @@ struct row_query
     QByteArray sql;
     query_values values;
 
-    [[nodiscard]] row_cursor run(const result_reader &reader) const { return reader.query(sql, values); }
+    [[nodiscard]] sqlite_statement run(const result_reader &reader) const { return reader.query(sql, values); }
 };
 
 /// Make the query. Refused, with status 2, when a table or column does not exist, a time cannot be read, a filter does

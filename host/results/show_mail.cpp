@@ -5,7 +5,7 @@
 
 namespace {
 
-QString text_at(const row_cursor &row, int column)
+QString text_at(const sqlite_statement &row, int column)
 {
     return QString::fromUtf8(row.text(column));
 }
@@ -51,7 +51,7 @@ void mail_view::field(const QString &name, const QString &value)
 /// The first column of all rows, with commas between them.
 QString mail_view::joined(const QByteArray &query)
 {
-    row_cursor rows = reader.query(query, {id});
+    sqlite_statement rows = reader.query(query, {id});
     QStringList texts;
     while (rows.next())
         texts.append(text_at(rows, 0));
@@ -74,7 +74,7 @@ void mail_view::print_people()
 
 void mail_view::print_fields()
 {
-    row_cursor mail =
+    sqlite_statement mail =
         reader.query("select date, date_text, subject, message_id, in_reply_to, thread_id, source_count_name, "
                      "source_file, ordinal, offset, length, sha256, problems from mail_db.mail where id = ?",
                      {id});
@@ -110,14 +110,15 @@ void mail_view::print_fields()
 /// The text; of a mail that has HTML alone, the HTML's text as the search has it.
 void mail_view::print_text()
 {
-    row_cursor mail = reader.query("select text, (select s.text from mail_db.mail_search s where s.rowid = mail.id), "
-                                   "html is not null from mail_db.mail where id = ?",
-                                   {id});
+    sqlite_statement mail =
+        reader.query("select text, (select s.text from mail_db.mail_search s where s.rowid = mail.id), "
+                     "html is not null from mail_db.mail where id = ?",
+                     {id});
     if (!mail.next()) {
         failed = reader.failure(mail);
         return;
     }
-    const bool has_text = mail.at(0).stored_as != cell::type::null;
+    const bool has_text = !mail.is_null(0);
     if (!has_text && mail.number(2) == 0) {
         print_title(QStringLiteral("Text: none"));
         return;
@@ -134,18 +135,18 @@ void mail_view::print_text()
 /// The row with every column that has something in it; what a run never fills is left out so.
 void mail_view::print_row()
 {
-    row_cursor mail = reader.query("select row_table, row, row_note from mail_db.mail where id = ?", {id});
+    sqlite_statement mail = reader.query("select row_table, row, row_note from mail_db.mail where id = ?", {id});
     if (!mail.next()) {
         failed = reader.failure(mail);
         return;
     }
     const result_table *table = reader.table(mail.text(0));
-    if (mail.at(1).stored_as == cell::type::null || !table) {
+    if (mail.is_null(1) || !table) {
         print_title(QLatin1StringView("Row: none") +
                     (mail.text(2).isEmpty() ? QString() : QString(QLatin1StringView(" (") + text_at(mail, 2) + u')')));
         return;
     }
-    row_cursor row = reader.query("select * from " + table->sql_name() + " where INT = ?", {mail.number(1)});
+    sqlite_statement row = reader.query("select * from " + table->sql_name() + " where INT = ?", {mail.number(1)});
     if (row.next()) {
         print_title(QStringLiteral("Row %1 of %2").arg(mail.number(1)).arg(text_at(mail, 0)));
         aligned_table lines({QStringLiteral("column"), QStringLiteral("value")}, layout.width, true);
@@ -163,7 +164,7 @@ maybe_refusal find_mail(const result_reader &reader, const QString &id, qint64 &
 {
     bool is_number = false;
     found = id.toLongLong(&is_number);
-    row_cursor mail =
+    sqlite_statement mail =
         reader.query("select count(*), (select max(id) from mail_db.mail) from mail_db.mail where id = ?", {found});
     if (!mail.next())
         return reader.failure(mail);

@@ -71,7 +71,7 @@ void overview::count(const result_table &table, aligned_table &lines)
         none.append("not (" + is_there + ")");
     }
     const QByteArray without = none.isEmpty() ? QByteArray("null") : QByteArray("sum(" + none.join(" and ") + ")");
-    row_cursor row = reader.query("select count(*), " + without + spans + " from " + table.sql_name());
+    sqlite_statement row = reader.query("select count(*), " + without + spans + " from " + table.sql_name());
     if (!row.next()) {
         failed = reader.failure(row);
         return;

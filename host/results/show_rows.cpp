@@ -28,7 +28,8 @@ QByteArray escaped_line(const QStringList &texts)
     return line.toUtf8() + '\n';
 }
 
-void print_aligned(row_cursor &rows, const row_query &query, const row_selection &selection, const show_layout &layout)
+void print_aligned(sqlite_statement &rows, const row_query &query, const row_selection &selection,
+                   const show_layout &layout)
 {
     const QStringList names = names_of(query.columns);
     aligned_table lines(names, layout.width);
@@ -52,7 +53,7 @@ void print_aligned(row_cursor &rows, const row_query &query, const row_selection
                   .arg(dropped.join(QLatin1StringView(", "))));
 }
 
-void print_separated(row_cursor &rows, const row_query &query)
+void print_separated(sqlite_statement &rows, const row_query &query)
 {
     print_bytes(escaped_line(names_of(query.columns)));
     while (!output_is_closed() && rows.next()) {
@@ -88,7 +89,7 @@ maybe_refusal show_rows(const result_reader &reader, const row_selection &select
     row_query query;
     if (maybe_refusal refused = make_query(reader, selection, query))
         return refused;
-    row_cursor rows = query.run(reader);
+    sqlite_statement rows = query.run(reader);
     if (layout.aligned)
         print_aligned(rows, query, selection, layout);
     else
@@ -107,7 +108,7 @@ void print_title(const QString &title)
 maybe_refusal show_list(const result_reader &reader, const show_layout &layout, const QString &title,
                         const QStringList &headings, const QByteArray &query, const query_values &values)
 {
-    row_cursor rows = reader.query(query, values);
+    sqlite_statement rows = reader.query(query, values);
     aligned_table lines(headings, layout.width, true);
     for (bool first = true; !output_is_closed() && rows.next(); first = false) {
         if (first)

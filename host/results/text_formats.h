@@ -3,7 +3,7 @@
 
 #include "host/results/export_file.h"
 #include "host/results/result_tables.h"
-#include "host/results/row_cursor.h"
+#include "host/sqlite.h"
 
 /// A CSV file: UTF-8 with a byte order mark, lines end in CR LF. Texts that a spreadsheet would take for a formula get
 /// an apostrophe before them; characters that no CSV reader takes (NUL, bytes that are not UTF-8) become U+FFFD.

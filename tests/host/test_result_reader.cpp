@@ -143,7 +143,8 @@ void test_result_reader::reads_rows_and_leaves_nothing()
         QVERIFY(!reader.open(place));
         QVERIFY(reader.has_mail());
         QVERIFY(reader.table("messages")->columns.at(reader.table("messages")->find("timestamp")).is_time);
-        row_cursor rows = reader.query("select timestamp, subject, snippet from messages where subject = ?", {"First"});
+        sqlite_statement rows =
+            reader.query("select timestamp, subject, snippet from messages where subject = ?", {"First"});
         QVERIFY(rows.next());
         QCOMPARE(rows.at(0).stored_as, cell::type::integer);
         QCOMPARE(rows.number(0), 1704702600);
@@ -151,7 +152,7 @@ void test_result_reader::reads_rows_and_leaves_nothing()
         QCOMPARE(rows.at(2).stored_as, cell::type::null);
         QCOMPARE(files_in(place), before);
         QVERIFY(!rows.next() && !reader.failure(rows) && !reader.changed());
-        row_cursor writing = reader.query("delete from messages");
+        sqlite_statement writing = reader.query("delete from messages");
         QVERIFY(!writing.next() && reader.failure(writing));
     }
     QCOMPARE(files_in(place), before);
