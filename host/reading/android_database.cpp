@@ -56,7 +56,7 @@ bool android_database::read(sqlite_statement &rows, const QByteArray &table, con
     entry.bind(table);
     if (!entry.next())
         return false;
-    if (!entry.bytes(0).startsWith("CREATE TABLE ")) { // SQLite writes it so for every ordinary table
+    if (!entry.text(0).startsWith("CREATE TABLE ")) { // SQLite writes it so for every ordinary table
         refused = QStringLiteral("%1 is not an ordinary table and was not read").arg(QString::fromUtf8(table));
         return false;
     }
@@ -66,7 +66,7 @@ bool android_database::read(sqlite_statement &rows, const QByteArray &table, con
     described.prepare(connection, "SELECT lower(name), hidden FROM pragma_table_xinfo(?)");
     described.bind(table);
     while (described.next())
-        (described.number(1) == 2 ? worked_out : existing).insert(described.bytes(0)); // 2 is not stored
+        (described.number(1) == 2 ? worked_out : existing).insert(described.text(0)); // 2 is not stored
     QByteArrayList selected;
     for (const QByteArray &column : columns) {
         if (worked_out.contains(column.toLower())) {

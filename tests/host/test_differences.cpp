@@ -134,6 +134,7 @@ private Q_SLOTS:
     void summary();
     void rows_that_are_absent_data();
     void rows_that_are_absent();
+    void mail_stores_data();
     void mail_stores();
 
 private:
@@ -335,16 +336,26 @@ void test_differences::rows_that_are_absent()
              QVariantList() << 0);
 }
 
+void test_differences::mail_stores_data()
+{
+    QTest::addColumn<QString>("encoding");
+    for (const char *encoding : {"UTF-8", "UTF-16le"})
+        QTest::newRow(encoding) << QString::fromLatin1(encoding);
+}
+
 /// Bodies of mail stores are inflated up to a limit; threads and labels come from their tables.
 void test_differences::mail_stores()
 {
-    const QString folder = QStringLiteral("android/apps/com.google.android.gm/db/");
+    QFETCH(const QString, encoding);
+    const QString source = u"android " + encoding, result = u"stores " + encoding;
+    const QString folder = source + u"/apps/com.google.android.gm/db/";
     QDir().mkpath(path(folder));
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("store"));
         db.setDatabaseName(path(folder + u"mailstore.e@x.db"));
         QVERIFY(db.open());
         QSqlQuery query(db);
+        QVERIFY(query.exec(QStringLiteral("pragma encoding = '%1'").arg(encoding)));
         for (const char *statement :
              {("create table messages (_id integer primary key, messageId integer, conversation integer, subject text, "
                "fromAddress text, toAddresses text, ccAddresses text, bccAddresses text, replyToAddresses text, "
@@ -365,19 +376,14 @@ void test_differences::mail_stores()
         }
     }
     QSqlDatabase::removeDatabase(QStringLiteral("store"));
-    host({QStringLiteral("extract"), path(QStringLiteral("android")), path(QStringLiteral("a")),
-          QStringLiteral("--quiet")},
-         3);
-    QCOMPARE(ask(QStringLiteral("a"),
-                 QStringLiteral("select html, thread_id, date, row, problems is null from mail where id = 1")),
+    host({QStringLiteral("extract"), path(source), path(result), QStringLiteral("--quiet")}, 3);
+    QCOMPARE(ask(result, QStringLiteral("select html, thread_id, date, row, problems is null from mail where id = 1")),
              QVariantList({QStringLiteral("<p>Keys</p>"), QStringLiteral("5"), 1704790800, 1, 1}));
-    QCOMPARE(ask(QStringLiteral("a"), QStringLiteral("select label from label where mail = 1 order by label")),
+    QCOMPARE(ask(result, QStringLiteral("select label from label where mail = 1 order by label")),
              QVariantList({QStringLiteral("Inbox"), QStringLiteral("work")}));
-    QVERIFY(ask(QStringLiteral("a"), QStringLiteral("select length(text) from mail where id = 2")).value(0).toInt() <
-            20'000'000);
-    QCOMPARE(ask(QStringLiteral("a"), QStringLiteral("select count(*) from mail where problems is not null")),
-             QVariantList() << 2);
-    QCOMPARE(ask(QStringLiteral("a"), QStringLiteral("select kind from difference where mail = 1")),
+    QVERIFY(ask(result, QStringLiteral("select length(text) from mail where id = 2")).value(0).toInt() < 20'000'000);
+    QCOMPARE(ask(result, QStringLiteral("select count(*) from mail where problems is not null")), QVariantList() << 2);
+    QCOMPARE(ask(result, QStringLiteral("select kind from difference where mail = 1")),
              QVariantList({QStringLiteral("missing")}));
 }
 
