@@ -73,6 +73,18 @@ QByteArray run_text(const result_reader &reader)
     return run.isEmpty() ? QByteArray() : QJsonDocument(run).toJson(QJsonDocument::Compact);
 }
 
+void write_row(const sqlite_statement &row, json_text &out)
+{
+    out.begin_list();
+    for (int i = 0; i < row.columns(); ++i) {
+        if (row.at(i).stored_as == cell::type::integer)
+            out.number(row.number(i));
+        else
+            out.text(QByteArrayView(row.text(i)));
+    }
+    out.end_list();
+}
+
 maybe_refusal write_counts(const result_reader &reader, json_text &out)
 {
     const std::pair<const char *, const char *> queries[] = {
@@ -83,18 +95,10 @@ maybe_refusal write_counts(const result_reader &reader, json_text &out)
     for (const auto &[key, query] : queries) {
         out.key(key);
         out.begin_list();
-        sqlite_statement rows = reader.query(query);
-        while (reader.has_mail() && rows.next()) {
-            out.begin_list();
-            for (int i = 0; i < rows.columns(); ++i) {
-                if (rows.at(i).stored_as == cell::type::integer)
-                    out.number(rows.number(i));
-                else
-                    out.text(QByteArrayView(rows.text(i)));
-            }
-            out.end_list();
-        }
         if (reader.has_mail()) {
+            sqlite_statement rows = reader.query(query);
+            while (rows.next())
+                write_row(rows, out);
             if (maybe_refusal refused = reader.failure(rows))
                 return refused;
         }

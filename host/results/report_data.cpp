@@ -58,12 +58,13 @@ void write_texts(json_text &out, const char *key, const numbered_texts &numbered
 }
 
 /// A reading that was cancelled may not have come to comparing the mails with their rows.
-bool has_comparison(const result_reader &reader)
+maybe_refusal find_comparison(const result_reader &reader, bool &is_compared)
 {
     sqlite_statement found =
         reader.query("select exists(select 1 from mail_db.mail where row is not null or row_note is not null)"
                      " or exists(select 1 from mail_db.difference)");
-    return found.next() && found.number(0) != 0;
+    is_compared = found.next() && found.number(0) != 0;
+    return reader.failure(found);
 }
 
 } // namespace
@@ -89,9 +90,10 @@ report_data::report_data(const QString &in)
 maybe_refusal report_data::write(const result_reader &reader, const std::function<bool()> &go_on)
 {
     with_mail = reader.has_mail();
-    is_compared = with_mail && has_comparison(reader);
     thread_numbers threads;
     if (with_mail) {
+        if (maybe_refusal refused = find_comparison(reader, is_compared))
+            return refused;
         if (maybe_refusal refused = threads.find(reader))
             return refused;
     }

@@ -97,7 +97,8 @@ public:
         : reader(of)
         , mails(of.query(
               "select id, source_count_name, source_file, ordinal, offset, length, sha256, message_id, in_reply_to,"
-              " thread_id, date, date_text, subject, text, html, headers, row, row_note, problems"
+              " thread_id, date, date_text, subject, text, html, headers, row, row_note, problems,"
+              " (select h.text from mail_db.html_text h where h.mail = mail.id)"
               " from mail_db.mail order by id"))
         , addresses(of, "select mail, role, name, address from mail_db.address order by mail, position")
         , labels(of, "select mail, label from mail_db.label order by mail")
@@ -117,11 +118,6 @@ public:
             return false;
         mail = {};
         take_fields(mail);
-        if (mail.text.isEmpty() && !mail.html.isEmpty()) {
-            sqlite_statement searched = reader.query("select text from mail_db.mail_search where rowid = ?", {mail.id});
-            if (searched.next())
-                mail.html_text = searched.text(0);
-        }
         take_parts(mail);
         addresses.of(mail.id, [&mail](const sqlite_statement &row) {
             mail.addresses.append({row.text(1), row.text(2), row.text(3)});
@@ -171,6 +167,7 @@ private:
         mail.row = number_or_null(mails, 16);
         mail.row_note = mails.text(17);
         mail.problems = mails.text(18);
+        mail.html_text = mails.text(19);
     }
 
     void take_parts(report_mail &mail)

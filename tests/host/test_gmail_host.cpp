@@ -440,15 +440,16 @@ void test_gmail_host::changed_during_the_run()
     const QByteArray message = "From a\r\nContent-Type: text/plain\r\n\r\n" + QByteArray(200, 'x') + "\r\n\r\n";
     for (const char *name : {"a", "b", "c"})
         write_file(path(QLatin1StringView("s/Mail/") + QLatin1StringView(name) + QLatin1StringView(".mbox")),
-                   message.repeated(20000));
+                   message.repeated(12000));
     QCOMPARE(QProcess::execute(QStringLiteral("tar"),
                                {QStringLiteral("-cf"), path(QStringLiteral("s.tar")), QStringLiteral("-C"),
                                 path(QStringLiteral("s")), QStringLiteral("Mail")}),
              0);
     const QString source = path(file.section(u'/', 0, 0));
     QProcess process;
-    process.start(QStringLiteral(GMAIL_HOST),
-                  QStringList{QStringLiteral("extract"), source, path(QStringLiteral("r"))} + options);
+    process.start(QStringLiteral(GMAIL_HOST), QStringList{QStringLiteral("extract"), source, path(QStringLiteral("r")),
+                                                          QStringLiteral("--rows-only")} +
+                                                  options);
     while (process.state() != QProcess::NotRunning &&
            rows_of(result(QStringLiteral("Gmail.sqlite")), QStringLiteral("select 1 from messages limit 1")).isEmpty())
         process.waitForFinished(20);
@@ -459,7 +460,7 @@ void test_gmail_host::changed_during_the_run()
     QVERIFY(process.waitForFinished(60000));
     QCOMPARE(process.exitCode(), 3);
     const QByteArray output = process.readAllStandardOutput();
-    QVERIFY2(output.contains(file.toUtf8() + ": changed during the run"), output.constData());
+    QVERIFY2(output.contains(QByteArray(file.toUtf8() + ": changed during the run")), output.constData());
     QVERIFY(!output.contains("s/Mail/a.mbox: changed"));
 }
 
