@@ -31,7 +31,7 @@ qsizetype base64_decoder::decode(QByteArrayView encoded, char *decoded)
     char *out = decoded;
     while (in != end) {
         if (pending_bits == 0) {
-            // Four bytes of the alphabet are three bytes of data: nearly everything goes this way.
+            // Four bytes of the alphabet are three bytes of data: nearly all input takes this path.
             while (end - in >= 4) {
                 const quint32 three_bytes =
                     first_of_four[in[0]] | second_of_four[in[1]] | third_of_four[in[2]] | fourth_of_four[in[3]];

@@ -1,11 +1,11 @@
-/// Base64 as mail needs it: decoded in pieces, with everything outside the alphabet passed over.
+/// Base64 as mail needs it: decoded in pieces, skipping everything outside the alphabet.
 #pragma once
 
 #include <QByteArray>
 
-/// Decodes piece by piece. Bytes outside the standard alphabet are skipped, "=" included; they end nothing. Up to 6
-/// bits that fill no byte at the end are dropped. Gives what QByteArray::fromBase64 gives by default, many times
-/// faster on the lines of a mail.
+/// Decodes piece by piece. Bytes outside the standard alphabet are skipped, "=" included, which does not end the data.
+/// Up to 6 bits at the end that do not fill a byte are dropped. The result is that of QByteArray::fromBase64 by
+/// default, many times faster on the lines of a mail.
 class base64_decoder
 {
 public:

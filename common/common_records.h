@@ -1,4 +1,4 @@
-/// The records with which a host describes a run and an evidence source.
+/// The settings with which a host describes a run and its source.
 ///
 /// They are plain values: a host fills them, passes them by value to the `pub_set_*` operations, and every receiver
 /// keeps its own copy. The order of the members is part of the contract between host and library.
@@ -11,11 +11,11 @@
 /// One user account of a source.
 struct struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_system_account
 {
-    QString system_user; ///< compared, case-sensitively, with the user component of a path
-    QString domain_user; ///< handed out together with the name when a path is attributed to the account
+    QString system_user; ///< compared with the user component of a path, case-sensitively
+    QString domain_user; ///< returned with the name when a path belongs to the account
 };
 
-/// One evidence source. The neutrally named fields belong to the host; the comments say which of them are read.
+/// One source. The neutrally named fields belong to the host; the comments say which of them are read.
 struct struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info
 {
     QString virtual_source_path;  ///< root directory of the source's files; must end in "/"
@@ -33,7 +33,7 @@ struct struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info
     QString text_field_13;
 };
 
-/// The examiner's machine: accepted everywhere, read nowhere.
+/// The examiner's machine: accepted but never read.
 struct struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_desktop_info
 {
     QString text_field_1;
@@ -54,8 +54,8 @@ struct struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info
     QString debug_file_path_QString;
 };
 
-/// When a file was used, according to its Spotlight metadata. Texts of seconds since the epoch, UTC; empty when
-/// unknown.
+/// When a file was used, according to its Spotlight metadata. Each text is a number of seconds since the epoch, UTC;
+/// empty when unknown.
 struct struct_GLOBAL_ARTIFACT_used_dates
 {
     QString last_used_date;

@@ -13,7 +13,7 @@ open_database::open_database(const QString &name, const QString &path, const QSt
     : db(new_connection(name, path))
 {
     db.setConnectOptions(options);
-    if (!path.isEmpty()) // SQLite would make a database of its own, which is gone when it is closed
+    if (!path.isEmpty()) // for an empty path SQLite would open a temporary database
         db.open();
 }
 

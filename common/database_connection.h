@@ -11,7 +11,7 @@
 class open_database
 {
 public:
-    /// A file that does not exist is made, unless the driver's `options` say otherwise. An empty path is not opened.
+    /// A file that does not exist is created, unless the driver's `options` say otherwise. An empty path is not opened.
     open_database(const QString &name, const QString &path, const QString &options = {});
     ~open_database();
     Q_DISABLE_COPY_MOVE(open_database)

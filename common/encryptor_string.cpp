@@ -17,14 +17,14 @@ namespace {
 constexpr quint64 library_key = 0x6d31b7f2a95ce048;
 constexpr char version = 3;
 constexpr int size_of_length_field = 4;    // bytes, before qCompress data
-constexpr qint64 max_ratio = 1040;         // deflate cannot expand further (1032) than this
+constexpr qint64 max_ratio = 1040;         // deflate expands at most 1032 times
 constexpr qsizetype max_remembered = 1024; // bytes
 
 enum flag : char { flag_compressed = 0x01, flag_checksum = 0x02, flag_hash = 0x04 };
 
 // ---- Packing: payload and integrity field -------------------------------------------------------------------------
 
-/// What is enciphered after the random byte.
+/// The part that is enciphered after the random byte.
 struct packed_text
 {
     char flags = 0;
@@ -65,8 +65,8 @@ packed_text pack(const QByteArray &plain, encryptor_string::compression compress
     return packed;
 }
 
-/// Uncompress, unless the announced size is one that no compressed data of this length can have: a forged size would
-/// otherwise allocate up to 4 GiB.
+/// Uncompress, unless compressed data of this length cannot have the announced size: a forged size would otherwise
+/// allocate up to 4 GiB.
 QByteArray uncompressed(const QByteArray &payload)
 {
     if (payload.size() < size_of_length_field)
@@ -75,7 +75,7 @@ QByteArray uncompressed(const QByteArray &payload)
     return announced <= payload.size() * max_ratio ? qUncompress(payload) : QByteArray();
 }
 
-/// The plain bytes; none when they do not match their integrity field.
+/// The plain bytes; nullopt when they do not match their integrity field.
 std::optional<QByteArray> unpack(const packed_text &packed)
 {
     using integrity_function = QByteArray (*)(const QByteArray &);
@@ -91,8 +91,8 @@ std::optional<QByteArray> unpack(const packed_text &packed)
     return packed.flags & flag_compressed ? uncompressed(payload) : payload;
 }
 
-/// What was made last for some keys. A log repeats its lines, and packing or unpacking one costs many times what the
-/// cipher does; the result is the same each time.
+/// The most recent results for some keys. A log repeats its lines, and packing or unpacking one takes many times as
+/// long as the cipher, with the same result each time.
 template <class Key, class Value>
 class recent_results
 {
@@ -123,7 +123,7 @@ void lay_chain(QByteArray &body, const QByteArray &key_parts)
     qsizetype left = body.size();
     for (; left >= 8; left -= 8, at += 8) {
         quint64 word = qFromLittleEndian<quint64>(at) ^ key;
-        word ^= word << 8; // each byte takes in all those before it
+        word ^= word << 8; // XOR each byte with all those before it
         word ^= word << 16;
         word ^= word << 32;
         word ^= last * 0x0101010101010101;

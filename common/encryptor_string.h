@@ -1,5 +1,5 @@
-/// A small keyed cipher that turns a text into printable text and back. It enciphers debug-log lines; whoever reads
-/// such a log deciphers them with the same class. It hides a log from a casual look but is not cryptography.
+/// A small keyed cipher that turns a text into printable text and back. It enciphers debug-log lines and deciphers them
+/// for a reader. It hides a log from a casual look but is not cryptography.
 ///
 /// Enciphered bytes, before they become Base64:
 ///

@@ -61,7 +61,7 @@ kind kind_of(const dirent &raw, const QString &path)
         return kind::directory;
     case DT_LNK:
         return kind::link;
-    case DT_UNKNOWN: { // the file system keeps it elsewhere
+    case DT_UNKNOWN: { // the file system does not list types
         const QFileInfo info(path);
         return info.isSymLink() ? kind::link
                : info.isDir()   ? kind::directory
@@ -114,7 +114,7 @@ bool evidence_root::walk(const QString &directory, const cancel_flag &cancelled,
             continue;
         }
         if (raw->d_name[0] == '.')
-            continue; // hidden; the directory itself; the one above it
+            continue; // hidden, or "." or ".."
         evidence_entry entry = {entries.path, QFile::decodeName(raw->d_name)};
         const kind what = kind_of(*raw, entry.path());
         const bool leads_somewhere = what != kind::link || QFileInfo::exists(entry.path());

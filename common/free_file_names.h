@@ -1,4 +1,4 @@
-/// File names that are free in a directory, found without walking the directory for each.
+/// File names that are free in a directory, found without listing the directory for each one.
 #pragma once
 
 #include "common/cancel_flag.h"
@@ -11,9 +11,9 @@
 /// "2_" + name, and so on. A name is taken when an entry of the directory has it, both trimmed; hidden entries, links
 /// and "." and ".." count.
 ///
-/// The directory is listed once, when the object is made; after that each candidate costs one look at the file system,
-/// and a base name that is asked for again continues where its last search ended. Memory grows with the distinct names
-/// that collided, not with the files. Files of the directory may appear at any time; they must not disappear.
+/// The directory is listed once, when the object is made; after that each candidate costs one check on the disk, and a
+/// repeated base name continues where its last search ended. Memory grows with the distinct names that collided, not
+/// with the files. Files of the directory may appear at any time; they must not disappear.
 class free_file_names
 {
 public:
@@ -21,8 +21,8 @@ public:
     /// handed out then.
     free_file_names(QString directory, const cancel_flag &cancelled);
 
-    /// A free name for a file called `wanted` (a bare name). Nothing is created: until the caller has made the file and
-    /// reported it with `created`, the same question gives the same answer. Empty when `cancelled` becomes true.
+    /// A free name for a file called `wanted` (a bare name). Nothing is created: the same call returns the same name
+    /// until the caller has made the file and reported it with `created`. Empty when `cancelled` becomes true.
     QString next(const QString &wanted, const cancel_flag &cancelled);
 
     /// A file of this name now exists.

@@ -5,8 +5,8 @@
 ///     const log_span span("[emlx_subject] -Start", "[emlx_subject] -End");     // both lines, on every path
 ///     log_line({" Source Db opening ---FAILED----", origin});                  // in the name of another function
 ///
-/// A line carries the signature text of the function that the call is in. Inside a lambda the compiler names the
-/// lambda: take a `const log_origin origin;` before it.
+/// A line names the function that the call is in. Inside a lambda the compiler names the lambda: take a `const
+/// log_origin origin;` before it.
 #pragma once
 
 #include "common/plugin_static_function.h"
@@ -14,7 +14,7 @@
 #include <initializer_list>
 #include <source_location>
 
-/// The function that log lines are written in the name of: by default the one that creates the object.
+/// The function in whose name log lines are written: by default the one that creates the object.
 class log_origin
 {
 public:
@@ -67,7 +67,7 @@ void log_line(const log_head &head, const Pieces &...pieces)
         write_log_line(head, {QStringView(pieces)...});
 }
 
-/// One line now and one when the scope is left, on whatever path.
+/// One line now and one when the scope is left, on every path.
 class log_span
 {
 public:

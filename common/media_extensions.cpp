@@ -33,7 +33,7 @@ constexpr char image_extensions[] =
     "vstm vstx wb1 wbc wbd wbm wbmp wbz wdp webp wi wic wmf wmp wmz wpb wpe wpg wvl xar xbm xcf xmind xmmap xpm "
     "xpr xwd y yal ysp yuv zgm zif";
 
-// The video list goes no further than the letter h, but for three formats: wmv, mpg, mpeg, m4v and webm are not video.
+// The video list ends at the letter h, apart from mkv, mov and mp4: wmv, mpg, mpeg, m4v and webm are not video.
 constexpr char video_extensions[] =
     "264 3g2 3gp 3gp2 3gpp 3gpp2 3mm 3p2 60d 787 aaf aec aep aepx aet aetx ajp ale am amc amv amx anim aqt arcut "
     "arf asf asx avb avc avd avi avp avs avv axm bdm bdmv bdt2 bdt3 bik bin bix bmc bmk bnp box bs4 bsf bvr byu "

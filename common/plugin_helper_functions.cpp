@@ -27,16 +27,16 @@ QString suffix_of(const QString &file_name)
     return known ? name.mid(dot + 1) : QString();
 }
 
-constexpr qint64 block_size = 4 * 1024 * 1024; // copied between two looks at the cancel flag
+constexpr qint64 block_size = 4 * 1024 * 1024; // bytes copied between two checks of the cancel flag
 
-/// Why the rest of `source` could not be copied; empty when it was, and when the copying was cancelled.
+/// Copies `source`. Returns why its end was not reached, or an empty text, also after a cancel.
 QString why_not_copied(QFile &source, QFile &copy, const cancel_flag &cancelled)
 {
     const qint64 size = source.size();
     qint64 copied = 0;
     qint64 count = 1;
 #ifdef Q_OS_LINUX
-    // As far as the kernel can do it by itself; what it leaves, an error included, is left to the loop below.
+    // The kernel copies as much as it can; the loop below does the rest and reports errors.
     while (count > 0 && !cancelled.is_set()) {
         count = ::copy_file_range(source.handle(), nullptr, copy.handle(), nullptr, block_size, 0);
         copied += qMax<qint64>(count, 0);
@@ -108,7 +108,7 @@ QString plugin_helper_functions::get_adhoc_path_for_regular_file(QString source_
     return working_copy(source_path, {QString()}, {});
 }
 
-/// A file and its companions, each when it is there; the file itself in any case, so that a missing one is logged.
+/// Copies a file and those of its companions that exist; a missing file is tried, too, so that it is logged.
 QString plugin_helper_functions::working_copy(const QString &source_path, const QStringList &suffixes,
                                               const log_origin &origin) const
 {
@@ -135,8 +135,7 @@ QString plugin_helper_functions::working_copy(const QString &source_path, const 
     return {};
 }
 
-/// Copy one file to a place where there is none. What cannot be copied whole is not left there in part: a truncated
-/// database looks damaged.
+/// Copy one file to a place where there is none. An incomplete copy is removed: a truncated database looks damaged.
 bool plugin_helper_functions::copy_file(const QString &source_path, const QString &copy_path,
                                         const log_origin &origin) const
 {

@@ -25,10 +25,10 @@ public:
     [[nodiscard]] bool check_is_video_by_extn(QString file_name) const;
     [[nodiscard]] bool check_is_audio_by_extn(QString file_name) const;
 
-    /// The directory for working copies; ends in "/". It is made when it is needed. Without one there are no copies.
+    /// The directory for working copies; ends in "/". It is created when needed. Without one there are no copies.
     void set_adhoc_parent_path(QString path);
 
-    /// Nothing outside of it is copied.
+    /// Nothing outside this root is copied.
     void set_source_root(const evidence_root &root);
 
     /// Copy a source file into the directory for working copies, under a name that is free there, and return the copy's

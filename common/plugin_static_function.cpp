@@ -25,7 +25,7 @@ void plugin_static_function::set_essentials()
     debug_mode_status_bool = false;
     debug_print_in_file_bool = false;
     debug_print_on_terminal_bool = false;
-    // debug_encryption_status_bool keeps its last value: a log that was begun enciphered is not continued in plain.
+    // debug_encryption_status_bool keeps its last value, so that an enciphered log is not continued in plain text.
     debug_file_path_QString.clear();
     system_account_QList.clear();
 }
@@ -65,7 +65,7 @@ void plugin_static_function::set_source_info(source_info_record source_info)
 
 void plugin_static_function::clear_variables_talvo_and_artifact_common_source_info(source_info_record &source_info)
 {
-    // The last two texts outlive a clearing: they are carried from one source to the next.
+    // The last two texts are kept: they carry over from one source to the next.
     source_info_record cleared;
     cleared.text_field_12 = source_info.text_field_12;
     cleared.text_field_13 = source_info.text_field_13;

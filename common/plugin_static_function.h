@@ -1,11 +1,10 @@
 /// The services and the run-wide state that every part of the library shares.
 ///
-/// The class is never instantiated for its own sake: everything in it is static. It is one class because its name is
-/// part of the signature texts that log lines and connection names carry. Each chapter below has a source file of its
-/// own (plugin_static_function_<chapter>.cpp).
+/// Everything in the class is static. It is one class because its name is part of the signature texts in log lines and
+/// connection names. Each section below has a source file of its own (plugin_static_function_<section>.cpp).
 ///
-/// Nothing here throws or reports a failure other than by an empty or false result and lines in the debug log.
-/// Nothing locks: calls come from the host's thread; only `set_cancel_extraction` may come from another one.
+/// A failure shows only as an empty or false result and as lines in the debug log; nothing throws. Nothing is locked:
+/// calls come from the host's thread; only `set_cancel_extraction` may come from another one.
 #pragma once
 
 #include "common/cancel_flag.h"
@@ -29,19 +28,19 @@ public:
     // ---- State ------------------------------------------------------------------------------------------------------
 
     static int type_engine_int;                ///< 0 bench, 1 sweep, 2 probe edition; -1 not set
-    static int source_count_int;               ///< the host's number of the source; -1 not set
+    static int source_count_int;               ///< the host's number for the source; -1 not set
     static cancel_flag bool_cancel_extraction; ///< polled by every loop of the services
     static bool debug_mode_status_bool;        ///< the debug log is on
     static bool debug_print_in_file_bool;
     static bool debug_print_on_terminal_bool;
-    static bool debug_encryption_status_bool; ///< keeps its value over `set_essentials`
+    static bool debug_encryption_status_bool; ///< `set_essentials` does not change it
     static QString debug_file_path_QString;
     static QFile debug_file_regular_QFile;
     static QString source_os_version_full;
     static QList<struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_system_account> system_account_QList;
 
-    /// Put the run-wide state back to its initial values; the encryption flag, the open debug file and the OS version
-    /// are left alone.
+    /// Reset the run-wide state to its initial values, except the encryption flag, the open debug file and the OS
+    /// version.
     static void set_essentials();
 
     static void set_engine_type(int engine_type);
@@ -49,7 +48,7 @@ public:
     static void set_cancel_extraction(bool cancelled);
 
     /// Take over the debug-log settings and open the debug file when they ask for one. A file that cannot be opened is
-    /// not reported: the file output is then lost.
+    /// not reported; the log is then not written to a file.
     static void set_general_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info general_info);
 
     /// Accepted and ignored.
@@ -58,7 +57,7 @@ public:
     /// Keep the source's OS version and its accounts (replacing the previous ones).
     static void set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_info);
 
-    /// Empty a record in place. The source record keeps its last two texts, the general record its encryption flag.
+    /// Clear settings in place. The source settings keep their last two texts, the log settings their encryption flag.
     static void clear_variables_talvo_and_artifact_common_source_info(
         struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &source_info);
     static void clear_variables_talvo_and_artifact_common_desktop_info(
@@ -70,7 +69,7 @@ public:
 
     /// Write one line to the debug log: `message` in the name of the function whose full signature text is
     /// `function_info`. Nothing happens while the log is off. Code of the library calls `log_line` (log_line.h), which
-    /// costs nothing then.
+    /// costs next to nothing then.
     static void app_debug(QString message, QString function_info);
 
     /// Open the debug file for appending, when the log is on and goes to a file.
@@ -90,9 +89,9 @@ public:
     // driver, as an empty database.
     //
     // A helper with a path opens a connection and closes it. Those that execute or list tables leave it registered,
-    // closed, under a name made of both functions; the others remove it. A cancelled run ends a helper between two
-    // values or rows; a helper with a path then leaves its connection open, and those named by the clock leave it for
-    // good.
+    // closed, under a name made of both functions' signatures; the others name it by the clock and remove it. A cancel
+    // ends a helper between two values or rows. One with a path then leaves its connection open (the one that lists
+    // tables closes it); those named by the clock are never closed.
 
     /// True when the statement was executed.
     static bool execute_db_command_by_dbpath(QString command, QString db_path, QString caller);
@@ -132,8 +131,9 @@ public:
     /// failure. Failures are logged, one per file or link.
     static void copy_directory(QString source_dir, QString destination_dir);
 
-    /// Remove a directory with everything in it. Symbolic links are removed, never followed; no permission is
-    /// changed. What cannot be removed stays, with what it is in. A missing directory and an empty path do nothing.
+    /// Remove a directory with everything in it. Symbolic links are removed, never followed; no permission is changed.
+    /// Entries that cannot be removed stay, with the directories they are in. A missing directory and an empty path do
+    /// nothing.
     static void remove_directory(QString dir);
 
     /// The entries of `parent_list`, in order, that `other_list` does not contain.
@@ -169,10 +169,10 @@ public:
 
     // ---- Time -------------------------------------------------------------------------------------------------------
     //
-    // Times come out as decimal texts of whole seconds since 1970-01-01 00:00:00 UTC, fractions cut off; an empty text
-    // means no time. A date text that does not have the layout of its function gives "0", with any offset. Names
-    // of months and days are English. Texts are trimmed first and a blank text gives an empty result, unless said
-    // otherwise.
+    // Times are returned as decimal texts of whole seconds since 1970-01-01 00:00:00 UTC, fractions cut off; an empty
+    // text means no time. A date text that does not have the layout of its function gives "0", whether or not it has an
+    // offset. Names of months and days are English. Texts are trimmed first and a blank text gives an empty result,
+    // unless said otherwise.
 
     static QString convert_apple_time_to_epoch(QString seconds_since_2001); ///< a 32-bit count; "0" gives ""
 
@@ -191,7 +191,7 @@ public:
     /// Seconds in "hhmm"; not trimmed, unreadable digits are 0.
     static int convert_timezone_to_seconds(QString hours_and_minutes);
 
-    /// "dd-MMM-yyyy hh:mm:ss" in UTC; empty for 0 and for what is not a 32-bit number.
+    /// "dd-MMM-yyyy hh:mm:ss" in UTC; empty for 0 and for anything but a 32-bit number.
     static QString convert_timestamp_to_human_readable_in_UTC(QString seconds_since_epoch);
 
     /// "01:00:00 Hrs" or "00:59 Min"; empty for a negative count.
@@ -205,10 +205,10 @@ public:
 
     // ---- Values -----------------------------------------------------------------------------------------------------
 
-    /// "512 B", "1.50 KB", "3.25 MB". There is no larger unit; from 2^63 on the count shows as a negative one of bytes.
+    /// "512 B", "1.50 KB", "3.25 MB". There is no larger unit; from 2^63 on the result is a negative number of bytes.
     static QString human_readable_size(QString bytes);
 
-    /// What follows the last "." of the file name; empty for a name whose only dot is its first character.
+    /// The text after the last "." of the file name; empty for a name whose only dot is its first character.
     static QString mining_suffix(QString path);
 
     /// Bytes of a file, or of all files below a folder (links not counted); empty when the path does not exist. A
@@ -216,11 +216,11 @@ public:
     static QString mining_size(QString path);
 
     /// The trimmed text with every "\U" and the up to four characters after it (fewer at the end) replaced by the
-    /// UTF-16 unit that they are in hexadecimal: "\U41" at the end is "A". What is not a hexadecimal number becomes the
-    /// character 0. Empty when cancelled.
+    /// UTF-16 unit that they are in hexadecimal: "\U41" at the end is "A". Anything but a hexadecimal number becomes
+    /// the character 0. Empty when cancelled.
     static QString convert_string_to_unicode(QString text);
 
-    // The bare value out of the description of a property-list value, such as "<CFBoolean 0x1 [0x2]>{value = true}".
+    // The bare value from the description of a property-list value, such as "<CFBoolean 0x1 [0x2]>{value = true}".
     // Empty when a piece of the description is missing.
 
     static QString get_filtered_number_value(QString description);  ///< between the first "+" and the first ","
@@ -232,7 +232,7 @@ public:
 
     // ---- Properties -------------------------------------------------------------------------------------------------
     //
-    // Single values out of property-list dictionaries and file metadata of macOS. Keys and dictionaries are objects of
+    // Single values from property-list dictionaries and file metadata of macOS. Keys and dictionaries are objects of
     // the platform (platform/property_objects.h); the key comes first. A missing key or a value of another class gives
     // an empty text. Texts are trimmed, numbers cut towards zero. A label is put before its value, with ":+:" between
     // them.

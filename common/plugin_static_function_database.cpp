@@ -1,5 +1,5 @@
-/// The database helpers. They differ in three things only: whose connection they use, what they return, and how the
-/// log lines of a failure are worded. The first two are four engine functions, the third is data.
+/// The database helpers. They differ in three things only: whose connection they use, what they return, and how the log
+/// lines of a failure are worded. Four functions cover the first two, data the third.
 #include "common/database_connection.h"
 #include "common/plugin_static_function.h"
 
@@ -23,7 +23,7 @@ struct wording
     const char *query_error = nullptr;
 };
 
-// The leading and doubled blanks differ from family to family. Scripts search logs for these very texts.
+// Leading and doubled blanks differ from group to group. Scripts search logs for exactly these texts.
 
 constexpr wording execute_by_path_wording = {
     .open = " Destination Db opening --------FAILED------ ",
@@ -95,7 +95,7 @@ public:
         log(words.query_error, query.lastError().text());
     }
 
-    /// One caller reuses one connection name for all its calls of one helper.
+    /// All calls of one helper by one caller share a connection name.
     [[nodiscard]] QString connection_name() const { return signature + caller; }
 
 private:
@@ -106,8 +106,8 @@ private:
 
 enum class outcome { done, failed, cancelled };
 
-/// Prepare, bind and execute. A statement that cannot be prepared is executed all the same: the driver's error text of
-/// the execution is the one that log lines carry.
+/// Prepare, bind and execute. A statement that cannot be prepared is executed anyway, because log lines contain the
+/// driver's error of the execution.
 outcome run_statement(const helper_call &call, const QSqlDatabase &db, QSqlQuery &query, const QString &command,
                       const QStringList &bind_values)
 {
@@ -123,8 +123,8 @@ outcome run_statement(const helper_call &call, const QSqlDatabase &db, QSqlQuery
     return outcome::failed;
 }
 
-/// The trimmed texts of one column, as far as the run is not cancelled. Rows that an error cuts short are not a result:
-/// a part of a damaged table would look like all of it.
+/// The trimmed texts of one column, up to a cancel. After an error there are none: part of a damaged table would look
+/// like the whole table.
 outcome collect_column(QSqlQuery &query, int column_index, QStringList &texts)
 {
     while (query.next()) {
@@ -138,7 +138,7 @@ outcome collect_column(QSqlQuery &query, int column_index, QStringList &texts)
     return outcome::failed;
 }
 
-/// A cancel leaves the connection open and registered: the next call of the same caller removes it.
+/// A cancel leaves the connection open and registered until the same caller's next call removes it.
 bool execute_by_path(const helper_call &call, const QString &command, const QStringList &bind_values,
                      const QString &db_path)
 {
@@ -305,7 +305,7 @@ QStringList plugin_static_function::get_total_tables_list_by_dbpath(QString db_p
         call.log_failed_open(db);
         return {};
     }
-    // `tables` says nothing of a schema that cannot be read to its end.
+    // `tables` does not report a schema that cannot be read to its end.
     const QString schema = QStringLiteral("select name from sqlite_master");
     QStringList names;
     const bool is_whole = list_rows(call, schema, {}, 0, db, names) != outcome::failed;

@@ -1,5 +1,5 @@
 /// The debug log: its lines, its file, its encipherment. Lines are put together as bytes of the local 8-bit encoding,
-/// in memory that is used again and again.
+/// in memory that is reused.
 #include "common/encryptor_string.h"
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
@@ -27,7 +27,7 @@ QByteArray edition()
     }
 }
 
-/// What a line begins with, up to the function's name: local time and edition. Made once a second.
+/// The beginning of a line, up to the function's name: local time and edition. Made once a second.
 const QByteArray &beginning_of_line()
 {
     static qint64 second_of_text = -1;
@@ -53,12 +53,12 @@ QByteArray function_name(const QString &function_info)
     return before_parameters.mid(before_parameters.lastIndexOf(u' ') + 1).toLocal8Bit();
 }
 
-/// What the debug file could not take (a full disk). A log that only looks whole would hide failures: how many lines
-/// are missing is logged as soon as the file takes a line again.
+/// Lines that could not be written to the debug file (a full disk). A log that only looks whole would hide failures, so
+/// the number of missing lines is logged as soon as a line can be written again.
 struct lost_lines
 {
     qint64 count = 0;
-    bool last_is_cut_off = false; ///< a part of it is in the file
+    bool last_is_cut_off = false; ///< part of it is in the file
 };
 lost_lines lost;
 
@@ -69,7 +69,7 @@ bool append_to_file(QByteArray &line)
     using log = plugin_static_function;
     const bool enciphered = log::debug_encryption_status_bool;
     if (enciphered) {
-        encryptor_string cipher; // a fresh one for each line, so that each piece can be deciphered by itself
+        encryptor_string cipher; // a new one for each line, so that each piece can be deciphered by itself
         line = cipher.encryptToByteArray(line).toBase64() + end_of_enciphered_line;
     } else {
         line.append('\n');
@@ -82,7 +82,7 @@ bool append_to_file(QByteArray &line)
     return written == line.size();
 }
 
-/// True when the file has a line about those it could not take, or none are missing.
+/// True when no lines are missing, or when the file has a line that says how many are.
 bool log_lost_lines()
 {
     if (lost.count == 0)
@@ -119,7 +119,7 @@ void plugin_static_function::app_debug(QString message, QString function_info)
         write_line(function_name(function_info), message.toLocal8Bit());
 }
 
-/// The names of functions are cut out of their signatures once.
+/// Each function's name is cut out of its signature once.
 void write_log_line(const log_head &head, std::initializer_list<QStringView> pieces)
 {
     static QHash<const void *, QByteArray> names;

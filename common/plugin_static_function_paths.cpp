@@ -60,7 +60,7 @@ void copy_file(const QString &source_path, const QString &destination_path, cons
     }
 }
 
-/// Qt's own removal changes the mode of what it cannot remove, through links, too. What stays is left as it is.
+/// Qt's own removal changes the mode of files that it cannot remove, even through links. This leaves them unchanged.
 void remove_tree(const std::filesystem::path &path)
 {
     std::error_code ignored;
@@ -106,7 +106,7 @@ void plugin_static_function::copy_directory(QString source_dir, QString destinat
 void plugin_static_function::remove_directory(QString dir)
 {
     while (dir.endsWith(u'/'))
-        dir.chop(1); // "link/" names what the link leads to
+        dir.chop(1); // "link/" names the link's target
     if (!dir.isEmpty())
         remove_tree(QFile::encodeName(dir).toStdString());
 }

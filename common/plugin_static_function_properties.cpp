@@ -1,4 +1,4 @@
-/// The property-list readers. Their logic is here, once; the platform answers through property_objects.h.
+/// The property-list readers, the same on every platform; property_objects.h covers the differences.
 #include "common/log_line.h"
 #include "common/platform/property_objects.h"
 #include "common/plugin_static_function.h"
@@ -24,12 +24,12 @@ bool is_text(object value)
     return kind_of(value) == kind::text;
 }
 
-/// Cut towards zero; what does not fit is the nearest number that does.
+/// Cut towards zero; a number that does not fit becomes the nearest one that does.
 qint64 truncated(double number)
 {
     constexpr double limit = 9223372036854775808.0; // 2^63
     if (!(number < limit))
-        return number >= limit ? std::numeric_limits<qint64>::max() : 0; // 0 for what is not a number
+        return number >= limit ? std::numeric_limits<qint64>::max() : 0; // 0 for NaN
     return number < -limit ? std::numeric_limits<qint64>::min() : static_cast<qint64>(number);
 }
 
@@ -39,7 +39,8 @@ QString yes_no(object number)
     return value == 0 ? QStringLiteral("NO") : value == 1 ? QStringLiteral("YES") : QString();
 }
 
-/// The value, when it is of the class that `is_wanted` tests; looked up once more then, as it may be gone.
+/// The value, when it is of the class that `is_wanted` tests. It is looked up again after the test, as it may be gone
+/// by then.
 object wanted_value(object key, object dictionary, bool (*is_wanted)(object), const log_head &failure,
                     const QString &key_text)
 {

@@ -1,4 +1,4 @@
-/// Times: from the notations met in evidence to seconds since the epoch, and back.
+/// Times: from the notations found in evidence to seconds since the epoch, and back.
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
 
@@ -15,10 +15,10 @@ constexpr qint64 microseconds_per_second = 1000000;
 constexpr qint64 milliseconds_per_second = 1000;
 constexpr int seconds_per_minute = 60;
 constexpr int seconds_per_hour = 3600;
-constexpr QLatin1StringView not_a_date("0"); // what a text in another layout gives, here and nowhere else
+constexpr QLatin1StringView not_a_date("0"); // the result for a text in another layout
 
-/// The wall-clock time in a text, as UTC; none when the text has another layout. It is read as UTC from the first: a
-/// time that daylight saving skips on this machine is a valid one.
+/// The wall-clock time in a text, as UTC; nullopt when the text has another layout. It is read as UTC from the start,
+/// so that a time that daylight saving skips on this machine is valid.
 std::optional<QDateTime> wall_clock(const QString &text, const char *format)
 {
     const QDateTime time =
@@ -90,7 +90,7 @@ QString plugin_static_function::convert_human_readable_to_epoch_1(QString date)
 QString plugin_static_function::convert_human_readable_to_epoch_2(QString date)
 {
     const QString text = date.trimmed();
-    // Without a fraction to cut off, the last character goes.
+    // Without a fraction, the last character is cut off.
     const qsizetype dot = text.indexOf(u'.');
     const QString date_text = text.left(dot < 0 ? text.size() - 1 : dot).trimmed();
     if (date_text.isEmpty() || date_text == u"0")

@@ -1,4 +1,4 @@
-/// Values: sizes, suffixes, escapes, and bare values out of descriptions.
+/// Values: sizes, suffixes, escapes, and bare values from descriptions.
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
 
@@ -22,7 +22,7 @@ QString second_piece(const QString &text, QLatin1StringView separator)
     return text.split(separator).value(1);
 }
 
-/// What follows the type tag and "=", without the closing brace.
+/// The text after the type tag and "=", without the closing brace.
 QString braced_value(const QString &description)
 {
     QString value = second_piece(second_piece(description, QLatin1StringView("]>{")), QLatin1StringView("="));

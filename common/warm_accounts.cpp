@@ -5,8 +5,8 @@
 
 namespace {
 
-/// The text of the element at hand, that of its children included; up to where the file breaks off. Qt's own reader
-/// calls itself for each child, and evidence may nest them as deep as it likes.
+/// The text of the current element and its children, up to where a damaged file ends. Qt's own reader calls itself for
+/// each child, and evidence may nest children to any depth.
 QString text_of_element(QXmlStreamReader &xml)
 {
     QString text;
@@ -29,7 +29,7 @@ QString text_of_element(QXmlStreamReader &xml)
     return text;
 }
 
-/// What is between two "<" counts as one element, attributes by their "=" and quote.
+/// Everything between two "<" counts as one element; an attribute is "=" and a quote.
 bool has_element_of_many_attributes(QByteArrayView xml)
 {
     qsizetype attributes = 0;

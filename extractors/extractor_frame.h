@@ -1,4 +1,4 @@
-/// What the five extractors share: settings, run sequence, record counting and its pacing.
+/// Shared by the five extractors: settings, run sequence, and the counting and reporting of rows.
 #pragma once
 
 #include "common/cancel_flag.h"
@@ -23,7 +23,7 @@ class extractor_frame : public QWidget
 public:
     explicit extractor_frame(QWidget *parent);
 
-    /// The word by which a source record names this extractor.
+    /// The os scheme of this extractor, as source settings name it.
     [[nodiscard]] virtual QLatin1StringView os_scheme() const = 0;
 
     void set_plugin_helper_obj(plugin_helper_functions *helper); ///< not owned
@@ -33,34 +33,34 @@ public:
     void set_general_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info general_info); ///< ignored
     void set_source_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info source_info);    ///< before the search
     void set_plugin_name(QString name);                                                       ///< kept trimmed
-    /// The directory for results, that for working copies (both end in "/"), and the result database.
+    /// The directories for results and for working copies (both end in "/"), and the result database.
     void set_destination_location(QString result_dir, QString tmp_dir, QString db_file);
     void set_essential_for_talvo_bench_extraction(QStringList tables); ///< the tables to fill
     void set_engine_type(int engine_type);                             ///< only 0 (bench) extracts rows
     void set_essentials();                                             ///< clears the cancel flag
     void cancel_extraction();                                          ///< ask a run to end; from any thread
-    void set_source_count(int count);                                  ///< the host's number of the source; kept
+    void set_source_count(int count);                                  ///< the host's number for the source
 
-    /// Locate the source's files. What was found before is forgotten.
+    /// Locate the source's files and forget those found before.
     void find_artifacts_source();
 
-    /// Extract, then report the record total (also when nothing was added to it).
+    /// Extract, then report the total of rows (even if none were added).
     void extract_artifacts();
 
 protected:
-    /// The steps that a concrete extractor fills in: locate the files, insert the rows.
+    /// Every extractor implements these two: locate the files, insert the rows.
     virtual void find_source_file() = 0;
     virtual void extract_plugin_artifacts() = 0;
-    /// Keep the fields of a source record that the frame does not already keep.
+    /// Keep those source settings that the frame does not already keep.
     virtual void keep_source_info(const struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_source_info &source_info);
 
-    /// Emit the signals that carry the scheme's name.
+    /// Emit the signals that are named after the scheme.
     virtual void report_records(qint64 total) = 0;
     virtual void report_tabs(int total) = 0;
 
     void finish_tab(); ///< count one tab and report it
 
-    /// The host wants this table filled.
+    /// Whether the host wants this table filled.
     [[nodiscard]] bool selected(QLatin1StringView table) const;
 
     record_counter records;
@@ -80,15 +80,16 @@ protected:
     QString text_field_3;
 };
 
-/// The operations under the names that carry an extractor's scheme word, and its two signals. This makes names only,
-/// no logic; moc reads it like any other declaration.
+/// Declares an extractor's operations, named with its prefix, and its two signals. It adds names, not logic; moc reads
+/// it like any other declaration.
 ///
 ///     <prefix>_set_plugin_helper_obj   _set_record_count   _set_tab_processed_count   _set_desktop_info
 ///     _set_general_info   _set_source_info   _set_plugin_name   _set_essential_for_talvo_bench_extraction
 ///     _set_engine_type   _set_essentials   _cancel_extraction   _set_source_count   _find_artifacts_source
 ///     _extract_artifacts
 ///
-/// `<prefix>_set_destination_location` is in each class, as the Takeout extractor takes one argument more.
+/// Each class declares `<prefix>_set_destination_location` itself, because the Takeout extractor takes one more
+/// argument.
 #define EXTRACTOR_OPERATIONS(prefix)                                                                                   \
 public:                                                                                                                \
     void prefix##_set_plugin_helper_obj(plugin_helper_functions *helper)                                               \

@@ -30,7 +30,7 @@ void gmail_androidos::find_source_file()
 
     const QString root = virtual_source_path + application;
     const log_origin origin;
-    for (const char *folder : {"", "sp/", "f/", "f/body/", "r/", "r/app_webview/"}) // the others are walked
+    for (const char *folder : {"", "sp/", "f/", "f/body/", "r/", "r/app_webview/"}) // walks report the others
         evidence_root::report_if_unreadable(root + QLatin1StringView(folder), origin);
     const auto note_mail_store = [this](const evidence_entry &entry) {
         if (entry.name.startsWith(QLatin1StringView("mailstore.")) && entry.name.endsWith(QLatin1StringView(".db")))
@@ -78,7 +78,7 @@ void gmail_androidos::extract_plugin_artifacts()
     for (const tab &selected_tab : tabs) {
         if (!selected(selected_tab.name))
             continue;
-        for (const step run_step : selected_tab.steps) // a cancel is seen by the steps, not here
+        for (const step run_step : selected_tab.steps) // the steps check for a cancel
             (this->*run_step)();
         records.report();
         finish_tab();
@@ -90,7 +90,7 @@ step_runner gmail_androidos::runner()
     return {source, destination_db_file, *helper_obj, bool_cancel_extraction, records};
 }
 
-// ---- Steps: `{}` is the name of the operation ---------------------------------------------------------------------
+// ---- Steps: `{}` is the function's own log_origin ------------------------------------------------------------------
 
 void gmail_androidos::extract_gm_mails()
 {

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The absolute directory of `file_path`, trimmed. That of an empty path is the current directory.
+/// The absolute directory of `file_path`, trimmed; the current directory when the path is empty.
 QString directory_of(const QString &file_path)
 {
     return QFileInfo(file_path).absoluteDir().absolutePath().trimmed();
@@ -89,8 +89,8 @@ void gmail_gtakeoutos::extract_gmail_for_plugin()
         log_line(" -END");
 }
 
-/// Every entry of the mail directory and below that is named ".mbox", in the order of the file system. False when the
-/// run was cancelled before the walk ended.
+/// Parses every entry in or below the mail directory whose name ends in ".mbox", in the order of the file system. False
+/// when the run was cancelled before the walk ended.
 bool gmail_gtakeoutos::parse_every_mbox()
 {
     if (mail_dir_path.isEmpty())

@@ -1,5 +1,5 @@
 /// Extractor for Google Takeout archives: every ".mbox" file below "Mail" becomes rows of `messages` and attachment
-/// files. Part of the work is done by pure parsers (takeout/), which know neither log nor database.
+/// files. The parsers are in takeout/; they use neither log nor database.
 ///
 ///     gmail_gtakeoutos.cpp            settings, discovery, run order
 ///     gmail_gtakeoutos_messages.cpp   one file: cut, parse, store
@@ -26,11 +26,10 @@ public:
     explicit gmail_gtakeoutos(QWidget *parent);
     ~gmail_gtakeoutos() override;
 
-    /// The scheme word of the source records it is for.
     [[nodiscard]] QLatin1StringView os_scheme() const override { return QLatin1StringView("gTakeoutOS"); }
 
-    /// Creates the directory for attachments beside `db_file`, and one beside `feature_path`. With an empty
-    /// `feature_path` that is "Attachments" in the process's current directory.
+    /// Creates a directory "Attachments" beside `db_file`, and one beside `feature_path`: in the process's current
+    /// directory when `feature_path` is empty.
     void gtakeoutos_set_destination_location(QString result_dir, QString tmp_dir, QString db_file,
                                              QString feature_path);
 
@@ -82,7 +81,7 @@ private:
     QString feature_output_dir;
     QString feature_attachments_dir_path;
 
-    // The fields of the message at hand.
+    // The fields of the current message.
     QString to_list;
     QString from_list;
     QString subject;
@@ -91,11 +90,11 @@ private:
     QString snippet;
     QString message_text;
     QStringList attachment_name_list;
-    qint64 scan_pos = -1; ///< the line feed that emlx_to, emlx_cc or emlx_multiple reached last
+    qint64 scan_pos = -1; ///< where the line last read by emlx_to, emlx_cc or emlx_multiple ends
 
-    // In use while mail is extracted.
+    // Used while mail is extracted.
     QSqlDatabase destination_db;
-    QString source_file; ///< of the file at hand
+    QString source_file; ///< of the current file
     QString source_count_name;
     std::unique_ptr<free_file_names> attachment_names;
 };

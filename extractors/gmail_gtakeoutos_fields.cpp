@@ -1,4 +1,4 @@
-/// Takeout: the operations on one message. Each logs that it ran, lets a parser work and keeps the result.
+/// Takeout: the operations on one message. Each logs that it ran, calls a parser and keeps the result.
 #include "common/base64.h"
 #include "common/log_line.h"
 #include "common/plugin_static_function.h"
@@ -27,7 +27,7 @@ QString header_at(const mail_marks &message, qsizetype mark)
 void gmail_gtakeoutos::emlx_to(const mail_marks &message)
 {
     const log_span span("[emlx_to] -Start", "[emlx_to] -End");
-    // The mark is the line feed before it, so that no longer name that ends in "To: " is taken.
+    // The mark begins with the line feed before the name, so that a longer name that ends in "To: " does not match.
     to_list = recipients(message, is_found(message.to) ? message.to + 1 : -1, QLatin1StringView("To: "));
 }
 
@@ -102,8 +102,8 @@ QString gmail_gtakeoutos::single_part_text(const mail_marks &message)
                    : QString::fromLocal8Bit(paragraph).trimmed();
 }
 
-/// The last text/plain part wins, also when it is empty. The bodies of the parts before it are not worked on: parts
-/// without a boundary between them would otherwise be read again and again up to the same end.
+/// The last text/plain part wins, even if it is empty. The bodies of earlier parts are not converted: parts without a
+/// boundary between them all go to the same end, which would be read again for each of them.
 QString gmail_gtakeoutos::multipart_text(const mail_marks &message)
 {
     QString text;
@@ -140,18 +140,18 @@ bool gmail_gtakeoutos::check_text_encoded(const mail_marks &message)
     return is_found(message.base64_upper) || is_found(message.base64_lower);
 }
 
-/// The encoding counts only where "Content-Type: text/plain;" is on the very next line, with bare line feeds.
+/// The encoding counts only if "Content-Type: text/plain;" is on the very next line, after a bare line feed.
 bool gmail_gtakeoutos::emlx_check_text_encoded(const mail_marks &message)
 {
     const log_span span("[emlx_check_text_encoded] -Start", "[emlx_check_text_encoded] -End");
     return is_found(message.base64_plain_upper) || is_found(message.base64_plain_lower);
 }
 
-/// Six bytes before the blank line: with CRLF line ends they end in a carriage return, so that "base64" at the end of a
-/// header is not recognised here.
+/// Looks at the six bytes before the blank line. With CRLF line ends the last of them is a carriage return, so "base64"
+/// at the end of a header is not recognised.
 bool gmail_gtakeoutos::emlx_failsafe_text_encoded_check(qint64 pos, const mail_marks &message)
 {
-    const log_span span("[emlx_check_text_encoded] -Start", "[emlx_check_text_encoded] -End"); // its sibling's name
+    const log_span span("[emlx_check_text_encoded] -Start", "[emlx_check_text_encoded] -End"); // names its sibling
     if (pos < 1)
         return false;
     const QByteArrayView before = message.bytes.first(pos).last(qMin<qsizetype>(pos, 6));
@@ -187,7 +187,7 @@ void gmail_gtakeoutos::emlx_attachment_plugin(const mail_marks &message)
         if (name.isEmpty() && bool_cancel_extraction.is_set())
             break;
         emlx_attachment_output(name, bodies[i], attachments_dir_path);
-        attachment_name_list.append(name); // also when no file could be written
+        attachment_name_list.append(name); // even if no file could be written
     }
 }
 
@@ -217,7 +217,7 @@ void gmail_gtakeoutos::emlx_attachment_output(const QString &name, QByteArrayVie
     const QByteArray decoded = emlx_decode_base64(body);
     if (decoded.isEmpty())
         return;
-    // Only ever a new file: a link or a file that has appeared there is neither followed nor overwritten.
+    // NewOnly: a link or a file that has appeared there is neither followed nor overwritten.
     QFile file(dir + name);
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
         log_line("[emlx_attachment_output] File Open Failed:", file.fileName());

@@ -15,17 +15,18 @@
 
 namespace {
 
-// Failures log this very text.
+// Failures log exactly this text.
 constexpr char insert_query_str[] =
     "insert into messages  (bookmark,account_id ,subject, to_list, from_list, timestamp, cc_list, snippet,"
     "email_attachments,source_file,os_scheme_display,source_count_name,message_text,export_file_paths,"
     "preview_file_path) values(0,?,?,?,?,?,?,?,?,?,?,?,?,?,?) ";
 
-/// A message whose insert failed is parsed again together with the next one. When inserts go on failing, that work
-/// would grow with the square of their number: past this many bytes since the last success nothing is kept.
+/// A message whose insert failed is parsed again together with the next one. If inserts keep failing, that work grows
+/// with the square of their number, so messages are dropped once this many bytes have been parsed again without a
+/// success.
 constexpr qint64 max_bytes_parsed_again = 256 * 1024 * 1024;
 
-/// The paths of the attachments' files as seen from the result database.
+/// The paths of the attachment files, relative to the directory of the result database.
 QStringList paths_beside_database(const QStringList &file_names)
 {
     QStringList paths;
@@ -36,7 +37,7 @@ QStringList paths_beside_database(const QStringList &file_names)
 
 } // namespace
 
-/// One mbox file while it is read.
+/// An mbox file that is being read.
 struct gmail_gtakeoutos::open_mbox
 {
     open_mbox(const QString &path, const log_origin &log_name)
@@ -84,7 +85,7 @@ void gmail_gtakeoutos::start_mbox_parsing_for_plugin(QString mbox_path)
     log_line("[start_mbox_parsing] -End");
 }
 
-/// Read on, and store the message when there is one. False at the end of the file.
+/// Read the next piece, and store the message if it is complete. False at the end of the file.
 bool gmail_gtakeoutos::take_piece(open_mbox &mbox)
 {
     using progress = mbox_splitter::progress;
@@ -133,7 +134,7 @@ void gmail_gtakeoutos::take_message(open_mbox &mbox)
     mbox.splitter->drop_message();
 }
 
-/// Its memory is needed for the lines of the log.
+/// The message is freed first: log lines need memory, too.
 void gmail_gtakeoutos::give_up_message(open_mbox &mbox)
 {
     mbox.splitter->give_up_message();
@@ -142,7 +143,7 @@ void gmail_gtakeoutos::give_up_message(open_mbox &mbox)
 }
 
 /// Parse a message and insert its row. False when the insert failed (the fields then keep their values), and when the
-/// run was cancelled before all of the fields were there.
+/// run was cancelled before all fields were parsed.
 bool gmail_gtakeoutos::store_message(const QByteArray &message, row_writer &rows)
 {
     if (!mail_data_start_parsing_plugin(message))
@@ -175,7 +176,8 @@ QStringList gmail_gtakeoutos::row_values() const
     };
 }
 
-/// False when the run is cancelled before the attachments; those that are written then stay, with their row.
+/// False when the run is cancelled before the attachments are reached. After a later cancel, the attachments already
+/// written are kept, with their row.
 bool gmail_gtakeoutos::mail_data_start_parsing_plugin(const QByteArray &message)
 {
     const log_span span("[mail_data_start_parsing] -Start", "[mail_data_start_parsing] -End");

@@ -1,4 +1,4 @@
-/// Extractor for iOS backups: takes its settings and finds nothing.
+/// Extractor for iOS backups: accepts its settings and extracts nothing.
 #pragma once
 
 #include "extractors/extractor_frame.h"
@@ -13,21 +13,20 @@ class gmail_ios_uid : public extractor_frame
 public:
     using extractor_frame::extractor_frame;
 
-    /// The scheme word of the source records it is for.
     [[nodiscard]] QLatin1StringView os_scheme() const override { return QLatin1StringView("iOS_UID"); }
 
-    /// Kept, as the other settings are; nothing is written.
+    /// Only kept, like the other settings; nothing is written.
     void ios_uid_set_destination_location(QString result_dir, QString tmp_dir, QString db_file)
     {
         set_destination_location(result_dir, tmp_dir, db_file);
     }
 
-    /// Kept, never called; stays the host's.
+    /// Kept but never called; the host still owns it.
     void ios_uid_set_ios_backup_pointer(ios_uid_backup_parser *backup_parser);
 
 private:
     void find_source_file() override;
     void extract_plugin_artifacts() override {}
 
-    ios_uid_backup_parser *ios_backup_parser_obj = nullptr; ///< stays the host's
+    ios_uid_backup_parser *ios_backup_parser_obj = nullptr; ///< owned by the host
 };

@@ -1,4 +1,4 @@
-/// Extractor for Windows sources: takes its settings and finds nothing.
+/// Extractor for Windows sources: accepts its settings and extracts nothing.
 #pragma once
 
 #include "extractors/extractor_frame.h"
@@ -11,10 +11,9 @@ class gmail_winos : public extractor_frame
 public:
     using extractor_frame::extractor_frame;
 
-    /// The scheme word of the source records it is for.
     [[nodiscard]] QLatin1StringView os_scheme() const override { return QLatin1StringView("winOS"); }
 
-    /// Kept, as the other settings are; nothing is written.
+    /// Only kept, like the other settings; nothing is written.
     void winos_set_destination_location(QString result_dir, QString tmp_dir, QString db_file)
     {
         set_destination_location(result_dir, tmp_dir, db_file);

@@ -1,4 +1,4 @@
-/// The plug-in object: hands every setting on, picks the extractor that runs, relays its progress.
+/// The plug-in object: passes every setting on, picks the extractor that runs, relays its progress.
 #include "plugin/gmail.h"
 
 #include "common/log_line.h"
@@ -175,7 +175,7 @@ void gmail::pub_extract_artifacts()
 {
     log_line("[pub_extract_artifacts] - START");
     Q_EMIT signal_extracted_records_of_plugin_overall(0);
-    // The totals go on from where the previous run left them.
+    // The totals continue from the previous run.
     for_every_extractor(&extractor_frame::set_plugin_helper_obj, helper_obj);
     for_every_extractor(&extractor_frame::set_record_count, records_extracted_qint64);
     for_every_extractor(&extractor_frame::set_tab_processed_count, tabs_processed_int);
@@ -184,7 +184,7 @@ void gmail::pub_extract_artifacts()
             return; // without the final signal and line
         try {
             extractor->extract_artifacts();
-        } catch (const std::bad_alloc &) { // it would take the host down
+        } catch (const std::bad_alloc &) { // uncaught, it would take the host down
             log_line("[pub_extract_artifacts] ----FAILED---- not enough memory: the extraction breaks off");
         }
     }

@@ -1,4 +1,4 @@
-/// The plug-in object: all that a host ever talks to. This is the header a host includes.
+/// The plug-in object, the only one that a host talks to. Hosts include this header.
 ///
 /// A host loads the library, resolves `create_object` and calls the virtual operations below through the object's
 /// table of virtual functions; it does not link against the library. The order of these operations is therefore a
@@ -7,7 +7,7 @@
 ///     QObject::connect(plugin, SIGNAL(signal_extracted_records_of_plugin_overall(qint64)), ...);
 ///     QObject::connect(plugin, SIGNAL(signal_tab_processed_of_plugin_overall(int)), ...);
 ///
-/// Order of calls of a run: essentials (they reset the state), records and settings, result directory, tables, find,
+/// Order of calls in a run: essentials (they reset the state), records and settings, result directory, tables, find,
 /// extract, remove temporaries. Everything runs on the calling thread; `pub_cancel_extraction` may come from another.
 /// No operation reports a failure: failures are in the debug log only. See docs/host_contract.md.
 #pragma once
@@ -46,17 +46,17 @@ public:
     explicit gmail(QWidget *parent);
     ~gmail() override;
 
-    /// 1. The edition that asks: 0 bench, 1 sweep, 2 probe. Only the bench edition gets rows.
+    /// 1. The edition that the host is: 0 bench, 1 sweep, 2 probe. Only the bench edition gets rows.
     virtual void pub_set_engine_type(int engine_type);
     /// 2. "Gmail": names the result directory and the result database.
     virtual QString pub_get_artifact_name();
     /// 3. Begin a run: cancel flags and run-wide state go back to their initial values.
     virtual void pub_set_essentials();
-    /// 4. The host's number of the source, written into source_count_name of every row.
+    /// 4. The host's number for the source, written into source_count_name of every row.
     virtual void pub_set_source_count(int source_count);
-    /// 5. Handed to the iOS extractor; stays the host's.
+    /// 5. Handed to the iOS extractor; the host still owns it.
     virtual void pub_set_ios_uid_backup_pointer(ios_uid_backup_parser *backup_parser);
-    /// 6. Accepted; nothing reads it.
+    /// 6. Accepted and ignored.
     virtual void pub_set_desktop_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_desktop_info desktop_info);
     /// 7. The debug-log settings; opens the debug file.
     virtual void pub_set_general_info(struct_GLOBAL_COMMON_TALVO_AND_ARTIFACT_general_info general_info);
@@ -83,7 +83,7 @@ public:
     /// 18. End a run: remove the temporary directory, close the debug file.
     virtual void pub_remove_temporary_asthetics();
 
-    /// What slot 3 does.
+    /// Does the work of slot 3.
     void set_essentials();
 
 Q_SIGNALS:
@@ -92,7 +92,7 @@ Q_SIGNALS:
     void signal_tab_processed_of_plugin_overall(int total);
 
 public Q_SLOTS:
-    // Relays of the extractors' totals.
+    // They relay the extractors' totals.
     void slot_extracted_records_of_plugin(qint64 total);
     void slot_total_tabs_processed(int total);
     /// Notes that a process has finished; nothing is connected to it.

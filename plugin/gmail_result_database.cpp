@@ -1,4 +1,4 @@
-/// The result database: where it lies, its tables, and their emptying.
+/// The result database: where it is, how its tables are made and emptied.
 #include "common/database_connection.h"
 #include "common/log_line.h"
 #include "common/plugin_helper_functions.h"
@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr char page_size[] = "PRAGMA page_size = 8192"; // bytes; bodies of mails fill several of the usual size
+constexpr char page_size[] = "PRAGMA page_size = 8192"; // bytes; a mail's body fills several pages of the usual size
 
 } // namespace
 
@@ -28,7 +28,7 @@ void gmail::set_destination_location(QString result_dir)
     const QString name = pub_get_artifact_name().replace(u' ', u'_');
     artifacts_result_dir = result_dir + QLatin1StringView("Artifacts_Result/") + name + u'/';
     tmp_dir_path = artifacts_result_dir + QLatin1StringView("tmp/");
-    // A directory that cannot be made shows later, as a database that cannot be opened.
+    // If a directory cannot be made, the databases in it cannot be opened later, which is logged.
     QDir().mkpath(artifacts_result_dir);
     QDir().mkpath(tmp_dir_path);
     helper_obj->set_adhoc_parent_path(tmp_dir_path);
@@ -67,7 +67,7 @@ void gmail::create_db_tables()
         if (!plugin_static_function::execute_db_command_by_dbreference(entry.statement, db, origin.signature()))
             log_line(" table creation -----FAILED---- ", entry.table);
     }
-    if (!db.commit()) // also after a failed statement: the tables made until then stay
+    if (!db.commit()) // also after a failed statement, to keep the tables made so far
         log_line(" table creation -----FAILED---- ", db.lastError().text());
     log_line("[create_db_tables] Ends");
 }

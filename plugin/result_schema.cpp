@@ -1,5 +1,6 @@
-/// Every artifact table is a head of four columns, its own columns, and a tail of eight; messages and attachments carry
-/// the columns of the host's viewer, too. The case of the declared types is kept as hosts know it.
+/// Every artifact table has four columns at its head, its own columns, and eight at its tail; messages and attachments
+/// also have columns for the host's viewer. Upper and lower case of the declared types are part of the contract with
+/// hosts.
 #include "plugin/result_schema.h"
 
 namespace {

@@ -10,5 +10,6 @@ struct table_statement
     QString statement; ///< creates the table unless it exists
 };
 
-/// The six tables, in the order they are created. The first five take artifacts; "exportfilelist" belongs to the host.
+/// The six tables, in the order they are created. The first five are for artifacts; "exportfilelist" belongs to the
+/// host.
 [[nodiscard]] QList<table_statement> result_schema();

@@ -2,7 +2,7 @@
 
 namespace {
 
-/// Goes through the lists as they would be unfolded, until the objects are too many.
+/// Goes through the lists as they would be unfolded, until there are too many objects.
 ///
 ///     "bplist00"; objects; table of their offsets; trailer: ..., size of an offset (byte 6), size of a number (7),
 ///     count of objects (8 to 15), number of the outermost object (16 to 23), offset of the table (24 to 31)

@@ -1,4 +1,4 @@
-/// What a binary property list would become, seen from its bytes alone.
+/// How large a binary property list would become, judged by its bytes alone.
 #pragma once
 
 #include <QByteArrayView>
@@ -6,7 +6,7 @@
 constexpr qint64 max_unfolded_objects = 200 * 1000;
 constexpr int max_nested_lists = 512;
 
-/// False for a binary property list that unfolds to very many objects or very deep lists. Its lists name their items
-/// by number, and libplist makes an item again for each list that names it: a few hundred bytes can fill all memory.
-/// True for everything else, also for what is not a binary property list.
+/// False for a binary property list that unfolds to very many objects or very deep lists. Its lists name their items by
+/// number, and libplist copies an item for each list that names it: a few hundred bytes can fill all memory. True for
+/// everything else, also for what is not a binary property list.
 [[nodiscard]] bool unfolds_moderately(QByteArrayView bytes, qint64 max_objects = max_unfolded_objects);

@@ -1,8 +1,8 @@
-/// What the property-list readers ask the platform. One contract, two implementations: Foundation and CoreServices
-/// answer on macOS (property_objects_foundation.mm), libplist elsewhere (property_objects_portable.cpp).
+/// The platform's part of the property-list readers, in two implementations: Foundation and CoreServices on macOS
+/// (property_objects_foundation.mm), libplist elsewhere (property_objects_portable.cpp).
 ///
-/// Objects are untyped pointers, owned by whoever made them: NSString, NSNumber, NSDictionary and so on, or libplist
-/// nodes. Null is a valid object: nothing. No function fails; each says for which objects it has an answer.
+/// Objects are untyped pointers, owned by their maker: NSString, NSNumber, NSDictionary and so on, or libplist nodes.
+/// Null is a valid object: nothing. No function fails; comments say what each returns for other kinds of object.
 #pragma once
 
 #include <QList>
@@ -17,7 +17,7 @@ using object = const void *;
 enum class kind {
     missing, ///< null
     text,
-    number,  ///< but no boolean
+    number,  ///< except booleans
     boolean, ///< a number whose run-time class is "__NSCFBoolean"
     list,
     date,
@@ -29,7 +29,7 @@ class pool
 {
 public:
     pool();
-    ~pool(); // NOLINT(performance-trivially-destructible): Foundation has something to release
+    ~pool(); // NOLINT(performance-trivially-destructible): not trivial with Foundation
     Q_DISABLE_COPY_MOVE(pool)
 
 private:

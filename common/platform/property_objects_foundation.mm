@@ -1,4 +1,4 @@
-/// Foundation and CoreServices answer here. Compiled without automatic reference counting.
+/// The implementation with Foundation and CoreServices. Compiled without automatic reference counting.
 #include "common/platform/property_objects.h"
 
 #import <CoreServices/CoreServices.h>

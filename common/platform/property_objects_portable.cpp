@@ -1,4 +1,4 @@
-/// libplist and the extended attributes of copies from macOS file systems answer here.
+/// The implementation with libplist, and with the extended attributes of files copied from macOS.
 #include "common/platform/property_objects_portable.h"
 
 #include "common/platform/binary_property_list.h"
@@ -25,8 +25,8 @@ plist_t node_of(object value)
     return const_cast<plist_t>(value);
 }
 
-/// A date or an integer as libplist writes it into XML. Its functions for their values have 32 bits for a date, and
-/// none that distinguishes a negative integer from one of 2^63 and more.
+/// A date or an integer as libplist writes it into XML. Its own functions read a date in 32 bits and cannot distinguish
+/// a negative integer from one of 2^63 or more.
 QString text_in_xml(object value)
 {
     char *xml = nullptr;
@@ -44,7 +44,7 @@ QDateTime date_of(object date)
     return QDateTime::fromString(text_in_xml(date), Qt::ISODate).toUTC();
 }
 
-/// The bytes of an extended attribute; none when there is none of this name.
+/// The bytes of an extended attribute; nullopt when it does not exist.
 std::optional<QByteArray> extended_attribute([[maybe_unused]] const QString &path,
                                              [[maybe_unused]] const QByteArray &name)
 {
@@ -165,7 +165,7 @@ double number_of(object number)
     }
 }
 
-/// In one walk: libplist finds the item of a number by going through those before it.
+/// In one walk: to find an item by its number, libplist goes through all items before it.
 QList<object> items_of(object list)
 {
     QList<object> items;

@@ -15,15 +15,15 @@ public:
     ~property_list();
     Q_DISABLE_COPY_MOVE(property_list)
 
-    /// The outermost object, usually a dictionary; null when the bytes are not a property list or would unfold to
-    /// far more than they are.
+    /// The outermost object, usually a dictionary; null when the bytes are not a property list or would unfold to too
+    /// many objects.
     [[nodiscard]] object root() const { return node; }
 
 private:
     void *node = nullptr;
 };
 
-/// A text as an object, to look values up by.
+/// A text as an object, to be used as a key.
 class text_object
 {
 public:
@@ -37,7 +37,7 @@ private:
     void *node;
 };
 
-/// As the platform's own descriptions of texts, dates and lists of them read; empty for other kinds.
+/// The text by which macOS describes texts, dates and lists of them; empty for other kinds.
 [[nodiscard]] QString description_of(object value);
 
 } // namespace property_objects

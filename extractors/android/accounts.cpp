@@ -1,4 +1,4 @@
-/// Accounts: of the provider database, paired with those that were warmed up last.
+/// The accounts of the provider database, paired with the most recently warmed-up ones.
 #include "extractors/android/accounts.h"
 
 #include "common/log_line.h"
@@ -18,7 +18,7 @@ constexpr char account_statement[] = "Select emailAddress from Account";
 constexpr char account_origin[] = "QString gmail_androidos::get_gmail_account_id()";
 constexpr char warm_accounts_origin[] = "QStringList gmail_androidos::extract_last_warmup_accounts()";
 
-/// The account's own text beside its own name, nothing beside another name.
+/// The account's text when it is paired with its own address, otherwise an empty one.
 consteval column own_text(const char *source_column)
 {
     return {[](const row_context &row, const QVariant &read) {
@@ -43,8 +43,8 @@ std::unique_ptr<row_look_ups> make_account_pairs(const source_database &source, 
 
 } // namespace
 
-/// Each account is paired with every account that was warmed up last: n accounts and m names give n times m rows, and
-/// no rows at all when there are no names.
+/// Each account is paired with every most recently warmed-up account: n accounts and m names give n times m rows, so
+/// none when there are no names.
 constexpr extract_step
     account_step("Select displayName,emailAddress,senderName, ringtoneUri from Account",
                  "insert into accounts(bookmark,display_name,email_address,sender_name,ringtone_uri, source_file,"

@@ -1,4 +1,4 @@
-/// The data of the Gmail application in a source: where they are, and how their paths are written into rows.
+/// The files of the Gmail application in a source: where they are, and how their paths are written into rows.
 #pragma once
 
 #include "common/evidence_root.h"
@@ -14,13 +14,14 @@ struct android_source
     /// The value of source_file for rows that come from `path`.
     [[nodiscard]] QString source_file_of(const QString &path) const;
 
-    /// The cache has one file per attachment, named by its id. Without a cache directory only the id is left.
+    /// The path that an attachment has in the cache, where files are named by id. Without a cache directory it is the
+    /// id.
     [[nodiscard]] QString cached_attachment_path(const QString &attachment_id) const;
 
-    /// Before a new search.
+    /// Call this before a new search.
     void forget_paths();
 
-    // Of the source record.
+    // From the source settings.
     QString virtual_source_path;
     QString source_type_internal;
     QString text_field_3; ///< the value of os_scheme_display
@@ -29,7 +30,7 @@ struct android_source
     QString provider_db_path;
     QStringList mail_store_paths;
     QString warm_accounts_path;
-    QString unified_email_path;        ///< located, read by no step
+    QString unified_email_path;        ///< located, but no step reads it
     QString body_dir_path;             ///< ends in "/"
     QString attachment_cache_dir_path; ///< ends in "/"
     QString cookie_store_path;

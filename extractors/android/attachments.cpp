@@ -1,5 +1,5 @@
-/// Attachments of the provider database and of the accounts' mail stores. No attachment file is opened: rows carry
-/// paths, whether or not the file is there.
+/// Attachments of the provider database and of the accounts' mail stores. No attachment file is opened: rows contain
+/// its path, whether or not it exists.
 #include "extractors/android/extract_step.h"
 #include "extractors/android/look_up.h"
 #include "extractors/android/step_runner.h"

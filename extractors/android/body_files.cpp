@@ -22,7 +22,7 @@ body_files::body_files(const QString &directory, const evidence_root &root, cons
                      [this](const entry &a, const entry &b) { return key_of(a) < key_of(b); });
 }
 
-/// A name with several dots may belong to an id with dots, too: each of its dots ends a key.
+/// An id may contain dots, too, so each dot of a name ends a key.
 void body_files::add(const QString &directory, const QString &file_name)
 {
     if (directories.isEmpty() || directories.last() != directory)

@@ -15,7 +15,7 @@ class evidence_root;
 class body_files
 {
 public:
-    /// Walks `directory`, unless it is empty; what `root` cannot hand out is logged and left out. Nothing is found when
+    /// Walks `directory`, unless it is empty; entries that `root` refuses are logged and skipped. Nothing is found when
     /// `cancelled` ended the walk.
     body_files(const QString &directory, const evidence_root &root, const cancel_flag &cancelled);
 
@@ -36,5 +36,5 @@ private:
 
     QByteArray names; ///< of all files, one after the other
     QStringList directories;
-    std::vector<entry> files; ///< sorted by key, of equal keys the last one first
+    std::vector<entry> files; ///< sorted by key; among equal keys the last one of the walk comes first
 };

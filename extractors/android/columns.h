@@ -1,4 +1,4 @@
-/// The columns of a step's rows: what each value is made from.
+/// The columns of a step's rows, and how each value is made.
 #pragma once
 
 #include <QStringList>
@@ -6,11 +6,11 @@
 
 #include <optional>
 
-/// What a value may be made from besides the source column: constants of the step, and what was looked up for the row.
-/// A null text is NULL.
+/// Values that do not come from the source column: constants of the step, and texts looked up for the row. A null text
+/// is NULL.
 struct row_context
 {
-    std::optional<QString> account; ///< none until it is needed
+    std::optional<QString> account; ///< looked up when it is first needed
     QString source_file;
     QString os_scheme_display;
     QString source_count_name;
@@ -27,16 +27,16 @@ struct row_context
     QString mail_subject;
     QString mail_snippet;
 
-    // Accounts: the name that the row is paired with
+    // Accounts: the address that the row is paired with
     QString paired_name;
-    bool pair_matches = false;  ///< it is the row's own
-    QString paired_source_file; ///< where the name comes from
+    bool pair_matches = false;  ///< that is the row's own address
+    QString paired_source_file; ///< the file that lists it
 };
 
 struct column
 {
     QString (*value)(const row_context &row, const QVariant &read);
-    const char *source_column = nullptr; ///< what `read` is; null when nothing is read
+    const char *source_column = nullptr; ///< the column that `read` is from; null when nothing is read
     bool is_account = false;             ///< the row needs `row_context::account`
 };
 
@@ -46,7 +46,7 @@ namespace columns {
 /// NULL as a null text, everything else as SQLite prints it.
 [[nodiscard]] QString text_of(const QVariant &read);
 
-/// As it is in the source.
+/// The unchanged text.
 consteval column text(const char *source_column)
 {
     return {[](const row_context &, const QVariant &read) { return text_of(read); }, source_column};
@@ -55,7 +55,8 @@ consteval column text(const char *source_column)
 /// The value of a `seconds` column.
 [[nodiscard]] QString seconds_of(const QVariant &milliseconds);
 
-/// Milliseconds since the epoch, as seconds cut towards zero; blank stays empty, other text is 0.
+/// Milliseconds since the epoch, as seconds cut towards zero; a blank text gives an empty one, a text that is not a
+/// number 0.
 consteval column seconds(const char *source_column)
 {
     return {[](const row_context &, const QVariant &read) { return seconds_of(read); }, source_column};

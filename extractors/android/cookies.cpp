@@ -13,7 +13,7 @@ constexpr column cookie_columns[] = {
     columns::google_time("creation_utc"),
     columns::google_time("expires_utc"),
     columns::google_time("last_access_utc"),
-    columns::yes_no("has_expires"), // that it has an expiry, under a column that says it has expired
+    columns::yes_no("has_expires"), // it has an expiry date; the column is called has_expired
     columns::yes_no("is_persistent"),
     columns::account,
     columns::source_file,

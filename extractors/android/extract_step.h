@@ -1,8 +1,8 @@
-/// An extract step as a table: what is read, what is written, and which column is made from what.
+/// An extract step as a constant: the query, the insert statement, and how each column is made.
 ///
-/// A step reads one query of a source database and writes rows for each row of it. Statements are literal text, since
-/// failures log them. The compiler checks that every placeholder of the insert statement has a column, and that every
-/// source column that is read is selected.
+/// A step reads one query of a source database and writes rows for each row of it. Statements are literal texts,
+/// because failures log them. The compiler checks that every placeholder of the insert statement has a column, and that
+/// every source column that is read is selected.
 #pragma once
 
 #include "extractors/android/columns.h"
@@ -17,7 +17,7 @@ class QSqlQuery;
 class source_database;
 class step_runner;
 
-/// What a step looks up for its rows in one source. It lives as long as the source is open.
+/// The look-ups of a step in one source database. They live as long as it is open.
 class row_look_ups
 {
 public:
@@ -25,10 +25,10 @@ public:
     virtual ~row_look_ups() = default;
     Q_DISABLE_COPY_MOVE(row_look_ups)
 
-    /// Fill in the context for a row of the source. The result is the number of rows to write for it.
+    /// Fill in the context for a row of the source database. Returns the number of rows to write for it.
     [[nodiscard]] virtual qsizetype fill(const QSqlQuery &row, row_context &context) = 0;
 
-    /// Before each of these is written: what only that one needs.
+    /// Called before each of these rows is written, to fill in texts that only it needs.
     virtual void turn_to(qsizetype number, const QSqlQuery &row, row_context &context);
 };
 
@@ -37,7 +37,7 @@ class extract_step
 public:
     static constexpr std::size_t max_columns = 24;
 
-    /// How the line of a source that cannot be opened goes on.
+    /// Whether the log line of a source database that cannot be opened contains its path, or a later line does.
     enum class open_failure { bare, with_path };
 
     /// Makes the look-ups of a step; null for a step that looks up nothing.
@@ -60,8 +60,8 @@ public:
             positions[i] = values[i].source_column ? position_of(values[i].source_column) : -1;
     }
 
-    /// The position of a source column in the rows of the query. A name that is not selected does not compile; names
-    /// are compared as a whole, without regard to case, as SQLite does.
+    /// The position of a source column in the rows of the query. A name that is not selected does not compile. Names
+    /// are compared whole, ignoring case, as SQLite does.
     [[nodiscard]] consteval int position_of(std::string_view name) const
     {
         const auto lower = [](char letter) { return letter >= 'A' && letter <= 'Z' ? char(letter + 32) : letter; };

@@ -15,7 +15,7 @@ bool is_integer(const QVariant &value)
     return value.userType() == QMetaType::LongLong;
 }
 
-/// Whether SQLite goes through all rows, in their own order, for each key.
+/// Whether SQLite goes through all rows, in the order of their numbers, for each key.
 bool walks_table_for(const source_database &source, const QString &statement)
 {
     QSqlQuery plan(source.connection());
@@ -76,7 +76,7 @@ bool statement_answer::ask(const QVariant &key)
     return query.exec();
 }
 
-/// A row that cannot be read is left out.
+/// A row that cannot be read is skipped.
 bool row_number_answer::next()
 {
     while (!left.empty()) {
@@ -116,8 +116,8 @@ look_up::look_up(const source_database &source, const char *statement_text, cons
         by_row_number = std::move(answer);
 }
 
-/// When the keys do not compare with a text of their digits (a column without a type), integers have no rows at all.
-/// After damage an index may still lead to rows; a walk does not.
+/// If keys do not equal a text of their digits (a column without a type), integers match no rows. In a damaged database
+/// an index may lead to rows that the walk missed, so the keys are not used then.
 void look_up::note_keys(const source_database &source, const select_statement &statement, bool walks_table,
                         const cancel_flag &cancelled)
 {

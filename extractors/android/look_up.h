@@ -1,4 +1,4 @@
-/// Look-ups by key in a source database: one statement, asked for many keys.
+/// Look-ups by key in a source database: one statement, executed for many keys.
 #pragma once
 
 #include "common/log_line.h"
@@ -16,7 +16,7 @@ class cancel_flag;
 class source_database;
 struct select_statement;
 
-/// Which integer keys a table has, in which rows; found in one walk, about 16 bytes a row.
+/// The integer keys of a table, and in which rows they are; found in one walk, about 16 bytes a row.
 class noted_keys
 {
 public:
@@ -27,7 +27,8 @@ public:
         auto operator<=>(const row &) const = default;
     };
 
-    /// None when a key is neither an integer nor NULL, when the table has no row numbers, or when `cancelled` was set.
+    /// nullopt when a key is neither an integer nor NULL, when the table has no row numbers, or when `cancelled` was
+    /// set.
     [[nodiscard]] static std::optional<noted_keys>
     read_from(const source_database &source, const select_statement &statement, const cancel_flag &cancelled);
 
@@ -37,7 +38,7 @@ public:
     /// Why the walk ended early; empty when all rows were read.
     [[nodiscard]] const QString &error() const { return failure; }
 
-    /// Any key; none when there are none.
+    /// Any one of the keys; nullopt when there are none.
     [[nodiscard]] std::optional<qint64> some_key() const;
     void forget() { rows.clear(); }
 
@@ -46,7 +47,7 @@ private:
     QString failure;
 };
 
-/// A way to answer: rows are stepped through with `next`.
+/// One way to find the rows of a key; `next` steps through them.
 class look_up_answer
 {
 public:
@@ -56,13 +57,13 @@ public:
 
     /// False when there is no further row.
     [[nodiscard]] virtual bool next() = 0;
-    /// Why rows are missing; empty when none are, so far.
+    /// Why rows are missing; empty when none are missing so far.
     [[nodiscard]] virtual QString error() const;
 
     QSqlQuery query;
 };
 
-/// Answers with the statement itself.
+/// Executes the statement itself.
 class statement_answer : public look_up_answer
 {
 public:
@@ -70,7 +71,7 @@ public:
     [[nodiscard]] bool next() override { return query.next(); }
 };
 
-/// Answers with the rows that are known to have the key.
+/// Reads the rows that are known to have the key, by their numbers.
 class row_number_answer : public look_up_answer
 {
 public:
@@ -84,26 +85,26 @@ private:
 };
 
 /// Rows and their order are those of the statement. When SQLite would walk the whole table for each key, the keys are
-/// noted in one walk beforehand and their rows are asked for by number. Keys that are not integers, and tables that are
-/// not made for this, are asked for with the statement itself.
+/// noted in one walk beforehand and their rows are asked for by number. Keys that are not integers, and tables that
+/// this does not suit, are looked up with the statement itself.
 ///
-/// What fails, or ends with an error between two rows, is logged once for all keys.
+/// A failure, also one between two rows, is logged once for all keys.
 class look_up
 {
 public:
     enum class keys {
-        found,  ///< most keys that will be asked for have rows
+        found,  ///< most keys that are looked up have rows
         missing ///< most have none: noting the keys beforehand is worthwhile in any case
     };
 
-    /// `statement` has a key. `origin` is the name that failures are logged in. `cancelled` ends the noting of keys.
+    /// `statement` has a key. Failures are logged in the name of `origin`. `cancelled` ends the noting of keys.
     look_up(const source_database &source, const char *statement, const log_origin &origin, keys expected,
             const cancel_flag &cancelled);
 
     /// Find the rows for `key`; step through them with `next`. False on failure.
     [[nodiscard]] bool ask(const QVariant &key);
     [[nodiscard]] bool next();
-    /// A column of the row at hand; `next` has found one.
+    /// A column of the row that `next` found.
     [[nodiscard]] QVariant value(int position) const { return current->query.value(position); }
 
 private:

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Attachments' paths, then the body file's, with the joiner between them only.
+/// The attachments' paths, then the body file's, with the joiner only between them.
 QString export_paths(const row_context &row, const QVariant &)
 {
     QString paths = row.attachment_exports + row.body_file;
@@ -91,7 +91,7 @@ constexpr char attachment_statement[] = "Select _id , fileName from Attachment w
 constexpr char attachment_origin[] = "gmail_androidos::struct_attachment_detail "
                                      "gmail_androidos::get_mail_attachments_detail(QSqlQuery, QString)";
 
-constexpr qsizetype max_characters_of_row = 500'000'000; // SQLite takes no longer row
+constexpr qsizetype max_characters_of_row = 500'000'000; // SQLite does not accept a longer row
 
 /// The names of mailboxes, each looked up once.
 class mailbox_names
@@ -118,7 +118,7 @@ public:
 
 private:
     static constexpr qsizetype max_names = 10000;                     // there are hardly ever more than a few dozen
-    static constexpr qsizetype max_characters_kept = 4 * 1024 * 1024; // damaged ones may each be as long as the file
+    static constexpr qsizetype max_characters_kept = 4 * 1024 * 1024; // a damaged name may be as long as the file
 
     /// A null text when the mailbox has no name, an empty one when there is no such mailbox.
     QString looked_up(const QString &key)

@@ -8,8 +8,8 @@
 
 namespace {
 
-/// What SQLite advises for files of unknown origin, as far as it leaves the rows of ordinary tables alone.
-/// (cell_size_check is not among them: it gives up whole pages that are readable without it.)
+/// What SQLite recommends for untrusted files, except settings that cost rows of ordinary tables: cell_size_check gives
+/// up whole pages that are readable without it.
 constexpr const char *settings[] = {
     "PRAGMA trusted_schema = OFF",
     "PRAGMA mmap_size = 0",
@@ -30,7 +30,7 @@ select_statement::select_statement(const QString &statement)
 }
 
 source_database::source_database(const log_origin &origin, const QString &copy_path)
-    // SQLite would make an empty database of a missing file when it may write.
+    // With write access SQLite would create a missing file as an empty database.
     : open_database(origin.signature() + QLatin1StringView("_1"), copy_path,
                     QFileInfo::exists(copy_path) ? QString() : QStringLiteral("QSQLITE_OPEN_READONLY"))
 {
@@ -65,8 +65,8 @@ bool source_database::execute(QSqlQuery &query, const char *statement, const QSt
 }
 
 /// SQLite writes "CREATE TABLE " before the definition of every ordinary table, and checks the type and the name of an
-/// entry against its definition. Only the columns of what is known to be a table may be asked for: those of a view are
-/// worked out, which alone can take without end.
+/// entry against its definition. Columns may be listed only when the entry is known to be a table: SQLite works out
+/// those of a view, which alone may never end.
 QString source_database::why_refused(const select_statement &statement) const
 {
     QSqlQuery entry(connection());
@@ -75,12 +75,12 @@ QString source_database::why_refused(const select_statement &statement) const
                                  "name = ? collate nocase"));
     entry.addBindValue(statement.table);
     if (!entry.exec() || !entry.next())
-        return {}; // reading it fails by itself
+        return {}; // the query itself will fail
     if (!entry.value(0).toString().startsWith(u"CREATE TABLE "))
         return QStringLiteral("refused: %1 is not an ordinary table").arg(statement.table);
     QSqlQuery generated(connection());
     generated.setForwardOnly(true);
-    generated.prepare(QStringLiteral("select name from pragma_table_xinfo(?) where hidden = 2")); // 3 is stored
+    generated.prepare(QStringLiteral("select name from pragma_table_xinfo(?) where hidden = 2")); // 3 is a stored one
     generated.addBindValue(statement.table);
     generated.exec();
     while (generated.next()) {

@@ -1,4 +1,4 @@
-/// A working copy of a source database, opened for reading. It alone knows when a table may be read.
+/// A working copy of a source database, opened for reading. It alone decides which tables may be read.
 #pragma once
 
 #include "common/database_connection.h"
@@ -20,10 +20,10 @@ struct select_statement
     QString key; ///< empty without "where"
 };
 
-/// The connection to a working copy. SQLite is told to distrust the schema and not to map the file. Nothing is ever
-/// written to the copy: in a damaged file that would destroy rows, or make some up.
+/// The connection to a working copy. SQLite is set to distrust the schema and not to map the file. Nothing is ever
+/// written to the copy: in a damaged file that could destroy rows or invent some.
 ///
-/// Only ordinary tables are read. In a table's place a view can keep SQLite busy without end before it gives a row, a
+/// Only ordinary tables are read. In place of a table, a view can keep SQLite busy forever before it gives a row, a
 /// virtual table runs code on contents that were never checked, and a column that is generated when it is read can
 /// produce gigabytes from nothing; the application's own data have none of them.
 class source_database : public open_database
@@ -33,8 +33,8 @@ public:
     /// created, but fails to open.
     source_database(const log_origin &origin, const QString &copy_path);
 
-    /// Prepare a statement. The result says why it was refused; it is empty when it was not. A statement that could not
-    /// be prepared is not refused: its execution fails, with the error that log lines are known for.
+    /// Prepare a statement. Returns why it was refused, or an empty text. A statement that could not be prepared is not
+    /// refused: its execution fails, with the error that log lines contain.
     [[nodiscard]] QString prepare(QSqlQuery &query, const select_statement &statement) const;
 
     /// Prepare and execute a statement without a key. False on failure, logged in the name of `origin` with

@@ -17,22 +17,23 @@
 
 namespace {
 
-// Scripts search logs for these very texts.
+// Scripts search logs for exactly these texts.
 constexpr char step_starts[] = "Starts";
-constexpr char step_ends[] = " Ends"; // left out by every early end
+constexpr char step_ends[] = " Ends"; // not logged when the step ends early
 constexpr char destination_not_opened[] = " Destination Db opening ---FAILED--- ";
 constexpr char source_not_opened[] = " Source Db opening ---FAILED----";
 constexpr char insert_failed[] = "Insertion Query -----FAILED-----";
 constexpr char row_too_large[] = "A row is too large";
 
-/// "mailstore.A.db" belongs to account A. The name is looked for in the whole path; a path without it is the account.
+/// "mailstore.A.db" belongs to account A. "mailstore." is looked for in the whole path; a path without it is itself the
+/// account.
 QString account_of_mail_store(const QString &path)
 {
     constexpr QLatin1StringView prefix("mailstore.");
     constexpr QLatin1StringView suffix(".db");
     if (!path.contains(prefix))
         return path;
-    QString account = path.sliced(path.indexOf(QLatin1StringView("mailstore"))); // without the dot, here
+    QString account = path.sliced(path.indexOf(QLatin1StringView("mailstore"))); // without the dot
     account.remove(prefix);
     if (account.endsWith(suffix))
         account.chop(suffix.size());
@@ -123,7 +124,7 @@ step_runner::outcome step_runner::copy_rows(running_step &running, const QString
     try {
         return copy_rows_that_fit(running, copy);
     } catch (const std::bad_alloc &) {
-        running.context = {}; // its texts may be what takes the memory
+        running.context = {}; // its texts may be what fills the memory
         log_failed_query(copy, QLatin1StringView(row_too_large), QLatin1StringView(running.step.select),
                          running.origin);
         return outcome::failed;
@@ -147,7 +148,7 @@ step_runner::outcome step_runner::copy_rows_that_fit(running_step &running, cons
         const qsizetype rows_to_write = look_ups ? look_ups->fill(query, running.context) : 1;
         if (step.uses_account)
             know_account(running.context);
-        if (cancelled.is_set()) // also because look-ups that a cancel ended found too little
+        if (cancelled.is_set()) // also because cancelled look-ups are incomplete
             return outcome::cancelled;
         for (qsizetype number = 0; number < rows_to_write; ++number) {
             if (cancelled.is_set())
@@ -184,7 +185,7 @@ row_writer step_runner::writer_into(const open_database &destination, const extr
     return {destination.connection(), QString::fromLatin1(step.insert), log_failure};
 }
 
-/// Looked up once a step, when the first row needs it.
+/// Looked up when the first row needs it.
 void step_runner::know_account(row_context &context)
 {
     if (!context.account)

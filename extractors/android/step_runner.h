@@ -1,4 +1,4 @@
-/// Runs extract steps: working copy, connections, query, rows, commit, and the log lines of all of it.
+/// Runs extract steps: working copy, connections, query, rows, commit, and their log lines.
 #pragma once
 
 #include "extractors/android/android_source.h"
@@ -15,10 +15,10 @@ class plugin_helper_functions;
 class record_counter;
 class row_writer;
 
-/// For one step: working copies are removed with the object. Everything it is given outlives it.
+/// For one step: working copies are removed with the object. Everything passed to it outlives it.
 ///
-/// Lines are logged in the name of an `origin`, whose signature also names the connections. Each way out commits the
-/// rows that were inserted.
+/// Lines are logged in the name of an `origin`, whose signature also names the connections. However a step ends, the
+/// rows that were inserted are committed.
 class step_runner
 {
 public:
@@ -27,7 +27,7 @@ public:
 
     /// Run a step on the provider database; nothing happens when it is not there.
     void run_on_provider(const extract_step &step, const log_origin &origin);
-    /// Run a step on one database. A copy that could not be made shows as a database that cannot be opened.
+    /// Run a step on one database. When the copy could not be made, opening the database fails.
     void run_on_file(const extract_step &step, const QString &source_path, const log_origin &origin);
     /// Run a step on every mail store. One that fails is skipped; a cancel ends the step.
     void run_on_every_mail_store(const extract_step &step, const log_origin &origin);
@@ -40,7 +40,7 @@ public:
 
 private:
     enum class outcome { all_read, failed, cancelled };
-    /// A step while its rows are copied.
+    /// A step whose rows are being copied.
     struct running_step
     {
         const extract_step &step;

@@ -14,11 +14,11 @@ public:
     ~working_copies(); ///< removes them
     Q_DISABLE_COPY_MOVE(working_copies)
 
-    /// The copy of a database and its companions. When the copy failed, which is logged, there is no file at that path.
+    /// The path of a database's copy, which is made with its companions. If copying failed (logged), there is no file.
     /// Empty for an empty path, when the run is cancelled, and when there is no folder for copies.
     [[nodiscard]] QString path_of(const QString &source_path);
 
-    /// Before the next database of a step: its copy would take more room.
+    /// Call this before the next database of a step, so that its copy does not take additional room.
     void remove_all();
 
 private:

@@ -7,15 +7,15 @@
 
 namespace {
 
-constexpr qsizetype max_short_text = 16 * 1024;      // characters; longer ones are bound as UTF-8
-constexpr qsizetype max_kept_text = 64 * 1024;       // characters in memory until the next row
-constexpr qsizetype max_text_as_bytes = 300'000'000; // characters: never more bytes than SQLite accepts, at 3 for each
-// The driver hands sizes over as 32-bit counts of bytes, and so would silently cut longer texts. One of this size is
-// longer than SQLite accepts, too: the insert fails.
+constexpr qsizetype max_short_text = 16 * 1024;      // characters; longer texts are bound as UTF-8
+constexpr qsizetype max_kept_text = 64 * 1024;       // characters; longer texts are released after their row
+constexpr qsizetype max_text_as_bytes = 300'000'000; // characters; at 3 bytes each, no more than SQLite accepts
+// The driver passes sizes as 32-bit counts of bytes and would silently cut longer texts. A text of this size is still
+// longer than SQLite accepts, so the insert fails.
 constexpr qsizetype max_bound_text = (qsizetype(1) << 30) - 1; // characters
 
-/// A text as UTF-8; null when SQLite would make something else of it. It drops a byte order mark at the beginning, and
-/// misreads halves of surrogate pairs.
+/// A text as UTF-8; null when it is too long, or when SQLite's own conversion gives something else: that drops a byte
+/// order mark at the beginning and misreads halves of surrogate pairs.
 QByteArray utf8_of(const QString &text)
 {
     if (text.size() > max_text_as_bytes || text.startsWith(QChar::ByteOrderMark) ||
@@ -26,7 +26,7 @@ QByteArray utf8_of(const QString &text)
     return encoder.hasError() ? QByteArray() : bytes;
 }
 
-/// Whether they are one text in memory, as a constant of the run is in every row.
+/// Whether both share one text in memory, as a constant of the run does in every row.
 bool is_same(const QString &text, const QString &other)
 {
     return text.constData() == other.constData() && text.size() == other.size() && text.isNull() == other.isNull();
@@ -51,7 +51,7 @@ void insert_statement::prepare(qsizetype columns)
         query.bindValue(column, QString());
 }
 
-/// What is known of a column changes after its binding, which may throw when memory is short.
+/// `bound` changes after the binding, which may throw when memory is short.
 void insert_statement::bind(std::size_t column, const QString &value)
 {
     if (is_same(value, bound[column]))
@@ -60,7 +60,7 @@ void insert_statement::bind(std::size_t column, const QString &value)
     bound[column] = value;
 }
 
-/// A body is in two columns: it is converted once.
+/// A body fills two columns but is converted once.
 QVariant insert_statement::long_value(const QString &value)
 {
     if (takes_bytes && !is_same(value, converted)) {

@@ -8,19 +8,19 @@
 
 #include <vector>
 
-/// A prepared insert statement. What a column has in row after row, a constant of the run, stays bound. A long text is
-/// bound as UTF-8, which SQLite takes as it is: a body in two columns is not converted twice.
+/// A prepared insert statement. A value that is the same in every row, a constant of the run, stays bound. A long text
+/// is bound as UTF-8, which SQLite stores unchanged, so that a body in two columns is converted only once.
 class insert_statement
 {
 public:
     /// `db` is open and outlives the statement, whose placeholders are "?".
     insert_statement(const QSqlDatabase &db, QString statement);
 
-    /// Insert one row. A statement that cannot be prepared is executed all the same: the error of the execution is the
-    /// one that log lines are known for. It is prepared again for the next row, as a locked database may be let go.
+    /// Insert one row. A statement that cannot be prepared is executed anyway, because log lines contain the error of
+    /// the execution. It is prepared again for the next row: a lock on the database may be gone by then.
     [[nodiscard]] bool execute(const QStringList &row);
 
-    /// As it was given, without the casts for UTF-8.
+    /// As given to the constructor, without the casts for UTF-8.
     [[nodiscard]] const QString &statement() const { return text; }
     /// Of the last execution.
     [[nodiscard]] QString error() const { return query.lastError().text(); }
@@ -34,7 +34,7 @@ private:
     QSqlQuery query;
     bool takes_bytes = false; ///< the database keeps texts as UTF-8
     bool prepared = false;
-    std::vector<QString> bound; ///< what each column is bound to
+    std::vector<QString> bound; ///< the value of each column
     QString converted;          ///< the row's last long text ...
     QByteArray bytes;           ///< ... as UTF-8; null when that cannot be bound
 };

@@ -8,7 +8,7 @@
 
 class row_writer;
 
-/// Counts the rows that really are in the result, and reports the total about once a second.
+/// Counts the rows that are in the result, and reports the total about once a second.
 class record_counter
 {
 public:
@@ -17,7 +17,7 @@ public:
     explicit record_counter(report_total report_to);
 
     /// Insert a row and count it; once more than a second has passed since the last report, report the total. The rows
-    /// are committed before, so that a host may read the result from its slot. False when the insert failed.
+    /// are committed first, so that a host's slot may read them from the result. False when the insert failed.
     bool insert(row_writer &rows, const QStringList &values);
 
     /// Commit what was inserted.
@@ -26,7 +26,7 @@ public:
     /// Report the total now.
     void report() const { report_to(record_count_qint64); }
 
-    qint64 record_count_qint64 = 0; ///< goes on from run to run
+    qint64 record_count_qint64 = 0; ///< continues from run to run
     QElapsedTimer elapsed_timer;    ///< since the last report; the run starts it
 
 private:

@@ -9,11 +9,11 @@ namespace {
 
 constexpr qint64 max_wait = 500; // milliseconds
 constexpr qsizetype max_waiting_characters = 2 * 1024 * 1024;
-constexpr qint64 max_bytes_ahead = 8 * 1024 * 1024; // work on so many may take longer than the wait
-constexpr int max_last_tries = 3;                   // to commit a locked file; each waits for the driver's busy timeout
+constexpr qint64 max_bytes_ahead = 8 * 1024 * 1024; // parsing so many may take longer than `max_wait`
+constexpr int max_last_tries = 3;                   // commits of a locked file, each with the driver's busy timeout
 constexpr qsizetype min_shared_text = 64;           // characters
 
-// Room for the pages of a full transaction: pages that do not fit are written, and waited for, before their time.
+// Room for the pages of a full transaction: pages that do not fit are written early, and the run waits for that.
 constexpr char page_cache[] = "PRAGMA cache_size = -4096"; // KiB
 
 qsizetype characters_in(const QStringList &row)
@@ -119,21 +119,21 @@ void row_writer::commit()
     commit_or_insert_again({});
 }
 
-/// Commit; `large_row` is the row of the transaction that does not wait with the others, if there is one.
+/// Commit. `large_row` is the transaction's large row, which is not among the waiting ones; empty when there is none.
 void row_writer::commit_or_insert_again(const QStringList &large_row)
 {
     if (!in_transaction)
         return;
     if (!database.commit()) {
         // A new transaction can only begin when the failure has rolled the old one back. Otherwise another process
-        // locks the file: the rows stay in the open transaction and the next commit takes them along.
+        // locks the file: the rows stay in the open transaction and the next commit includes them.
         if (!database.transaction()) {
             if (!large_row.isEmpty())
                 waiting.append(large_row);
             return;
         }
         database.rollback();
-        // Each in a transaction of its own, so that one that does not fit takes no other with it.
+        // Each in a transaction of its own, so that a row that does not fit loses no other.
         waiting.for_each([this](const QStringList &row) { insert_again(row); });
         if (!large_row.isEmpty())
             insert_again(large_row);

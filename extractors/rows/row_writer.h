@@ -9,7 +9,7 @@
 
 #include <functional>
 
-/// Rows that were inserted but not committed, packed into one block of memory that is used again and again.
+/// Rows that were inserted but not committed, packed into one block of memory that is reused.
 class waiting_rows
 {
 public:
@@ -35,9 +35,9 @@ private:
     qsizetype columns = 0;
 };
 
-/// Rows gather in a transaction that is committed after about half a second, or when much has gathered. They are kept
-/// until then: when SQLite has to roll the transaction back (a full disk), they are inserted again one by one, and
-/// those that then fail are logged like any failed insert and counted as lost.
+/// Rows are collected in a transaction that is committed after about half a second, or when it has grown large. Until
+/// then they are kept in memory, too: if SQLite has to roll the transaction back (a full disk), they are inserted again
+/// one by one, and those that fail again are logged like any failed insert and counted as lost.
 class row_writer
 {
 public:
@@ -52,14 +52,14 @@ public:
     /// Insert one row. False when it failed, which is logged; every row before it is then committed.
     bool insert(const QStringList &row);
 
-    /// Commit what was inserted so far, waiting for a reader that locks the file as long as the driver waits.
+    /// Commit the rows inserted so far. If a reader locks the file, this waits as long as the driver does.
     void commit();
 
-    /// Commit when the oldest row has waited long enough, or when the rows that wait, or the `bytes_ahead` that the
-    /// caller is about to work on, are many.
+    /// Commit when the oldest row has waited long enough, when the waiting rows are large, or when the caller is about
+    /// to work on many bytes (`bytes_ahead`).
     void commit_if_due(qint64 bytes_ahead = 0);
 
-    /// How many rows that `insert` took could not be kept, since the last call.
+    /// How many rows that `insert` accepted were lost in a commit, since the last call of this.
     [[nodiscard]] qint64 take_lost_rows();
 
 private:

@@ -9,8 +9,8 @@ constexpr QLatin1StringView record_joiner(";++::++;");
 /// Computed values are never NULL: a null text becomes an empty one.
 [[nodiscard]] QString never_null(const QString &text);
 
-/// `path` below the source's root, which ends in "/"; with a leading "/", unless nothing is left.
+/// `path` below the source's root, which ends in "/"; with a leading "/", unless it is empty.
 [[nodiscard]] QString path_below(const QString &root, const QString &path);
 
-/// The value of source_file for rows that come from `path`; `path_kind` is the source record's type.
+/// The value of source_file for rows that come from `path`; `path_kind` is the type in the source settings.
 [[nodiscard]] QString source_file_value(const QString &root, const QString &path, const QString &path_kind);

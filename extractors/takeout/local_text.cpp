@@ -33,8 +33,8 @@ qsizetype skip_ascii(QByteArrayView bytes, qsizetype position)
     return position;
 }
 
-/// Length of the valid UTF-8 sequence at `position`, whose byte is not ASCII; 0 when there is none. Ranges as in table
-/// 3-7 of the Unicode standard: no overlong forms, no surrogates, nothing above U+10FFFF.
+/// Length of the valid UTF-8 sequence at `position`, where the byte is not ASCII; 0 when there is none. Ranges as in
+/// table 3-7 of the Unicode standard: no overlong forms, no surrogates, nothing above U+10FFFF.
 qsizetype sequence_length(QByteArrayView bytes, qsizetype position)
 {
     const auto byte = [bytes, position](qsizetype i) {

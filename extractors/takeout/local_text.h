@@ -6,12 +6,12 @@
 
 namespace local_text {
 
-/// Length of the run of whole lines at the beginning of `lines` that the journey to text and back leaves as they are:
-/// lines of valid UTF-8 that do not begin with a byte order mark (the conversion drops one). `lines` begins with a
-/// line; a last one without a line feed counts as whole.
+/// Length of the whole lines at the beginning of `lines` that conversion to text and back leaves unchanged: lines of
+/// valid UTF-8 that do not begin with a byte order mark (the conversion drops one). `lines` starts at the beginning of
+/// a line; a last line without a line feed counts as whole.
 [[nodiscard]] qsizetype surviving_lines(QByteArrayView lines);
 
-/// The bytes after a journey to text and back: invalid bytes are replaced, one leading byte order mark is gone.
+/// The bytes after conversion to text and back: invalid bytes are replaced, one leading byte order mark is dropped.
 [[nodiscard]] QByteArray converted(QByteArrayView line);
 
 } // namespace local_text

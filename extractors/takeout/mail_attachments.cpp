@@ -12,8 +12,8 @@ constexpr QByteArrayView body_end("==");
 
 /// For each entry the index of the first entry that begins with it: where its text occurs first in the message.
 ///
-/// In sorted order the entries that begin with an entry come directly after it, as a tree written from its root down:
-/// going backwards, each entry takes the smallest index of the subtrees after it and closes them.
+/// Sorted, the entries that begin with an entry come directly after it, like a tree written from its root down. Going
+/// backwards, each entry takes the smallest index of the subtrees after it and makes them its own.
 std::vector<std::size_t> first_occurrences(const std::vector<mail_attachments::parameter> &entries)
 {
     const std::size_t count = entries.size();
@@ -35,7 +35,7 @@ std::vector<std::size_t> first_occurrences(const std::vector<mail_attachments::p
         }
         behind_subtree[place] = next;
     }
-    // Of equal entries only the first in sorted order has all the others after it.
+    // Of equal entries, only the first in sorted order has all the others after it.
     for (std::size_t place = 1; place < count; ++place) {
         if (entries[sorted[place]].text == entries[sorted[place - 1]].text)
             first[sorted[place]] = first[sorted[place - 1]];
@@ -43,7 +43,8 @@ std::vector<std::size_t> first_occurrences(const std::vector<mail_attachments::p
     return first;
 }
 
-/// Without white space at the end, as QString::trimmed takes it: that of Unicode. (It begins with a mark.)
+/// Without white space at the end, as QString::trimmed removes it: also that of Unicode. (The text begins with a mark,
+/// so it has none there.)
 QByteArrayView without_blanks_behind(QByteArrayView text)
 {
     while (!text.isEmpty()) {
@@ -51,7 +52,7 @@ QByteArrayView without_blanks_behind(QByteArrayView text)
         while (begin_of_last > 0 && (static_cast<uchar>(text[begin_of_last]) & 0xC0) == 0x80)
             --begin_of_last; // a byte inside a UTF-8 sequence
         const QByteArrayView last = text.sliced(begin_of_last);
-        // (Alone, a byte order mark would be dropped. It is not white space.)
+        // (fromUtf8 would drop a byte order mark, which is not white space.)
         if (last == QByteArrayView("\xEF\xBB\xBF") || !QString::fromUtf8(last).trimmed().isEmpty())
             break;
         text.truncate(begin_of_last);

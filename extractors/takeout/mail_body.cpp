@@ -14,8 +14,8 @@ bool is_plain_text(QByteArrayView type)
            text == QLatin1StringView("Content-Type: TEXT/PLAIN");
 }
 
-/// As QString::replace by a shorter text, in one pass: Qt moves the rest of the text once per thousand places, which
-/// takes hours for a text that is made of little else.
+/// Like QString::replace with a shorter text, but in one pass: Qt moves the rest of the text once per thousand matches,
+/// which takes hours for a text that is made of little else.
 void replace_all(QString &text, QStringView sought, QStringView replacement)
 {
     qsizetype from = text.indexOf(sought);
@@ -67,7 +67,7 @@ std::vector<plain_part> plain_parts(const mail_marks &message)
         if (message.is_cancelled())
             break;
         if (content_type < position)
-            continue; // inside the header before it, whose type runs to the ";" after this one
+            continue; // inside the previous header, whose type goes up to the ";" after this one
         const qsizetype semicolon = semicolons.at_or_behind(content_type);
         if (!is_found(content_type) || semicolon < 0)
             break;

@@ -7,7 +7,7 @@
 
 namespace mail_body {
 
-/// True for a mark that parsers take as found.
+/// False for a mark that is missing; parsers take one at position 0 as missing, too.
 [[nodiscard]] inline bool is_found(qsizetype mark)
 {
     return mark >= 1;
@@ -23,7 +23,7 @@ namespace mail_body {
 /// One text/plain part of a multipart message.
 struct plain_part
 {
-    qsizetype blank_line = -1; ///< where the part's headers end, -1 when they do not
+    qsizetype blank_line = -1; ///< where the part's headers end, -1 when there is none
     QByteArrayView body;       ///< up to the next part's boundary; null when there is none
 };
 

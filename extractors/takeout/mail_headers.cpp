@@ -11,8 +11,7 @@ namespace {
 constexpr qint64 seconds_per_minute = 60;
 constexpr qint64 seconds_per_hour = 3600;
 
-/// Calls `take` with every second piece of a text that is cut at `is_cut`: first, third, fifth ... Empty pieces do not
-/// count.
+/// Cuts a text at `is_cut` and calls `take` with the first, third, fifth ... piece. Empty pieces do not count.
 template <class IsCut, class Take>
 void for_every_second_piece(QStringView text, IsCut is_cut, Take take)
 {
@@ -29,7 +28,7 @@ void for_every_second_piece(QStringView text, IsCut is_cut, Take take)
     }
 }
 
-/// Reads a text of fixed pieces from left to right. Once a piece is missing, nothing fits any more.
+/// Reads a text of fixed pieces from left to right. After a piece that does not fit, none fits.
 class piece_reader
 {
 public:
@@ -38,7 +37,7 @@ public:
     {
     }
 
-    /// A number of up to `most` digits, at least `fewest`.
+    /// A number of `fewest` to `most` digits.
     int number(qsizetype fewest, qsizetype most)
     {
         int value = 0;
@@ -72,7 +71,8 @@ private:
     bool fits = true;
 };
 
-/// The ordinary case of what Qt reads below, many times as fast: "Mon, 5 Jan 2015 10:11:12", names capitalised.
+/// The ordinary case of the dates that Qt reads below, many times faster: "Mon, 5 Jan 2015 10:11:12", names
+/// capitalised.
 std::optional<qint64> seconds_of_ordinary_date(QStringView wall_clock)
 {
     piece_reader pieces(wall_clock);
@@ -97,8 +97,8 @@ std::optional<qint64> seconds_of_ordinary_date(QStringView wall_clock)
            second;
 }
 
-/// The time as Qt reads it, names of days and months in English. Day and time are read by themselves: read as a local
-/// time, one that daylight saving skips on this machine would be refused or moved.
+/// The time as Qt reads it, with English names of days and months. Day and time are read separately: read together as
+/// local time, a time that daylight saving skips on this machine would be refused or moved.
 std::optional<qint64> seconds_by_qt(QStringView wall_clock)
 {
     const qsizetype blank = wall_clock.lastIndexOf(u' ');
@@ -117,7 +117,7 @@ std::optional<qint64> seconds_of(QStringView wall_clock)
 
 int leading_number(QStringView digits)
 {
-    return digits.toInt(); // 0 when it is none
+    return digits.toInt(); // 0 when it is not a number
 }
 
 } // namespace
@@ -141,7 +141,7 @@ QString recipient_names(const QString &recipients)
 {
     QString names;
     names.reserve(recipients.size() + 1);
-    // Cut at commas first and at "<" then, the pieces are the same.
+    // Cutting at commas first and then at "<" gives the same pieces.
     for_every_second_piece(
         recipients, [](QChar letter) { return letter == u',' || letter == u'<'; },
         [&names](QStringView piece) { names.append(piece).append(u','); });

@@ -7,7 +7,7 @@ namespace {
 /// The next `byte` in [from, end), or null.
 const char *next_byte(const char *from, const char *end, char byte)
 {
-    if (from == end) // also an empty text's null, which memchr may not be given
+    if (from == end) // also for the null of an empty text, which memchr must not get
         return nullptr;
     return static_cast<const char *>(std::memchr(from, byte, static_cast<std::size_t>(end - from)));
 }

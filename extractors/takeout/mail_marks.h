@@ -1,4 +1,4 @@
-/// One message, and where in it the marks are that its parsers look for.
+/// One message, and the positions of the marks that its parsers look for.
 #pragma once
 
 #include "common/cancel_flag.h"
@@ -13,10 +13,10 @@
 /// Positions are byte offsets, -1 when there is no such mark. Parsers take a mark at position 0 as not found.
 struct mail_marks
 {
-    /// The parsers give up early, with what they have found so far, once `cancelled` is true.
+    /// Once `cancelled` is set, the parsers stop early, with the marks found so far.
     explicit mail_marks(QByteArrayView message_bytes, const cancel_flag *cancelled = nullptr);
 
-    /// Then marks may be missing.
+    /// If so, marks may be missing.
     [[nodiscard]] bool is_cancelled() const { return flag && flag->is_set(); }
 
     QByteArrayView bytes;
@@ -44,7 +44,7 @@ private:
     void note_transfer_encoding(qsizetype begin, QByteArrayView value);
 };
 
-/// Finds the same bytes again and again from rising positions of one message, without going over any byte twice.
+/// Searches one message for the same bytes from one rising position after the other, reading no byte twice.
 class rising_search
 {
 public:
@@ -54,7 +54,7 @@ public:
     {
     }
 
-    /// The first occurrence at or after `position`, or -1. Positions of successive calls never fall.
+    /// The first occurrence at or after `position`, or -1. From call to call, positions never fall.
     qsizetype at_or_behind(qsizetype position);
 
 private:

@@ -10,7 +10,7 @@ namespace {
 
 constexpr qsizetype max_separator_mark = 8; // bytes: "From " after a byte order mark
 
-/// Memory kept for the next message; what a larger one needed is given back.
+/// Bytes of memory kept for the next message; a larger message's memory is freed.
 constexpr qsizetype kept_capacity = 8 * 1024 * 1024;
 
 /// The first line of `lines`, line feed included.
@@ -20,7 +20,7 @@ QByteArrayView first_line(QByteArrayView lines)
     return line_feed < 0 ? lines : lines.first(line_feed + 1);
 }
 
-/// A byte order mark is gone once the line is text, so a separator after one counts.
+/// Conversion to text drops a byte order mark, so a separator after one counts.
 bool is_separator(QByteArrayView line)
 {
     switch (line.front()) { // rules out nearly every line
@@ -47,7 +47,7 @@ qsizetype find_separator(QByteArrayView lines)
     return lines.size();
 }
 
-/// QByteArray::append copies all when it grows. This lets the memory grow where it is.
+/// QByteArray::append copies everything when it grows; resize lets the memory grow in place.
 void append_bytes(QByteArray &message, QByteArrayView bytes)
 {
     const qsizetype size = message.size();
@@ -64,8 +64,8 @@ mbox_splitter::mbox_splitter(QIODevice &mail_file, qsizetype bytes_of_block)
     block.resize(block_size);
 }
 
-/// Move the bytes that are not taken in yet to the beginning of the block and read on after them; false when the device
-/// has nothing more.
+/// Move the bytes that are not taken in yet to the beginning of the block and read more after them; false when the
+/// device has no more.
 bool mbox_splitter::fill()
 {
     std::copy(block.cbegin() + at, block.cbegin() + filled, block.begin());
@@ -123,7 +123,7 @@ mbox_splitter::progress mbox_splitter::read()
     return complete ? progress::message_complete : progress::reading;
 }
 
-/// Nearly all lines are taken as they are; those that text would not give back are converted.
+/// Nearly all lines are taken unchanged; only those that conversion to text would alter are converted.
 void mbox_splitter::append(QByteArrayView lines)
 {
     while (true) {

@@ -1,36 +1,36 @@
 /// Cuts an mbox file into messages.
 ///
 /// A message begins at a line that starts with "From " (case-sensitive, first column) and ends before the next such
-/// line, wherever it is: body lines are not quoted or counted. Anything before the first such line is ignored.
-/// Only a further separator completes a message, so the last message of a file is never given out.
+/// line, even one inside a body. Anything before the first such line is ignored. Only a further separator completes a
+/// message, so the last message of a file is never handed out.
 #pragma once
 
 #include <QByteArray>
 
 class QIODevice;
 
-/// Knows no log, no database and no cancel flag: the caller asks for one piece after the other.
+/// Uses no log, no database and no cancel flag: the caller asks for one piece at a time.
 class mbox_splitter
 {
 public:
     enum class progress {
         reading,          ///< some bytes were taken in; call again
         message_complete, ///< `message` is complete; drop it, or the next one is appended to it
-        too_large,        ///< `message` is larger than any mail; give it up
+        too_large,        ///< `message` is larger than `max_message`; give it up
         file_ended,       ///< nothing more will come
         read_failed,      ///< as `file_ended`, because the device failed
     };
 
-    /// `mail_file` is open for reading, unbuffered, and outlives the splitter. A block has `bytes_of_block` bytes, 64
-    /// at least.
+    /// `mail_file` is open for reading, unbuffered, and outlives the splitter. A block has `bytes_of_block` bytes, at
+    /// least 64.
     explicit mbox_splitter(QIODevice &mail_file, qsizetype bytes_of_block = usual_block_size);
 
     /// Take in at most one block of the file (more of a longer line only if it has no two adjacent ASCII bytes to cut
     /// at).
     progress read();
 
-    /// The message so far, beginning with its separator line, line ends as in the file. Each line has made the journey
-    /// to text and back: it is valid UTF-8 and does not begin with a byte order mark.
+    /// The message so far, beginning with its separator line, line ends as in the file. Each line has been converted to
+    /// text and back: it is valid UTF-8 and does not begin with a byte order mark.
     [[nodiscard]] const QByteArray &message() const { return message_buffer; }
 
     /// Begin the next message at the separator that was found last.
@@ -40,7 +40,7 @@ public:
     void give_up_message();
 
     static constexpr qsizetype usual_block_size = 256 * 1024; // bytes
-    /// No mail is as large as this; what is worked on takes several times as much memory.
+    /// No real mail is this large; parsing one takes several times as much memory.
     static constexpr qsizetype max_message = qsizetype(2) * 1024 * 1024 * 1024;
 
 private:
@@ -57,7 +57,7 @@ private:
     bool device_ended = false;
     bool device_failed = false;
     bool inside_message = false;
-    bool inside_line = false;  // at `at` a long line goes on
-    bool at_separator = false; // the line at `at` is known to be one
+    bool inside_line = false;  // a long line continues at `at`
+    bool at_separator = false; // the line at `at` is a separator
     QByteArray message_buffer;
 };
