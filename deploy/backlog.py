@@ -5,7 +5,7 @@ from pathlib import Path
 
 
 def tasks(list_file):
-    """The sources of each line, in order; several on a line are separated by tabs. The last line may lack its end."""
+    """The sources of each line, in order; several on a line are separated by tabs. The last line may lack a line feed."""
     lines = Path(list_file).read_text(errors='surrogateescape').split('\n')
     return [line.split('\t') for line in (lines if lines[-1] else lines[:-1])]
 
@@ -15,7 +15,7 @@ def result_of(results, number):
 
 
 def record_of(results, number):
-    """The task's run.json; None when there is none, or none that can be read."""
+    """The task's run.json; None if it does not exist or cannot be read."""
     path = result_of(results, number) / 'Artifacts_Result' / 'Gmail' / 'run.json'
     try:
         record = json.loads(path.read_text(errors='surrogateescape'))
@@ -25,12 +25,12 @@ def record_of(results, number):
 
 
 def given_in(record):
-    """The paths that the recorded run was given, without repetition (users of one archive share it)."""
+    """The paths that were given to the recorded run, without repetition (users of one archive share it)."""
     return list(dict.fromkeys(given['path'] for source in record['sources'] for given in source['given']))
 
 
 def is_of(record, sources):
-    """Whether the record is of these sources; a list that was changed since has others on the line."""
+    """Whether the record names these sources; it names others if the list was changed after the run."""
     return set(given_in(record)) == {os.path.normpath(os.path.abspath(source)) for source in sources}
 
 

@@ -1,4 +1,4 @@
-# The manual page and the completion, made from the program's own help; where documentation goes; the Debian package.
+# The manual page and the completion, made from the program's own help; installed documents; the Debian package.
 add_executable(gmail_help_pages host/help_pages.cpp)
 target_link_libraries(gmail_help_pages PRIVATE gmail_host_core)
 set(help_pages ${CMAKE_BINARY_DIR}/help_pages)
@@ -32,6 +32,6 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# What is loaded by name at run time, so that no library says it is needed.
+# Loaded by name at run time, so the libraries show no dependency on it.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6sql6-sqlite")
 include(CPack)
