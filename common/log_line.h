@@ -5,7 +5,7 @@
 ///     const log_span span("[emlx_subject] -Start", "[emlx_subject] -End");     // both lines, on every path
 ///     log_line({" Source Db opening ---FAILED----", origin});                  // in the name of another function
 ///
-/// A line names the function that the call is in. Inside a lambda the compiler names the lambda: take a `const
+/// A line names the function that the call is in. Inside a lambda the compiler names the lambda: create a `const
 /// log_origin origin;` before it.
 #pragma once
 

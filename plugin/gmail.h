@@ -7,9 +7,9 @@
 ///     QObject::connect(plugin, SIGNAL(signal_extracted_records_of_plugin_overall(qint64)), ...);
 ///     QObject::connect(plugin, SIGNAL(signal_tab_processed_of_plugin_overall(int)), ...);
 ///
-/// Order of calls in a run: essentials (they reset the state), records and settings, result directory, tables, find,
-/// extract, remove temporaries. Everything runs on the calling thread; `pub_cancel_extraction` may come from another.
-/// No operation reports a failure: failures are in the debug log only. See docs/host_contract.md.
+/// Order of calls in a run: essentials (they reset the state), settings, result directory, tables, find, extract,
+/// remove temporaries. Everything runs on the calling thread; `pub_cancel_extraction` may come from another. No
+/// operation reports a failure: failures are in the debug log only. See docs/host_contract.md.
 #pragma once
 
 #include "common/cancel_flag.h"

@@ -30,7 +30,7 @@ constexpr int min_of_line = 4;
 constexpr std::size_t max_of_message = 200000; // an entry takes several times its size in the message
 constexpr qsizetype max_characters_of_others = 32 * 1024 * 1024;
 
-/// The base64 body that follows each entry, null where its beginning or end is missing. An entry's text is looked for
+/// The base64 body that follows each entry, null where its beginning or end is missing. An entry's text is searched for
 /// from the start of the message, so entries of equal text (or one that an earlier one begins with) share the first
 /// one's body. A body goes from the blank line of its part to the next "==", wherever that is.
 [[nodiscard]] std::vector<QByteArrayView> bodies(const mail_marks &message, const std::vector<parameter> &entries);
