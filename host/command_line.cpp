@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Shows the list of places as two.
+/// Shows the one list of places as two arguments.
 class place_formatter : public CLI::Formatter
 {
 public:
@@ -25,7 +25,7 @@ public:
     }
 };
 
-/// The directory that Qt makes when it starts and XDG_RUNTIME_DIR is not set.
+/// The directory that Qt creates at start-up if XDG_RUNTIME_DIR is not set.
 QString default_runtime_directory()
 {
     const passwd *user = getpwuid(geteuid());
@@ -102,14 +102,14 @@ application::application(const command_line &line)
 {
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen"); // the plug-in is a widget, but never shown
-    // What Qt says while it starts (an unset XDG_RUNTIME_DIR, say) is of no use to an examiner.
+    // Qt's messages during start-up (about an unset XDG_RUNTIME_DIR, say) are of no use to an examiner.
     const QtMessageHandler default_handler =
         qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     const QString runtime_directory = default_runtime_directory();
     const bool was_there = QFileInfo::exists(runtime_directory);
     qt = std::make_unique<QApplication>(line.count, line.values);
     if (!was_there)
-        QDir().rmdir(runtime_directory); // nothing of ours stays in the temporary directory
+        QDir().rmdir(runtime_directory); // leave nothing in the temporary directory
     qInstallMessageHandler(default_handler);
 }
 
@@ -126,7 +126,7 @@ const command_option &command_option::required() const
 
 const command_option &command_option::repeatable() const
 {
-    option->allow_extra_args(false); // would take what comes after for more values
+    option->allow_extra_args(false); // else it would take the arguments after it as values
     return *this;
 }
 
@@ -227,12 +227,12 @@ void sub_command::end_help_with(const char *lines) const
 void add_threads_option(const sub_command &command, int &threads)
 {
     threads = qMax(1, static_cast<int>(std::thread::hardware_concurrency()));
-    command.number("--threads", threads, "threads that work at the same time (one for each processor)").at_least(1);
+    command.number("--threads", threads, "number of threads (one per processor)").at_least(1);
 }
 
 void add_unpacking_options(const sub_command &command, source_options &options)
 {
-    command.text("--scheme", options.scheme, "os scheme of the source (found from SOURCE when left out)")
+    command.text("--scheme", options.scheme, "os scheme of the source (recognised from SOURCE if omitted)")
         .one_of(os_schemes());
     command.flag("--accept-missing-parts", options.accept_missing_parts,
                  "read a Takeout export even if parts are missing");

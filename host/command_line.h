@@ -1,4 +1,4 @@
-/// The command line. Each sub-command adds itself, with its options, from a file of its own; here is what they share.
+/// The command line: code that the sub-commands share. Each one adds itself and its options in a file of its own.
 #pragma once
 
 #include "host/extract_options.h"
@@ -19,7 +19,7 @@ class Option;
 class ParseError;
 } // namespace CLI
 
-/// An option that was added to a sub-command; its operations say more about it.
+/// An option of a sub-command; its operations refine it.
 class command_option
 {
 public:
@@ -33,20 +33,20 @@ public:
     const command_option &repeatable() const;
     /// Its values may be separated by commas.
     const command_option &separated_by_commas() const;
-    /// Accept one of `known` only; the message names them.
+    /// Accept only one of `known`; the error message lists them.
     const command_option &one_of(const QStringList &known) const;
-    /// Accept numbers from `min` on only.
+    /// Accept only numbers of at least `min`.
     const command_option &at_least(int min) const;
-    /// Refuse the two together.
+    /// Refuse the two options together.
     const command_option &excludes(const command_option &other) const;
-    /// The help shows the value that it has now.
+    /// Show its current value as the default in the help.
     const command_option &show_default() const;
 
     CLI::Option *option;
 };
 
-/// A sub-command, to which options are added. What they write to must live as long as its action does, so let both
-/// share it. A name without hyphens is that of an argument, not of an option.
+/// A sub-command, to which options are added. Their targets must live as long as its action, so let both share them. A
+/// name without hyphens adds an argument, not an option.
 class sub_command
 {
 public:
@@ -64,16 +64,16 @@ public:
     /// Sets `target` to `value` when it is given.
     command_option flag(const char *name, bool &target, const char *description, bool value = true) const;
 
-    /// Neither the help nor the manual lists it.
+    /// Leave it out of the help and the manual.
     void hide() const;
-    /// Ends its help, in place of the list of exit statuses.
+    /// Lines at the end of its help, in place of the list of exit statuses.
     void end_help_with(const char *lines) const;
 
 private:
     CLI::App *command;
 };
 
-/// What the program was started with, and what it was asked to do.
+/// The program's arguments and its sub-commands.
 class command_line
 {
 public:
@@ -81,13 +81,13 @@ public:
     ~command_line();
     Q_DISABLE_COPY_MOVE(command_line)
 
-    /// A new sub-command; `action` is what it does, called once everything is parsed.
+    /// Add a sub-command; `action` is called once everything is parsed.
     sub_command add(const char *name, const char *description, std::function<exit_status()> action);
 
-    /// What was added, for pages that are made from it.
+    /// The parser, for pages generated from it.
     [[nodiscard]] const CLI::App &program() const { return *parser; }
 
-    /// Parse, then do what the given sub-command does.
+    /// Parse, then run the chosen sub-command.
     [[nodiscard]] exit_status run();
 
     /// As given, without the program's name.
@@ -104,8 +104,8 @@ private:
     std::function<exit_status()> chosen;
 };
 
-/// Qt's application object and the watch over signals, for a sub-command that needs them. Make it first of all: no
-/// thread may exist before it.
+/// Qt's application object and the watch over signals, for a sub-command that needs them. Create it first: no thread
+/// may exist before it.
 class application
 {
 public:
@@ -119,16 +119,16 @@ private:
     std::unique_ptr<QApplication> qt;
 };
 
-/// `--threads`: how many threads work at the same time.
+/// `--threads`: the number of threads.
 void add_threads_option(const sub_command &command, int &threads);
 
-/// What every sub-command takes that unpacks sources: how they are recognised, limits, quiet.
+/// Options of every sub-command that unpacks sources: how they are recognised, limits, quiet.
 void add_unpacking_options(const sub_command &command, source_options &options);
 
-/// The same, and what sub-commands take whose business are the sources: JSON, threads.
+/// The same, with JSON and threads, for sub-commands that are about sources.
 void add_source_options(const sub_command &command, source_options &options);
 
 /// The list "SOURCE... RESULT_DIR". One list, since the parser would take everything for a SOURCE as soon as an option
-/// follows; `take_result_dir` takes the last of them off.
+/// follows; `take_result_dir` removes the last element.
 void add_places(const sub_command &command, source_options &options);
 [[nodiscard]] QString take_result_dir(source_options &options);

@@ -20,7 +20,7 @@ QString resolved(const QString &path)
     return QDir::cleanPath(QFileInfo(existing).canonicalFilePath() + rest);
 }
 
-/// The root that a kind of source has below `directory`, which ends in "/"; empty when its mark is not there.
+/// The root of a kind of source below `directory`, which ends in "/"; empty when its mark is missing.
 QString root_of(const source_kind &kind, const QString &directory)
 {
     if (kind.mark.isEmpty())

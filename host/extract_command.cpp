@@ -21,7 +21,7 @@ QString absolute(const QString &path)
     return path.isEmpty() ? path : QDir::cleanPath(QFileInfo(path).absoluteFilePath());
 }
 
-/// Paths no longer depend on the current directory, which the run changes.
+/// Make paths independent of the current directory, which the run changes.
 void make_paths_absolute(extract_options &options)
 {
     for (QString &source : options.sources)
@@ -41,7 +41,7 @@ prepare_options preparation_of(const extract_options &options, const signal_watc
             .go_on = [&signals_watched] { return signals_watched.received() == 0; }};
 }
 
-/// Everything that can refuse a run before its sources are looked into; then the result directory is made.
+/// Check everything that can be checked before the sources are read, then create the result directory.
 maybe_refusal prepare_places(const extract_options &options, run_places &places, last_rows &before)
 {
     if (maybe_refusal refused = places.check(before))
@@ -102,7 +102,7 @@ exit_status extract_sources(extract_options options, signal_watch &signals_watch
 void add_run_options(const sub_command &command, extract_options &options)
 {
     options.tables = artifact_tables();
-    command.texts("--tables", options.tables, "tables to fill, separated by commas (all five when left out)")
+    command.texts("--tables", options.tables, "tables to fill, separated by commas (all five if omitted)")
         .separated_by_commas()
         .one_of(artifact_tables());
     command.number("--engine", options.engine, "engine type (0; others extract no rows)");
@@ -117,7 +117,7 @@ void add_run_options(const sub_command &command, extract_options &options)
 void add_result_options(const sub_command &command, extract_options &options)
 {
     command.text("--log", options.log_file, "debug log (gmail.log beside the result database)");
-    command.flag("--no-log", options.log, "write no debug log; failures cannot be counted then", false);
+    command.flag("--no-log", options.log, "write no debug log; failures then cannot be counted", false);
     command.flag("--encrypt-log", options.encrypt_log, "encipher the debug log");
     command.flag("--log-on-terminal", options.log_on_terminal, "also write the log to standard error");
     const command_option clear = command.flag(
@@ -127,7 +127,7 @@ void add_result_options(const sub_command &command, extract_options &options)
     command.text("--library", options.library, "the plug-in's library");
     command.flag(
         "--no-hash", options.hash,
-        "neither hash nor count anything: no rows to expect, no percentage, and nothing that verify could compare",
+        "hash and count nothing: no expected rows, no percentage, and nothing for verify to compare",
         false);
     command
         .text(

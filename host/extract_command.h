@@ -1,4 +1,4 @@
-/// `gmail_host extract`: sources into a result, with a record of the run.
+/// `gmail_host extract`: extracts sources into a result and writes a record of the run.
 #pragma once
 
 class command_line;

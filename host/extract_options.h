@@ -1,4 +1,4 @@
-/// What `gmail_host extract`, and every sub-command that reads sources, was asked for.
+/// Options of `gmail_host extract` and of every sub-command that reads sources.
 #pragma once
 
 #include "host/sources/staging.h"
@@ -6,11 +6,11 @@
 #include <QString>
 #include <QStringList>
 
-/// What every sub-command that reads sources takes.
+/// Options of every sub-command that reads sources.
 struct source_options
 {
     QStringList sources;
-    QString scheme; ///< found from the source when empty
+    QString scheme; ///< recognised from the source when empty
     bool accept_missing_parts = false;
     staging_limits limits;
     int threads = 1; ///< at least 1
@@ -42,7 +42,7 @@ struct extract_options : source_options
     QString examiner;
     QString case_name;
     QStringList arguments;     ///< as given
-    QString working_directory; ///< that the arguments refer to
+    QString working_directory; ///< to which relative arguments refer
 };
 
 /// The tables a run can fill, in the order of the result.

@@ -40,7 +40,7 @@ int tables_of(const QList<ready_source> &sources, const extract_options &options
     return tables;
 }
 
-/// The files in "Attachments" belong to rows of `messages`: they go with them.
+/// The files in "Attachments" belong to rows of `messages`: clearing the rows removes them.
 void remove_attachments_of_cleared_rows(const extract_options &options)
 {
     if (!options.clear || options.engine != 0 || !options.tables.contains(QLatin1StringView("messages")))
@@ -97,14 +97,14 @@ void extraction::add_failure(const QString &sentence, const QString &line)
         summary.failure_sentences.append(sentence);
 }
 
-/// What shows progress and is asked whether to go on, for each block that is read beside the extraction.
+/// Called for each block that is read during the extraction: shows progress; false stops the reading.
 bool extraction::go_on(qint64 bytes)
 {
     progress.show_bytes(bytes_done += bytes, bytes_in_all);
     return !is_cancelled();
 }
 
-/// The whole is known once every source is counted.
+/// The total is known once every source is counted.
 void extraction::add_expected_rows(qsizetype sources, const expected_rows &expected)
 {
     const std::lock_guard lock(expected_mutex);
@@ -116,7 +116,7 @@ void extraction::add_expected_rows(qsizetype sources, const expected_rows &expec
         progress.expect_rows(rows_expected);
 }
 
-/// With one thread they are made before the extraction, otherwise beside it.
+/// With one thread the first looks are done before the extraction, otherwise during it.
 void extraction::begin_first_looks(const QList<ready_source> &sources)
 {
     if (!options.hash)
@@ -138,7 +138,7 @@ void extraction::begin_first_looks(const QList<ready_source> &sources)
     }
 }
 
-/// The second look at an mbox begins as soon as rows of another one come.
+/// The second look at an mbox begins as soon as rows of another one arrive.
 void extraction::show_progress(const ready_source &source, qint64 records, int tabs)
 {
     progress.show_records(records, tabs);
@@ -199,8 +199,8 @@ void extraction::extract(ready_source source, last_rows &before)
     before = after;
 }
 
-/// The mail itself is read beside the extraction, unless there is none, or rows are all that is wanted. With `--clear`
-/// earlier mail goes with the rows made of it.
+/// Read the mail itself during the extraction, unless there is none or only rows are wanted. `--clear` also removes
+/// earlier mail along with its rows.
 void extraction::start_reading(const QList<ready_source> &sources)
 {
     const reading_job job = job_of(sources, paths.directory, options.source_count, options.threads);
@@ -213,7 +213,7 @@ void extraction::start_reading(const QList<ready_source> &sources)
     reading.start(job, options.clear);
 }
 
-/// Let the mails be compared with the rows, and wait for what comes of it.
+/// Let the mails be compared with the rows, and wait for the result.
 void extraction::finish_reading()
 {
     if (!reading.was_started())
@@ -227,7 +227,7 @@ void extraction::finish_reading()
         const QString file = failure.first(failure.indexOf(u": ") + 1);
         const bool is_known = std::any_of(summary.failure_sentences.cbegin(), summary.failure_sentences.cend(),
                                           [&file](const QString &known) { return known.startsWith(file); });
-        if (file.isEmpty() || !is_known) // a file that cannot be opened fails the rows and the mail, and is named once
+        if (file.isEmpty() || !is_known) // a file that cannot be opened fails both rows and mail, and is reported once
             add_failure(failure);
     }
     summary.mail = report;
@@ -239,7 +239,7 @@ void extraction::finish_reading()
     record.parts = QDir(paths.directory + mail_parts_name).entryList(QDir::Files, QDir::Name);
 }
 
-/// Why mails have no rows, as far as the run knows it.
+/// Why mails have no rows, as far as the run knows.
 QString extraction::why_no_rows() const
 {
     if (options.engine != 0)
@@ -249,7 +249,7 @@ QString extraction::why_no_rows() const
     return is_cancelled() ? QStringLiteral("The extraction was cancelled before this mail.") : QString();
 }
 
-/// Everything that is read after the extraction, all at the same time: the evidence again, and what the run wrote.
+/// Read the evidence again and everything that the run wrote, in parallel.
 void extraction::look_again(const QSet<QString> &attachments_before)
 {
     record.attachments = (files_in(paths.attachments) - attachments_before).values();
@@ -281,7 +281,7 @@ void extraction::look_again(const QSet<QString> &attachments_before)
         compare_evidence();
 }
 
-/// Evidence has to be the same after the run.
+/// Report evidence that changed during the run.
 void extraction::compare_evidence()
 {
     for (source_record &each : record.sources) {
@@ -301,7 +301,7 @@ exit_status extraction::run(const QList<ready_source> &sources, const last_rows 
         return refuse(*unwritable, options.json);
     record.sources.clear();
 
-    // The plug-in makes a folder for attachments in the current directory: let that be the one it makes anyway.
+    // The plug-in creates a folder for attachments in the current directory: here it is the one that it needs anyway.
     QDir::setCurrent(paths.directory);
     remove_attachments_of_cleared_rows(options);
     const QSet<QString> attachments_before = files_in(paths.attachments);
@@ -334,7 +334,7 @@ exit_status extraction::status() const
     return summary.failures > 0 ? exit_status::done_with_failures : exit_status::done;
 }
 
-/// A cancel that comes while the attachments are hashed is in the record, too.
+/// A cancel while the attachments are hashed is recorded, too.
 void extraction::write_record()
 {
     record.ended = QDateTime::currentDateTimeUtc();

@@ -20,7 +20,7 @@ class progress_display;
 class reading_process;
 class staging_area;
 
-/// One run over all sources, once every place is made and every source is ready.
+/// Created once every place exists and every source is ready.
 class extraction
 {
 public:
@@ -36,7 +36,7 @@ private:
     void extract(ready_source source, last_rows &before);
     void show_progress(const ready_source &source, qint64 records, int tabs);
     void count_failures(const ready_source &source, qint64 offset);
-    /// `line` is what run.json keeps of a failure that was logged; otherwise it keeps the sentence.
+    /// run.json gets `line` for a failure that was logged, otherwise the sentence.
     void add_failure(const QString &sentence, const QString &line = {});
     void add_expected_rows(qsizetype sources, const expected_rows &expected);
     void start_reading(const QList<ready_source> &sources);
@@ -58,16 +58,16 @@ private:
     signal_watch &signals_watched;
     run_record record;
     run_summary summary;
-    bool result_lost = false; ///< there is no result database that can be read
-    QString file_at_hand;     ///< place of the mbox whose rows came last
+    bool result_lost = false; ///< there is no readable result database
+    QString file_at_hand;     ///< place of the mbox that the latest rows are from
 
     std::mutex expected_mutex;
-    qint64 rows_expected = 0; ///< of all sources counted so far; negative when that of one is unknown
+    qint64 rows_expected = 0; ///< of all sources counted so far; negative when one of them is unknown
     qsizetype sources_counted = 0;
 
     std::atomic<qint64> bytes_done = 0;
     std::atomic<qint64> bytes_in_all = 0;
-    // What is done beside the extraction; last, since it uses the members above until it is done.
+    // Work done during the extraction; last, since it uses the members above until it ends.
     work_queue queue;
     std::unique_ptr<evidence_check> evidence; ///< null with --no-hash, as is the next
     std::unique_ptr<attachment_hashes> attachments;

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Text for the manual page: nothing in it is taken for a request or a hyphen.
+/// Text escaped for the manual page: no part of it is taken for a request or a hyphen.
 std::string roff(std::string_view text)
 {
     std::string result;
@@ -74,7 +74,7 @@ void write_manual(const CLI::App &program)
                 "the width that show uses on a terminal\n");
 }
 
-/// The words that an option takes, when it takes only certain ones: "TEXT:{csv,jsonl}" lists them.
+/// The words that an option accepts, if it accepts only certain ones: "TEXT:{csv,jsonl}" lists them.
 std::string words_of(const CLI::Option &option)
 {
     const std::string type = option.get_type_name();

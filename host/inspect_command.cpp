@@ -18,7 +18,7 @@
 
 namespace {
 
-/// What an extraction will meet and count as failures.
+/// Faults that an extraction will count as failures.
 QStringList faults_of(const ready_source &source)
 {
     return source.expected.remarks + source.expected.faults + source.failures + source.faults;

@@ -1,4 +1,4 @@
-/// `gmail_host inspect`: what a source is and what a run would read of it, without extracting.
+/// `gmail_host inspect`: shows what a source is and which of its files a run would read, without extracting.
 #pragma once
 
 class command_line;

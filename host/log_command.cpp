@@ -16,7 +16,7 @@ exit_status print_log(const QString &path)
     log_file log(path);
     if (!log.open())
         return refuse({exit_status::bad_source, path + QLatin1StringView(": cannot be read (") + log.error() + u')'});
-    const bool on_terminal = isatty(STDOUT_FILENO) != 0; // elsewhere the log keeps its bytes
+    const bool on_terminal = isatty(STDOUT_FILENO) != 0; // a file or a pipe gets the bytes unchanged
     exit_status status = exit_status::done;
     log_file::piece piece;
     for (qint64 number = 1; log.next(piece); ++number) {

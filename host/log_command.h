@@ -1,4 +1,4 @@
-/// `gmail_host log`: a debug log as plain lines, enciphered or not.
+/// `gmail_host log`: prints a debug log as plain lines, enciphered or not.
 #pragma once
 
 class command_line;

@@ -60,8 +60,8 @@ bool log_file::more()
     return !bytes.isEmpty();
 }
 
-/// A line of the log begins with "[" and ends in a line feed, whatever its text holds. Anything else is an enciphered
-/// piece, or the rest of a message of several lines, and ends at whichever mark comes first.
+/// A line of the log begins with "[" and ends in a line feed, even if its text contains an end mark. Anything else is
+/// an enciphered piece, or the rest of a message of several lines, and ends at the first mark of either kind.
 log_file::piece_end log_file::end_of_piece_at(qsizetype begin)
 {
     const bool is_line = begin < block.size() && block[begin] == '[';
@@ -102,7 +102,7 @@ bool tells_failure(const QByteArray &line)
     const std::string_view text(line.constData(), static_cast<std::size_t>(line.size()));
     if (text.find("FAILED") == std::string_view::npos && text.find("Failed") == std::string_view::npos)
         return false;
-    // The fixed text of a message stands in front of any path in it, and paths begin with "/".
+    // The fixed text of a message comes before any path in it, and paths begin with "/".
     static const QRegularExpression mark(QStringLiteral("^[^/]*?(-- ?FAILED ?--|File Open Failed:)"));
     const qsizetype message = line.indexOf("]:-- ");
     return message >= 0 && mark.match(QString::fromUtf8(line.sliced(message + 5))).hasMatch();

@@ -33,8 +33,8 @@ public:
     static constexpr qint64 usual_block_size = 1024 * 1024;
 
 private:
-    /// Finds the same bytes again and again from rising positions of a block that grows at its end, without going over
-    /// any byte twice.
+    /// Finds the same bytes from ever higher positions of a block that grows at its end, without scanning any byte
+    /// twice.
     class growing_search
     {
     public:
@@ -43,7 +43,7 @@ private:
         {
         }
 
-        /// The first occurrence at or behind `position`, or -1.
+        /// The first occurrence at or after `position`, or -1.
         qsizetype at_or_behind(QByteArrayView grown, qsizetype position);
 
         void front_was_removed(qsizetype size);
@@ -51,7 +51,7 @@ private:
     private:
         QByteArrayView needle;
         qsizetype hit = -1;
-        qsizetype searched = 0; ///< no occurrence but `hit` begins in front of it
+        qsizetype searched = 0; ///< no occurrence other than `hit` begins before it
     };
 
     struct piece_end
@@ -65,12 +65,12 @@ private:
     QFile file;
     qint64 block_size;
     QByteArray block; ///< bytes of the file ...
-    qsizetype at = 0; ///< ... those before are given out
+    qsizetype at = 0; ///< ... of which those before this one were returned
     qint64 block_offset = 0;
     growing_search line_feeds;
     growing_search end_marks;
     encryptor_string cipher;
 };
 
-/// True when the line tells a failure in its message (a path in it does not count).
+/// True when the message of the line reports a failure (a path in it does not count).
 [[nodiscard]] bool tells_failure(const QByteArray &line);

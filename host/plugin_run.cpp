@@ -84,7 +84,7 @@ void plugin_run::run(const extract_options &options, const evidence &source)
     plugin->pub_set_essential_for_talvo_bench_extraction(options.tables, {});
     plugin->pub_create_db_tables();
     plugin->pub_set_clear_db(options.clear);
-    if (cancelled) // the essentials have cleared a cancel that came before them
+    if (cancelled) // setting the essentials clears an earlier cancel
         plugin->pub_cancel_extraction();
     plugin->pub_find_source_file();
     plugin->pub_extract_artifacts();

@@ -126,7 +126,7 @@ void progress_display::show_records(qint64 records, int tabs)
 void progress_display::show(const QString &line)
 {
     const QString shown = escaped(line);
-    if (in_place) // a line that is broken over two cannot be redrawn
+    if (in_place) // a line that wraps cannot be redrawn
         std::fputs(
             qPrintable(QString(u'\r' + shown.left(terminal_width(STDERR_FILENO) - 1) + QLatin1StringView("\033[K"))),
             stderr);

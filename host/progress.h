@@ -1,4 +1,4 @@
-/// Shows on standard error how far a run is.
+/// Shows the progress of a run on standard error.
 #pragma once
 
 #include <QElapsedTimer>
@@ -15,27 +15,26 @@ public:
     ~progress_display() { finish(); }
     Q_DISABLE_COPY_MOVE(progress_display)
 
-    /// A new phase, of which `show_bytes` shows how far it is. Nothing else is shown until the next one.
+    /// Begin a phase; `show_bytes` shows its progress. Nothing else is shown until the next phase.
     void begin_phase(const QString &what);
 
-    /// How far the phase is, from any thread. What was done before it began does not count. An `in_all` of 0 shows that
-    /// it goes on.
+    /// Show the progress of the phase, from any thread. Bytes read before it began do not count. With an `in_all` of 0
+    /// only the name of the phase is shown.
     void show_bytes(qint64 done, qint64 in_all);
 
-    /// The same; another name than before begins another phase.
+    /// The same; a name other than the current one begins another phase.
     void show_bytes(const QString &what, qint64 done, qint64 in_all);
 
-    /// The extraction begins; `tables` is how many will be reported in all.
+    /// The extraction begins; `tables` is the number of tables that will be reported in all.
     void begin_extraction(int tables);
 
-    /// Rows that the extraction should come to, from any thread, as soon as they are counted; negative when that cannot
-    /// be known.
+    /// The number of rows expected, from any thread, as soon as they are counted; negative when it is unknown.
     void expect_rows(qint64 rows);
 
-    /// While it goes on: the running totals.
+    /// The running totals of the extraction.
     void show_records(qint64 records, int tabs);
 
-    /// Wipe the line.
+    /// Clear the line.
     void finish();
 
 private:
@@ -47,7 +46,7 @@ private:
     qint64 rows_expected = -1;
     int tabs_in_all = 0;
     qint64 bytes_before = -1; ///< the phase, -1 until its first bytes are shown
-    double max_share = 0;     ///< that was shown of the phase; it never becomes less
+    double max_share = 0;     ///< shown so far in this phase; never decreases
     bool silent;
     bool in_place;
     bool line_drawn = false;

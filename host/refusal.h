@@ -1,4 +1,4 @@
-/// How the program ends, and what it says when it refuses to go on.
+/// Exit statuses and refusals.
 #pragma once
 
 #include <QString>
@@ -26,7 +26,7 @@ enum class exit_status : int {
     return int(status) > 128;
 }
 
-/// The list of `--help`.
+/// The list of exit statuses in `--help`.
 inline constexpr char exit_status_help[] =
     "Exit status:\n"
     "  0    done\n"

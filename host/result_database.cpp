@@ -33,7 +33,7 @@ bool ask_tables(const QSqlDatabase &db, last_rows &rows)
             return false;
         rows[table] = query.value(0).toLongLong();
     }
-    return query.exec(QStringLiteral("select count(*) from sqlite_master")); // fails when it is no database at all
+    return query.exec(QStringLiteral("select count(*) from sqlite_master")); // fails when it is not a database
 }
 
 } // namespace

@@ -17,8 +17,8 @@ bool has_owner(const QLockFile &lock)
     return lock.getLockInfo(nullptr, nullptr, nullptr);
 }
 
-/// A process that is killed while it makes the lock file leaves it empty; one that is still at work on it is done
-/// within a second.
+/// A process killed while creating the lock file leaves it empty; one that is still creating it finishes within a
+/// second.
 bool take(QLockFile &lock)
 {
     if (lock.tryLock())
@@ -114,7 +114,7 @@ maybe_refusal run_places::make()
                                                     QString::fromLocal8Bit(problem.message()) +
                                                     QLatin1StringView("); choose another RESULT_DIR")};
     lock.emplace(paths.lock);
-    lock->setStaleLockTime(0); // a long run is not a dead one
+    lock->setStaleLockTime(0); // the lock of a long run is not stale
     if (!take(*lock)) {
         lock.reset();
         return refusal{exit_status::bad_result,

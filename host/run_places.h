@@ -1,4 +1,4 @@
-/// The directories and files a run writes: checked before anything is made, unmade when the run is refused.
+/// The directories and files a run writes: checked before anything is made, removed again if the run is refused.
 #pragma once
 
 #include "host/extract_options.h"
@@ -10,7 +10,7 @@
 #include <atomic>
 #include <optional>
 
-/// Remove a directory of ours with all that is in it, even while another thread still makes files there.
+/// Remove one of the run's directories with its contents, even while another thread is still creating files there.
 void remove_whole(const QString &directory);
 
 class run_places
@@ -20,19 +20,19 @@ public:
     ~run_places();
     Q_DISABLE_COPY_MOVE(run_places)
 
-    /// Everything that would change evidence or spoil a result is refused.
+    /// Refuse anything that would change evidence or spoil a result.
     [[nodiscard]] maybe_refusal check(last_rows &before) const;
 
     /// Make the result directory and keep other runs out of it.
     [[nodiscard]] maybe_refusal make();
 
-    /// See that the log can be written.
+    /// Check that the log can be written.
     [[nodiscard]] maybe_refusal make_log();
 
-    /// From here on what was made stays.
+    /// From now on everything created stays.
     void keep() { kept = true; }
 
-    /// The process ends at once: remove what must not stay, even while another thread still makes files there.
+    /// The process is about to end: remove temporary files, even while another thread is still creating files there.
     void abandon() const;
 
 private:

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr int wake_up_signal = SIGUSR1;         // ends the thread
-constexpr timespec patience = {0, 900'000'000}; // for a run to end in good order
+constexpr timespec patience = {0, 900'000'000}; // for a run to end cleanly
 
 sigset_t watched_signals()
 {

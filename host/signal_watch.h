@@ -1,4 +1,4 @@
-/// SIGHUP, SIGINT, SIGQUIT and SIGTERM as a request to end a run in good order.
+/// Treats SIGHUP, SIGINT, SIGQUIT and SIGTERM as requests to end a run cleanly.
 #pragma once
 
 #include "host/refusal.h"
@@ -26,7 +26,7 @@ public:
     /// Called in the watching thread before it ends the process.
     void before_exit(std::function<void()> last_act);
 
-    /// The handlers are not called any more when this returns.
+    /// The handlers are no longer called once this returns.
     void forget_handler();
 
     /// The first signal, or 0 when none has come.

@@ -29,7 +29,7 @@ constexpr read_table cookie_tables[] = {
      "is_persistent"_L1},
 };
 
-constexpr QLatin1StringView whole; // the name has no further end
+constexpr QLatin1StringView whole; // `name_begin` is the whole name
 constexpr read_place mail_places[] = {{use::mail, mail_root, ""_L1, mbox_suffix, true}};
 constexpr read_place android_places[] = {
     {use::database, database_folder, "EmailProvider.db"_L1, whole, false, provider_tables},

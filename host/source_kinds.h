@@ -1,5 +1,5 @@
-/// The kinds of source: how each is recognised, which of its files are read, and what becomes of their tables. Whoever
-/// needs one of these facts asks this table.
+/// The kinds of source: how each is recognised, which of its files are read, and which tables they fill. This table is
+/// the only place for these facts.
 #pragma once
 
 #include <QLatin1StringView>
@@ -23,7 +23,7 @@ struct read_place
         mail,        ///< an mbox
         database,    ///< with its companions "-wal" and "-shm"
         settings,    ///< read whole
-        name_only,   ///< only asked whether it is there
+        name_only,   ///< only its existence is checked
         newer_store, ///< a mail store that no version of the plug-in reads
     };
 
@@ -62,17 +62,17 @@ inline constexpr QLatin1StringView warm_accounts_place("apps/com.google.android.
 /// Null for a scheme that is not known.
 [[nodiscard]] const source_kind *kind_of_scheme(QStringView scheme);
 
-/// What a file is to the plug-in when it lies at `path` below a source's root; null when nothing. A companion of a
-/// database counts as the database. Hidden mbox files are not seen.
+/// How the plug-in uses a file at `path` below a source's root; null when it does not. A companion of a database counts
+/// as the database. Hidden mbox files are ignored.
 [[nodiscard]] const read_place *place_of(QStringView path);
 
 /// True when the plug-in reads the content of a file at `path` below the root.
 [[nodiscard]] bool is_read_at(QStringView path);
 
-/// True for a file or folder that one of the plug-in's own walks lists: it logs what it cannot read there.
+/// True for a file or folder that the plug-in finds by listing folders: it logs those that it cannot read.
 [[nodiscard]] bool is_walked(QStringView path);
 
-/// True when the plug-in only asks whether there is a file at `path`.
+/// True when the plug-in only checks whether a file exists at `path`.
 [[nodiscard]] bool is_looked_for(QStringView path);
 
 /// `path` without the suffix of a database's companion.

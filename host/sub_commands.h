@@ -1,7 +1,7 @@
-/// The list of sub-commands: of the program, and of what is made from its help.
+/// The list of sub-commands, for the program and for pages generated from its help.
 #pragma once
 
 class command_line;
 
-/// Add all of them, in the order in which they are listed.
+/// Add all of them, in the order in which the help lists them.
 void add_sub_commands(command_line &line);

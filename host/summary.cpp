@@ -44,7 +44,7 @@ QString place_of(const ready_source &source)
            (source.user.isEmpty() ? QString() : QString(u" (" + source.user + u')'));
 }
 
-/// How far a table is from what its source should have given.
+/// Print by how many rows a table differs from the expectation.
 void print_missing_rows(const table_balance &table)
 {
     for (const difference &each : table.differences)

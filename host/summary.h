@@ -1,4 +1,4 @@
-/// What a run prints when it is done.
+/// The summary that a run prints at its end.
 #pragma once
 
 #include "host/extract_options.h"
@@ -12,7 +12,7 @@ struct run_summary
     QMap<QString, qint64> rows; ///< written, per table
     qint64 attachment_files = 0;
     qint64 failures = -1;          ///< -1 when there is no log to count them in
-    QStringList failure_lines;     ///< as the log has them
+    QStringList failure_lines;     ///< as logged
     QStringList failure_sentences; ///< the first of them, in words
     double seconds = 0;
     std::optional<reading_report> mail; ///< when the mail itself was read
@@ -26,5 +26,5 @@ struct run_summary
 constexpr qsizetype max_shown_failures = 10;
 
 /// On standard output, as text or, when the options say so, as one JSON object. As text, the last line is the SHA-256
-/// of run.json. Not everything that went wrong is in it: `complain` says when run.json could not be written.
+/// of run.json. It leaves out a run.json that could not be written: `complain` reports that.
 void print_summary(const run_summary &summary, const extract_options &options, const QList<source_record> &sources);

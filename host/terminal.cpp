@@ -14,10 +14,10 @@ namespace {
 
 constexpr int default_width = 80;
 
-/// The error that ended standard output; 0 while it takes what it is given.
+/// The error that ended standard output; 0 while it works.
 int output_error = 0;
 
-/// Control characters, marks that end a line, and marks that change the direction of writing.
+/// Control characters, line ends, and marks that change the direction of writing.
 bool is_obeyed(char16_t unit)
 {
     return unit < 0x20 || (unit >= 0x7F && unit <= 0x9F) || unit == 0x061C || unit == 0x200E || unit == 0x200F ||
@@ -39,7 +39,7 @@ void write_out(QByteArrayView bytes)
         output_error = errno != 0 ? errno : EIO;
 }
 
-/// Text of JSON: its own line feeds stay, everything else that is obeyed stands inside a string.
+/// JSON text: its own line feeds stay, all other characters to escape are inside strings.
 void print_json_text(const QByteArray &json)
 {
     QString text;

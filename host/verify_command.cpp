@@ -23,7 +23,7 @@ constexpr char verify_status_help[] =
     "  2  wrong usage\n"
     "  3  something differs, is missing, was not hashed or is not recorded, or a run\n"
     "     is in progress, was cancelled or failed\n"
-    "  4  RESULT_DIR has no record that can be read\n"
+    "  4  RESULT_DIR has no readable record\n"
     "  8  done, but standard output could not be written";
 
 const QStringList verdicts = {QStringLiteral("matches"),    QStringLiteral("differs"),
@@ -54,7 +54,7 @@ struct known_record
         return names;
     }
     [[nodiscard]] bool has_messages() const { return !emptied.contains(QLatin1StringView("messages")); }
-    /// Nothing is left of what the run wrote.
+    /// A later run emptied everything that this run wrote.
     [[nodiscard]] bool is_replaced() const
     {
         const QStringList filled = tables();
@@ -95,7 +95,7 @@ private:
     QMap<QString, qint64> counts;
     qint64 bytes_done = 0;
     qint64 bytes_in_all = 0;
-    bool is_unfinished = false; ///< a run did not come to its end
+    bool is_unfinished = false; ///< a run did not complete
 };
 
 maybe_refusal verification::read_record(const QString &path)
@@ -182,14 +182,14 @@ void verification::list_sources(const known_record &record)
                 add({path, given[u"sha256_before"].toString(), -1, QFileInfo(path).path()});
         }
         if (source[u"staged"].toBool())
-            continue; // members of an archive go with it
+            continue; // the hash of an archive covers its members
         const QString root = source[u"root"].toString();
         for (const QJsonValue &read : source[u"files"].toArray())
             add({root + read[u"source_file"].toString().mid(1), read[u"sha256_before"].toString(), -1, root});
     }
 }
 
-/// From the last run to the first: what a later one recorded of a file counts.
+/// From the last run to the first: the latest record of a file counts.
 void verification::list_files()
 {
     for (qsizetype i = records.size() - 1; i >= 0; --i) {
@@ -223,7 +223,7 @@ void verification::say(const QString &verdict, const QString &path)
     print(QStringLiteral("%1 %2").arg(verdict, -13).arg(path));
 }
 
-/// Files of the result that no record knows. (The lock is there while a run goes on.)
+/// Files of the result that no record lists. (The lock exists during a run.)
 void verification::find_unrecorded()
 {
     known.insert(paths.lock);

@@ -1,4 +1,4 @@
-/// `gmail_host verify`: whether a result, and its source, are still as the records of its runs say.
+/// `gmail_host verify`: checks whether a result and its source still match the records of its runs.
 #pragma once
 
 class command_line;

@@ -9,8 +9,8 @@
 
 namespace {
 
-// A separator line begins with "From ", also after a byte order mark. The plug-in has this rule in its splitter; this
-// is a second opinion, written independently, against which its rows are checked.
+// A separator line begins with "From ", also after a byte order mark. The plug-in's splitter has the same rule; this
+// one is written independently, so that its rows can be checked.
 constexpr QByteArrayView separator("From ");
 constexpr QByteArrayView marked_separator("\xEF\xBB\xBF"
                                           "From ");

@@ -1,4 +1,4 @@
-/// What one pass over a file's bytes shows: its size, SHA-256 and, of an mbox, the separator lines.
+/// Finds in one pass over a file's bytes its size, its SHA-256 and, for an mbox, the number of separator lines.
 #pragma once
 
 #include <QByteArray>
@@ -35,12 +35,12 @@ private:
     std::unique_ptr<hash_state> hash;
     bool counts;
     QByteArray line_begin;    ///< of a line that may be a separator, from the block before
-    bool inside_line = false; ///< of which enough is known
+    bool inside_line = false; ///< that is already known to be a separator or not
     qint64 bytes_in_all = 0;
     qint64 separator_lines = 0;
 };
 
-/// Called with the bytes of each block; false ends the pass.
+/// Called with the size of each block; false ends the pass.
 using on_block = std::function<bool(qint64 bytes)>;
 
 /// The SHA-256 of a file, empty when it cannot be read or `go_on` ended the pass.

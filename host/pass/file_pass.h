@@ -1,11 +1,11 @@
-/// One reading of a file: its bytes are handed, block by block, to everyone who wants them.
+/// Reads a file once and hands each block to all consumers.
 #pragma once
 
 #include "host/pass/digest.h"
 
 #include <span>
 
-/// What makes a file this very file, as the file system knows it. Equal before and after: it was neither written nor
+/// A file's identity as the file system knows it. If it is the same before and after, the file was neither written nor
 /// replaced in between.
 struct file_identity
 {
@@ -20,7 +20,7 @@ struct file_identity
 
 [[nodiscard]] file_identity identity_of(const QString &path);
 
-/// Someone who wants a file's bytes, in their order.
+/// Receives a file's bytes in order.
 class byte_consumer
 {
 public:
@@ -33,7 +33,7 @@ public:
 
 enum class pass_end {
     complete,
-    unreadable, ///< the file could not be opened, or not be read to its end
+    unreadable, ///< the file could not be opened or not read to its end
     stopped,    ///< `go_on` said so
 };
 

@@ -1,4 +1,4 @@
-/// A file that is read for another purpose, and hashed on the way.
+/// A file that is hashed while it is read for another purpose.
 #pragma once
 
 #include "host/pass/digest.h"
@@ -7,7 +7,7 @@
 
 #include <optional>
 
-/// Open it unbuffered. Whoever reads it may seek: bytes are hashed where they follow those that were hashed before.
+/// Open it unbuffered. The reader may seek: bytes are hashed if they follow those hashed before.
 class hashed_file : public QFile
 {
 public:
@@ -20,7 +20,7 @@ public:
     /// Hash what is read from now on. Call it before the first byte is read.
     void begin_hash() { digest.emplace(true, false); }
 
-    /// Read what was not read in its order, and give the SHA-256 of the whole file. Empty when the file was not to be
+    /// Read whatever was not read in order; returns the SHA-256 of the whole file. Empty when the file was not to be
     /// hashed, cannot be read to its end, or `go_on` ended it.
     [[nodiscard]] QString sha256(const on_block &go_on);
 

@@ -27,7 +27,7 @@ void work_queue::add(piece work, bool is_urgent)
     changed.notify_all();
 }
 
-/// `is_enough` is asked while the mutex is held.
+/// `is_enough` is called while the mutex is held.
 void work_queue::work_until(const std::function<bool()> &is_enough)
 {
     std::unique_lock lock(mutex);

@@ -1,4 +1,4 @@
-/// Work that is done beside the extraction, on a few threads.
+/// Work done on a few threads during the extraction.
 #pragma once
 
 #include <condition_variable>
@@ -9,17 +9,17 @@
 #include <vector>
 
 /// Pieces of work, begun in the order in which they are added. `threads` - 1 threads take them at any time; a thread
-/// that waits for a group takes them, too. So with one thread everything is done in turn, by the one that waits.
+/// that waits for a group takes them, too. So with one thread the one that waits does everything in turn.
 class work_queue
 {
 public:
     explicit work_queue(int threads);
-    /// Waits for what is being done; what was not begun is dropped.
+    /// Waits for work in progress; work that was not begun is dropped.
     ~work_queue();
     work_queue(const work_queue &) = delete;
     work_queue &operator=(const work_queue &) = delete;
 
-    /// True when nothing is done before somebody waits for it.
+    /// True when nothing is done until somebody waits for it.
     [[nodiscard]] bool works_in_turn() const { return workers.empty(); }
 
 private:
@@ -36,7 +36,7 @@ private:
     std::vector<std::thread> workers;
 };
 
-/// Pieces of work that are waited for together. What they write may be read after `wait`.
+/// Pieces of work that are waited for together. Their results may be read after `wait`.
 class work_group
 {
 public:
@@ -49,7 +49,7 @@ public:
     work_group(const work_group &) = delete;
     work_group &operator=(const work_group &) = delete;
 
-    /// `work` may add to the group itself. Urgent work is begun before what waits already.
+    /// `work` may add to the group itself. Urgent work is begun before work that is already waiting.
     void add(std::function<void()> work, bool is_urgent = false);
 
     /// Work along until all of the group is done.

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr qsizetype max_waiting = 10'000; // what comes on top of them is hashed at the end
+constexpr qsizetype max_waiting = 10'000; // any more are hashed at the end
 constexpr qsizetype names_at_a_time = 64;
 constexpr std::chrono::milliseconds between_looks(10); // being woken for each file would cost the extraction more
 
@@ -98,7 +98,7 @@ void attachment_hashes::begin_rest(const QStringList &names)
     is_over = true;
     if (listener.joinable())
         listener.join();
-    group.wait(); // what was written last may still be hashed as it was before
+    group.wait(); // earlier contents of the last files may still be being hashed
     for (const QString &name : names) {
         const file_identity now = identity_of(directory + name);
         if (is_current(name, now))

@@ -1,4 +1,4 @@
-/// The hashes of the attachments that a run writes, made while it still writes others.
+/// Hashes the attachments of a run while it is still writing others.
 #pragma once
 
 #include "host/pass/file_pass.h"
@@ -17,17 +17,17 @@ struct written_file
     QString sha256; ///< empty when it was not hashed
 };
 
-/// Learns from the system which files of a directory were written and closed, and hashes them on the queue. What it
-/// does not hear of, because there were too many at once, is hashed at the end.
+/// Learns from the system which files of a directory were written and closed, and hashes them on the queue. Files that
+/// it misses, because there were too many at once, are hashed at the end.
 class attachment_hashes
 {
 public:
-    /// The directory may not be there yet. `go_on` is asked for each block, from several threads.
+    /// The directory need not exist yet. `go_on` is called for each block, from several threads.
     attachment_hashes(QString directory, work_queue &queue, on_block go_on);
     ~attachment_hashes();
     Q_DISABLE_COPY_MOVE(attachment_hashes)
 
-    /// No more files are written: begin to hash those of `names` that were not, or that changed since.
+    /// All files are written: begin to hash those of `names` that were not hashed, or have changed since.
     void begin_rest(const QStringList &names);
 
     /// Wait for that.
@@ -36,7 +36,7 @@ public:
     /// After `finish`: the size and the hash of a file, which is empty when `go_on` ended the hashing.
     [[nodiscard]] written_file file(const QString &name);
 
-    /// Bytes that `begin_rest` found to read.
+    /// Bytes that were left for `begin_rest` to read.
     [[nodiscard]] qint64 bytes_of_rest() const { return rest; }
 
 private:
@@ -56,7 +56,7 @@ private:
     work_queue &queue;
     on_block go_on;
     qint64 rest = 0;
-    std::mutex mutex; ///< of what is hashed
+    std::mutex mutex; ///< of `done`
     QHash<QString, hashed> done;
     std::atomic<qsizetype> waiting = 0; ///< files that are on the queue
     std::atomic_bool is_over = false;

@@ -27,7 +27,7 @@ QString path_of(const ready_source &source, const source_file &file)
 
 } // namespace
 
-/// Each look writes what belongs to it; the other threads read that when they have waited for it.
+/// Each look writes only its own members; the other threads read them after waiting for it.
 struct evidence_check::looked_at
 {
     QString path;
@@ -140,7 +140,7 @@ void evidence_check::look_first(looked_at &file, counted_source *of)
         count(*of);
 }
 
-/// Once all files of the source are read.
+/// Called once all files of the source are read.
 void evidence_check::count(counted_source &of)
 {
     for (qsizetype i = 0; i < of.source.files.size(); ++i)
@@ -175,7 +175,7 @@ void evidence_check::finish_first_look(std::size_t number, ready_source &source)
     source.expected = of.source.expected;
 }
 
-/// After the extraction the large files are begun first, before attachments that wait.
+/// After the extraction the large files go first, before attachments that are waiting.
 void evidence_check::begin_second_look(looked_at &file, bool is_urgent)
 {
     if (std::exchange(file.has_second_look, true))
@@ -215,7 +215,7 @@ QStringList evidence_check::changes_of(ready_source &source) const
     const auto compare = [&](const QString &path, QString &after) {
         const looked_at &file = *files.at(path);
         after = file.after;
-        // The first hash is made beside the extraction: a file that was written to before it has equal hashes.
+        // The first hash is made during the extraction: a file that was changed before that has equal hashes.
         const bool was_written_to = file.identity_before.size != file.identity_after.size ||
                                     file.identity_before.modified != file.identity_after.modified;
         const bool is_same = how == again::hash ? file.before == file.after && !was_written_to

@@ -1,5 +1,4 @@
-/// Whether evidence is the same before and after a run, and how many rows it should give: found out beside the
-/// extraction.
+/// Checks during the extraction whether evidence stays the same, and counts the rows that it should give.
 #pragma once
 
 #include "host/pass/file_pass.h"
@@ -13,11 +12,11 @@
 class evidence_check
 {
 public:
-    /// `again` is how a file is looked at for the second time: read and hashed, or its identity compared.
+    /// How a file is checked the second time: read and hashed, or by comparing its identity.
     enum class again { hash, identity };
     using when_counted = std::function<void(const expected_rows &)>;
 
-    /// `go_on` is asked for each block, from several threads.
+    /// `go_on` is called for each block, from several threads.
     evidence_check(work_queue &queue, on_block go_on, again how);
     ~evidence_check();
     Q_DISABLE_COPY_MOVE(evidence_check)
@@ -30,7 +29,7 @@ public:
     /// the order of `begin`.
     void finish_first_look(std::size_t number, ready_source &source);
 
-    /// The plug-in is done with this file, or with all of a source: look at it again. A second call changes nothing.
+    /// Look at this file, or at all of a source, again: the plug-in is done with it. A second call changes nothing.
     void look_again(const QString &path);
     void look_again(const ready_source &source);
 
@@ -40,7 +39,7 @@ public:
     /// After `finish`: fill in the second hashes; the result is one line for each file that changed.
     [[nodiscard]] QStringList changes_of(ready_source &source) const;
 
-    /// Bytes that are to be read in all, as far as known.
+    /// Bytes to read in all, as far as known.
     [[nodiscard]] qint64 bytes_in_all() const { return bytes; }
 
 private:

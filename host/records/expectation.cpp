@@ -16,8 +16,8 @@
 
 namespace {
 
-/// Rows of a table; negative when they cannot be counted. A view, which may have no end, is not counted; a damaged
-/// file, which may lead in circles, not beyond what it has room for.
+/// Rows of a table; negative when they cannot be counted. A view, which may be endless, is not counted. A damaged file
+/// may lead in circles, so counting stops at as many rows as the file has bytes.
 qint64 rows_of(const QSqlDatabase &db, QLatin1StringView table, qint64 file_size)
 {
     QSqlQuery query(db);
@@ -36,7 +36,7 @@ qint64 rows_of(const QSqlDatabase &db, QLatin1StringView table, qint64 file_size
     return rows < file_size ? rows : -1;
 }
 
-/// How many accounts were warmed up most recently; each account is paired with every one of them.
+/// The number of most recently warmed-up accounts; each account is paired with every one of them.
 qint64 count_warm_accounts(const QString &path)
 {
     QFile file(path);
@@ -98,7 +98,7 @@ private:
             if (rows < 0) {
                 expected.remarks.append(QStringLiteral("%1: rows of %2 cannot be counted").arg(file.place, table.name));
                 unknown.append(table.result_table);
-                continue; // the columns of a view are worked out, which alone can take without end
+                continue; // working out a view's columns can alone take for ever
             }
             if (const QString lacking = missing_columns(db, table); !lacking.isEmpty())
                 expected.faults.append(

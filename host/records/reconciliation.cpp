@@ -18,8 +18,8 @@ QString reason_of(const run_circumstances &run)
     return run.failures_logged ? QStringLiteral("failures recorded in the debug log") : QStringLiteral("not explained");
 }
 
-/// Rows per mbox of the rows behind `begin`. Rows of one file stand together: where the first and the last row of an
-/// expected number are of the same file, all between are, and need not be read.
+/// Rows per mbox of the rows after `begin`. Rows of one file are contiguous: if the first and the last row of an
+/// expected number are of the same file, so are all between, and they need not be read.
 class rows_per_mbox
 {
 public:

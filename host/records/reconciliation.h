@@ -1,4 +1,4 @@
-/// What a source should have given against what it gave.
+/// Compares the rows that a source gave with those expected of it.
 #pragma once
 
 #include "host/result_database.h"
@@ -13,7 +13,7 @@ struct difference
 struct table_balance
 {
     QString table;
-    qint64 expected = -1; ///< rows, -1 when that cannot be told
+    qint64 expected = -1; ///< rows, -1 when unknown
     qint64 written = 0;
     QList<difference> differences;
 };
@@ -26,7 +26,7 @@ struct mbox_balance
     QList<difference> differences;
 };
 
-/// What one source gave.
+/// The rows that one source gave.
 struct source_balance
 {
     QList<table_balance> tables;
@@ -34,15 +34,15 @@ struct source_balance
     bool unexplained = false;      ///< rows are missing or too many, and no failure in the log says why
 };
 
-/// How the run went, as far as it explains rows that are not there.
+/// Facts about the run that explain missing rows.
 struct run_circumstances
 {
     QStringList tables; ///< that were to be filled
     bool cancelled = false;
-    bool extracts_rows = true; ///< false for engine types that get none
+    bool extracts_rows = true; ///< false for engine types that extract none
     bool failures_logged = false;
 };
 
-/// `before` and `after` are the last rows of the result around the source's extraction.
+/// `before` and `after` are the last rows of the result before and after the source's extraction.
 [[nodiscard]] source_balance reconcile(const ready_source &source, const QString &database, const last_rows &before,
                                        const last_rows &after, const run_circumstances &run);

@@ -18,7 +18,7 @@ namespace {
 constexpr qsizetype max_failure_lines = 1000;
 constexpr qsizetype room_kept = 256 * 1024; ///< bytes, for the final record on a disk that is full by then
 
-/// Null for what is not known.
+/// Null when unknown.
 QJsonValue text_or_null(const QString &text)
 {
     return text.isEmpty() ? QJsonValue() : QJsonValue(text);
@@ -171,7 +171,7 @@ QJsonObject json_of(const run_record &record, const extract_options &options)
     };
 }
 
-/// One line per file, the content of which is known from its name.
+/// One line per file; its name shows its hash.
 void write_parts(QFileDevice &file, const QStringList &names, const QString &directory)
 {
     constexpr qsizetype size_of_hash = 64; // letters
@@ -205,7 +205,7 @@ QString utc_text(const QDateTime &time)
 
 namespace {
 
-/// False, with `problem` set, when the disk did not take all of it; an earlier record is still there then.
+/// False, with `problem` set, when the disk did not take all of it; an earlier record is then kept.
 bool write_whole(const result_paths &paths, const run_record &record, const extract_options &options,
                  attachment_hashes *hashes, QString &problem)
 {
@@ -229,7 +229,7 @@ bool write_whole(const result_paths &paths, const run_record &record, const extr
     return false;
 }
 
-/// Let go of the blanks at the end of the record of a run in progress.
+/// Free the blanks at the end of the record of a run in progress.
 void free_kept_room(const QString &path)
 {
     QFile file(path);

@@ -13,7 +13,7 @@
 
 #include <optional>
 
-/// What is written of one source.
+/// The part of the record that is about one source.
 struct source_record
 {
     ready_source source;
@@ -24,7 +24,7 @@ struct source_record
 /// The debug log as it was when the run ended. Later runs may append to it.
 struct recorded_log
 {
-    QString path; ///< below the result's directory when it lies there, else absolute
+    QString path; ///< relative when it is in the result's directory, else absolute
     qint64 size = 0;
     QString sha256; ///< of its first `size` bytes
 };
@@ -40,18 +40,18 @@ struct run_record
     QStringList failure_lines;
     QStringList attachments; ///< names of the files that the run wrote into "Attachments"
     written_file database;
-    QJsonObject mail; ///< counts of what was read of the mail itself and compared; empty when it was not read
+    QJsonObject mail; ///< counts from reading the mail itself and comparing it; empty when it was not read
     written_file mail_database;
     QStringList parts;   ///< names of the files in "Parts", which begin with their SHA-256
-    QString compared_by; ///< how the source was looked at again: "hash", "identity", or empty for not at all
-    std::optional<recorded_log> log; ///< none without a log, and while the run goes on
+    QString compared_by; ///< how the source was checked again: "hash", "identity", or empty if it was not
+    std::optional<recorded_log> log; ///< none without a log or while the run is in progress
 };
 
 /// Version of run.json's format.
 inline constexpr int run_record_format = 1;
 
 /// Write the record in one step, so that a reader never sees half of it. The record of a run in progress ends in blanks
-/// that keep room on the disk for the final one. `hashes`, where there are any, knows the attachments.
+/// that keep room on the disk for the final one. `hashes`, unless null, has those of the attachments.
 [[nodiscard]] maybe_refusal write_run_record(const result_paths &paths, const run_record &record,
                                              const extract_options &options, attachment_hashes *hashes);
 
