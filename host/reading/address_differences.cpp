@@ -18,7 +18,7 @@ QStringList shown_names(const QList<mail_address> &addresses)
     return names;
 }
 
-/// A name as the header writes it without quotation marks and the backslashes inside them.
+/// A name as the header writes it, but without quotation marks and the backslashes inside them.
 QString unquoted(const QString &name)
 {
     QString text = name.trimmed();
@@ -68,12 +68,12 @@ QByteArray why_other_recipients(const QString &of_row, const QList<mail_address>
     if (nameless)
         return "Names and addresses are paired by position: a recipient without a name shifts those after it.";
     if (comma_in_name)
-        return "The list is cut at every comma, also at the one inside a name.";
+        return "The list is cut at every comma, even inside a name.";
     if (place.lines == 1 && place.first_line.contains(','))
-        return "A line of recipients that contains a comma takes in the line after it, here that of another field.";
+        return "A line of recipients that contains a comma is read together with the next line, here of another field.";
     if (place.continues)
-        return "A folded list of recipients is read for as long as its lines end in a comma, the first one apart.";
-    return "The list is cut at every comma and \"<\" and every second piece is kept as it is written.";
+        return "A folded list of recipients is read only as long as its lines, except the first, end in a comma.";
+    return "The list is cut at every comma and \"<\", and every second piece is kept as written.";
 }
 
 } // namespace
@@ -124,26 +124,26 @@ value_reading sender_read(const QString &of_row, const QList<mail_address> &send
     if (of_row.isEmpty())
         return {"missing", "The sender begins on the second line of the field; only the first line is read."};
     if (senders.isEmpty())
-        return {"surplus", "The row has the field as it is written; it contains no address that can be read."};
+        return {"surplus", "The row has the field as written; no address can be read from it."};
     const bool begins_with_name = place.continues && !place.first_line.contains('<');
     if (has_mime_word(of_row))
         return begins_with_name
-                   ? value_reading{"shortened", "Only the first line of the folded sender is read, its MIME words "
-                                                "are stored as they are written."}
-                   : value_reading{"undecoded", "MIME words (=?...?=) are stored as they are written."};
+                   ? value_reading{"shortened", "Only the first line of the folded sender is read, and its MIME words "
+                                                "are stored as written."}
+                   : value_reading{"undecoded", "MIME words (=?...?=) are stored as written."};
     if (is_sender(unquoted(of_row), senders))
-        return {"undecoded", "The name is stored as it is written, with its quotation marks."};
+        return {"undecoded", "The name is stored as written, with its quotation marks."};
     if (of_row.endsWith(u'>') && is_sender(of_row.chopped(1), senders))
         return {"other", "An address in angle brackets without a name keeps its closing bracket."};
     if (has_other_letters(of_row))
-        return {"undecoded", "The sender's bytes are read as UTF-8, which they are not."};
+        return {"undecoded", "The sender's bytes are not UTF-8 but are read as if they were."};
     if (senders.size() > 1)
         return {"other", "The field has several senders; it is cut at each \"<\" and every second piece is kept."};
     if (begins_with_name)
         return {"shortened", "Only the first line of the folded sender is read."};
     if (of_row.contains(u'('))
-        return {"other", "A name in parentheses is not told from the address it follows."};
-    return {"other", "The sender is cut at \"<\" only, and what precedes it is stored as it is written."};
+        return {"other", "A name in parentheses is not separated from the address before it."};
+    return {"other", "The sender is cut only at \"<\", and the text before it is stored as written."};
 }
 
 value_reading recipients_read(const QString &of_row, const QList<mail_address> &recipients, const mark_place &place)
@@ -152,15 +152,15 @@ value_reading recipients_read(const QString &of_row, const QList<mail_address> &
         return {"missing", "The recipients begin on the second line of the field; a first line without a comma is not "
                            "continued."};
     if (recipients.isEmpty())
-        return {"surplus", "The row has the field as it is written; it contains no address that can be read."};
+        return {"surplus", "The row has the field as written; no address can be read from it."};
     const QStringList names = shown_names(recipients);
     QStringList pieces = pieces_of(of_row);
     std::transform(pieces.begin(), pieces.end(), pieces.begin(), unquoted);
     if (pieces == names)
-        return {"undecoded", "The names are stored as they are written, with their quotation marks."};
+        return {"undecoded", "The names are stored as written, with their quotation marks."};
     const bool encoded = has_mime_word(of_row);
     if (encoded && pieces.size() == names.size())
-        return {"undecoded", "MIME words (=?...?=) are stored as they are written."};
+        return {"undecoded", "MIME words (=?...?=) are stored as written."};
     if (are_some_of(pieces, names)) {
         const bool nameless = std::any_of(recipients.cbegin(), recipients.cend(),
                                           [](const mail_address &each) { return each.name.isEmpty(); });
@@ -177,8 +177,8 @@ value_reading recipients_read(const QString &of_row, const QList<mail_address> &
     if (place.lines > 2 && pieces.size() < names.size())
         return {"shortened", "Only the first two lines of the folded list of recipients are read."};
     if (encoded)
-        return {"undecoded", "MIME words (=?...?=) are stored as they are written."};
+        return {"undecoded", "MIME words (=?...?=) are stored as written."};
     if (pieces.size() == names.size() && has_other_letters(of_row))
-        return {"undecoded", "The names' bytes are read as UTF-8, which they are not."};
+        return {"undecoded", "The names' bytes are not UTF-8 but are read as if they were."};
     return {"other", why_other_recipients(of_row, recipients, place)};
 }

@@ -1,4 +1,4 @@
-/// Senders and recipients: what a row has of them, and why it is not what the mail's header says.
+/// Explains why a row's sender or recipients are not those of the mail's header.
 #pragma once
 
 #include "host/reading/header_lines.h"
@@ -6,7 +6,7 @@
 
 #include <QStringList>
 
-/// What was made of a header field that was found.
+/// How a header field that was found was read.
 struct value_reading
 {
     QByteArray kind; ///< of the difference
@@ -16,13 +16,13 @@ struct value_reading
 /// The mail's addresses of a role, in their order.
 [[nodiscard]] QList<mail_address> addresses_of(const mail_record &mail, QByteArrayView role);
 
-/// True when the text of a row is the name or the address of one of them; of nobody, when it is empty.
+/// True when the text of a row is the name or the address of one of them, or empty when there are none.
 [[nodiscard]] bool is_sender(const QString &of_row, const QList<mail_address> &senders);
 
-/// True when the text of a row is their names, separated by commas; of those without a name, their addresses.
+/// True when the text of a row is their names, or addresses where they have no name, separated by commas.
 [[nodiscard]] bool are_recipients(const QString &of_row, const QList<mail_address> &recipients);
 
-/// Why the row has another sender, other recipients, although the field itself was read.
+/// Why the row has another sender, or other recipients, although the field itself was read.
 [[nodiscard]] value_reading sender_read(const QString &of_row, const QList<mail_address> &senders,
                                         const mark_place &place);
 [[nodiscard]] value_reading recipients_read(const QString &of_row, const QList<mail_address> &recipients,

@@ -12,7 +12,7 @@ namespace {
 
 constexpr qsizetype max_body_folders = 1000;
 constexpr qint64 max_body_file = qint64(64) * 1024 * 1024;            ///< bytes
-constexpr qsizetype max_inflated_bytes = qsizetype(16) * 1024 * 1024; ///< and so many times what is stored:
+constexpr qsizetype max_inflated_bytes = qsizetype(16) * 1024 * 1024; ///< plus this multiple of the stored size:
 constexpr qsizetype max_inflated_ratio = 8;
 
 } // namespace
@@ -61,7 +61,7 @@ QByteArray inflated_body(const QByteArray &compressed, QByteArrayList &problems)
     }
     inflateEnd(&stream);
     if (result == Z_OK)
-        problems.append("The compressed body is far larger than what is stored; what is beyond " +
+        problems.append("The compressed body expands to far more than its stored size; all after " +
                         QByteArray::number(bytes.size()) + " bytes was left out.");
     else if (result != Z_STREAM_END)
         problems.append(bytes.isEmpty() ? "The compressed body is damaged and could not be read."

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-/// The files that hold the bodies of a provider database's mails.
+/// The files that contain the bodies of a provider database's mails.
 class body_files
 {
 public:
@@ -22,11 +22,11 @@ private:
     QStringList folders;
 };
 
-/// What a zlib stream contains, up to a limit. Damage, and what was left out, is added to `problems`.
+/// The contents of a zlib stream, up to a limit. Damage, and anything left out, is added to `problems`.
 [[nodiscard]] QByteArray inflated_body(const QByteArray &compressed, QByteArrayList &problems);
 
 /// The bytes of a regular file; empty when it is not one, cannot be read, or has more than `max_bytes`.
 [[nodiscard]] QByteArray bytes_of_file(const QString &path, qint64 max_bytes);
 
-/// Blanks around the number do not count.
+/// Ignores blanks around the number.
 [[nodiscard]] bool is_whole_number(const QByteArray &text);

@@ -8,7 +8,7 @@ namespace {
 
 constexpr QLatin1StringView companions[] = {QLatin1StringView(""), QLatin1StringView("-wal")};
 
-/// Copies a file; what is not a regular file is not opened.
+/// Copies a file; anything but a regular file is not opened.
 bool copy_file(const QString &from, const QString &to)
 {
     return QFileInfo(from).isFile() && QFile::copy(from, to) &&
@@ -56,7 +56,7 @@ bool android_database::read(sqlite_statement &rows, const QByteArray &table, con
     entry.bind(table);
     if (!entry.next())
         return false;
-    if (!entry.text(0).startsWith("CREATE TABLE ")) { // SQLite writes it so for every ordinary table
+    if (!entry.text(0).startsWith("CREATE TABLE ")) { // SQLite stores every ordinary table like this
         refused = QStringLiteral("%1 is not an ordinary table and was not read").arg(QString::fromUtf8(table));
         return false;
     }
@@ -70,7 +70,7 @@ bool android_database::read(sqlite_statement &rows, const QByteArray &table, con
     QByteArrayList selected;
     for (const QByteArray &column : columns) {
         if (worked_out.contains(column.toLower())) {
-            refused = QStringLiteral("%1.%2 is worked out while it is read and was not read")
+            refused = QStringLiteral("%1.%2 is a computed column and was not read")
                           .arg(QString::fromUtf8(table), QString::fromUtf8(column));
             return false;
         }

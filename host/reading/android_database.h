@@ -1,4 +1,4 @@
-/// One table of a database of unknown origin, read row by row from a private copy. Only ordinary tables are read.
+/// Reads one table of an untrusted database row by row from a private copy. Only ordinary tables are read.
 #pragma once
 
 #include "host/sqlite.h"
@@ -18,8 +18,8 @@ public:
     [[nodiscard]] bool open(const QString &path, const QString &folder);
 
     /// Prepare a query for the rows of a table in the order in which they are stored. A column that the table does not
-    /// have is NULL. False when there is no such table; also, with `failure` set, for what is not an ordinary table or
-    /// when one of these columns is worked out while reading.
+    /// have is NULL. False when there is no such table; also, with `failure` set, when it is not an ordinary table or
+    /// one of these columns is computed.
     [[nodiscard]] bool read(sqlite_statement &rows, const QByteArray &table, const QByteArrayList &columns);
 
     /// A sentence without the file's name; empty while all is well. Reading a damaged table sets it, too.

@@ -51,7 +51,7 @@ enum store_column {
     store_compressed
 };
 
-/// A text of milliseconds as the extraction makes seconds of it; none for an empty one.
+/// Milliseconds as text, converted to seconds as the extraction does it; none for an empty text.
 std::optional<qint64> seconds_of(const QByteArray &milliseconds)
 {
     const QByteArray text = milliseconds.trimmed();
@@ -298,7 +298,7 @@ void android_mails::set_body(const QByteArray &body, mail_record &mail) const
                        .is_text = true});
 }
 
-/// Of the provider database attachments are cached under their id; of a mail store only their names are known.
+/// Attachments in the provider database are cached under their id; of those in a mail store only the names are known.
 void android_mails::read_attachments(const QByteArray &key, mail_record &mail, QByteArrayList &listed,
                                      const part_writer &write_part)
 {

@@ -1,7 +1,7 @@
 /// Mails of the Gmail application on Android: from the provider database with its body files, and from the mail stores.
 ///
-/// The values of the rows are the values of the same columns, so a row differs from its mail only where the extraction
-/// leaves something out, the compressed body of a mail store above all.
+/// The rows have the values of the same columns, so a row differs from its mail only where the extraction leaves
+/// something out, above all the compressed body of a mail store.
 #pragma once
 
 #include "host/reading/android_bodies.h"
@@ -17,10 +17,10 @@ public:
     /// tables are made in `folder`, which exists and ends in "/".
     android_mails(QString root, QString place, QString folder);
 
-    /// False when there is nothing to read, or it cannot be read: then `failure` says why.
+    /// False when there is nothing to read, or when it cannot be read: then `failure` says why.
     [[nodiscard]] bool open();
 
-    /// The next mail, its source, file and ordinal apart. False after the last one.
+    /// The next mail, without its source, file and ordinal. False after the last one.
     [[nodiscard]] bool next(mail_record &mail, const part_writer &write_part);
 
     /// A sentence that names the file; empty while all is well.
@@ -48,6 +48,6 @@ private:
     bool is_provider;
     std::optional<body_files> bodies; ///< of a provider database
     android_database database;
-    sqlite_connection gathered; ///< what belongs to mails, by their key
+    sqlite_connection gathered; ///< attachments and labels, by the key of their mail
     sqlite_statement rows, attachments_of, labels_of;
 };

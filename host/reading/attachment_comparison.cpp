@@ -29,7 +29,7 @@ QByteArrayList files_in(const QByteArray &listed)
 }
 
 /// The path of a file that a row lists, below one of two directories; empty when it would lead elsewhere. A name with a
-/// NUL was used up to it.
+/// NUL ends there.
 QByteArray path_of(const QString &result, const QString &source_root, const QByteArray &listed)
 {
     const QByteArray name(listed.constData());
@@ -87,7 +87,7 @@ private:
     QFile file;
 };
 
-/// True when all of `shorter` is what `longer` begins with.
+/// True when `longer` begins with all of `shorter`.
 bool begins_with(compared_content &longer, compared_content &shorter)
 {
     for (QByteArray block = shorter.read(block_size); !block.isEmpty(); block = shorter.read(block_size)) {

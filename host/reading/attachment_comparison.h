@@ -1,4 +1,4 @@
-/// Each stored attachment file against the part of the mail that it came from.
+/// Compares each stored attachment file with the part of the mail that it came from.
 #pragma once
 
 #include "host/reading/mail_database.h"
@@ -34,16 +34,16 @@ public:
     /// `directory`, which ends in "/", has the files of the rows in "Attachments/" and those of the parts in "Parts/".
     attachment_comparison(QString directory, mail_database &database);
 
-    /// Files that rows name with a "/" in front are below this directory, which does not end in "/".
+    /// Files whose names in rows begin with "/" are below this directory, which does not end in "/".
     void set_source_root(const QString &root) { source_root = root; }
 
-    /// Take in what a row lists (the text of `export_file_paths`), made of this mail (0 for none) or of lines inside
-    /// it. `parts` has the path of a part for each file, empty where none is known; it is empty when nothing is known
-    /// of the row. `stored` gains the paths of the parts that the files came from.
+    /// Compare the files that a row lists (the text of `export_file_paths`); the row was made of this mail (0 for none)
+    /// or of lines inside it. `parts` has the path of a part for each file, empty where none is known; it is empty when
+    /// nothing is known of the row. `stored` gains the paths of the parts that the files came from.
     void compare(qint64 mail, qint64 row, const QByteArray &listed, const QByteArrayList &parts,
                  QSet<QByteArray> &stored);
 
-    /// All rows of a mail were taken in: its parts that are not among `stored` are missing. `row` is the mail's own.
+    /// Call it after all rows of a mail: its parts that are not among `stored` are missing. `row` is the mail's own.
     void finish(qint64 mail, std::optional<qint64> row, const QSet<QByteArray> &stored);
 
     [[nodiscard]] const counts &counted() const { return files; }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr char replacement[] = "\xEF\xBF\xBD"; // U+FFFD
 constexpr qsizetype max_problems = 100;        // of one mail
-constexpr qsizetype max_charset_name = 64;     // of a charset that is looked for
+constexpr qsizetype max_charset_name = 64;     // bytes; no known name is longer
 
 class converter
 {
@@ -19,7 +19,7 @@ public:
         static_cast<void>(lenient_options()); // GMime's table of charset names is ready after this
         const bool plain = !charset.isEmpty() && charset.size() <= max_charset_name &&
                            std::all_of(charset.begin(), charset.end(), [](char c) { return c > ' ' && c < 0x7f; });
-        // "//" and what follows would change how the C library converts.
+        // "//" and anything after it would change how the C library converts.
         if (plain && !charset.contains('/'))
             handle = g_mime_iconv_open("UTF-8", charset.constData());
     }
@@ -32,7 +32,7 @@ public:
 
     [[nodiscard]] bool is_open() const { return handle != not_open(); }
 
-    /// The bytes in UTF-8, with U+FFFD for each byte that means nothing.
+    /// The bytes in UTF-8, with U+FFFD for each byte that cannot be converted.
     QByteArray convert(QByteArrayView bytes, qsizetype &replaced)
     {
         QByteArray result;
@@ -128,7 +128,7 @@ QByteArray to_utf8(QByteArrayView bytes, const QByteArray &charset, const QByteA
         return bytes.toByteArray();
     }
     if (declared == "utf-8" || declared == "utf8") {
-        // Mostly UTF-8: a few bytes of it are damaged.
+        // Mostly UTF-8, with a few damaged bytes.
         QByteArray result = converter("utf-8").convert(bytes, replaced);
         note_replaced("utf-8");
         return result;

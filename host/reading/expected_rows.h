@@ -1,5 +1,5 @@
-/// The rows that the extraction makes of a mail, as they are expected when it is read: by them the rows that were
-/// really written are matched with it, and compared with it, without parsing it again.
+/// Predicts, while a mail is read, the rows that the extraction makes of it. Later the rows really written are matched
+/// and compared with the mail by these, without parsing it again.
 #pragma once
 
 #include "host/reading/row_differences.h"
@@ -11,7 +11,7 @@ struct expected_row
     QByteArrayList attachment_parts;   ///< for each file that the row lists, the path of its part; empty when in none
 };
 
-/// What is compared of a row, and the number of files that it lists, in 16 bytes.
+/// The compared values of a row and the number of files that it lists, as a digest of 16 bytes.
 [[nodiscard]] QByteArray digest_of(const row_values &row, qsizetype files);
 
 /// Fills `mail.foreseen_rows`: one for each line of the mail that begins with "From ". `bytes` are the mail's, its

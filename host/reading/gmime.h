@@ -1,4 +1,4 @@
-/// GMime with ownership: what is made here is freed here.
+/// Owning pointers to objects of GMime.
 #pragma once
 
 #include <gmime/gmime.h>
@@ -15,7 +15,7 @@ struct gmime_deleter
 template <typename Type>
 using gmime_object = std::unique_ptr<Type, gmime_deleter>;
 
-/// The options all parsing of fields uses: as lenient as GMime can be.
+/// The options for parsing any field: as lenient as GMime can be.
 [[nodiscard]] inline GMimeParserOptions *lenient_options()
 {
     static const std::unique_ptr<GMimeParserOptions, gmime_deleter> options = [] {

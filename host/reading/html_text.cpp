@@ -68,7 +68,7 @@ QByteArray character(QByteArrayView reference)
     return valid ? QString::fromUcs4(&code, 1).toUtf8() : QByteArray();
 }
 
-/// Appends the character that the reference at `at` means, or "&"; the end of what was read.
+/// Appends the character that the reference at `at` means, or "&"; returns the end of the reference.
 qsizetype take_reference(QByteArrayView html, qsizetype at, QByteArray &text)
 {
     const QByteArrayView window = html.sliced(at + 1, std::min(max_reference, html.size() - at - 1));

@@ -1,4 +1,4 @@
-/// How much of a mail is read. What is beyond keeps its row with place, hash and a note in `problems`.
+/// How much of a mail is read. Anything beyond keeps its row with place, hash and a note in `problems`.
 #pragma once
 
 #include <QtGlobal>

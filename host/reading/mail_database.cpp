@@ -10,8 +10,8 @@
 
 namespace {
 
-// Nothing is forced to the disk before the end: a process that is killed leaves whole transactions all the same, and
-// what a power failure spoils can be read again.
+// Nothing is forced to the disk before the end: a killed process still leaves whole transactions, and anything that a
+// power failure spoils can be read again.
 constexpr char settings[] = "PRAGMA synchronous = OFF; PRAGMA cache_size = -12000;";
 
 // The words of a transaction are gathered in memory, and merged with earlier ones as rarely as possible.
@@ -21,7 +21,7 @@ constexpr char search_settings[] = "INSERT INTO mail_search (mail_search, rank) 
 constexpr char page_size[] = "PRAGMA page_size = 32768;";
 
 // Tables whose rows are looked up by mail are stored in that order and need no index for it. The search has an index of
-// words only; the texts come from the tables. `html_text` is the text of mails that have HTML alone.
+// words only; the texts come from the tables. `html_text` is the text of mails that have only HTML.
 constexpr char schema[] = R"(
 CREATE TABLE meta (key TEXT PRIMARY KEY, value TEXT) WITHOUT ROWID;
 CREATE TABLE mail (
@@ -72,7 +72,7 @@ CREATE TEMP TABLE row_separator (
     digest BLOB, expected_row BLOB, PRIMARY KEY (source_file_number, ordinal)) WITHOUT ROWID;
 )";
 
-/// Several texts as one, for the search.
+/// Joins texts for the search.
 void append_words(QByteArray &words, const QByteArray &more)
 {
     if (!words.isEmpty() && !more.isEmpty())
@@ -90,7 +90,7 @@ qint64 number_from(sqlite_connection &file, const char *query)
 
 QByteArray row_note_until_compared(qint64 mail)
 {
-    constexpr int bits_of_sizes[] = {7, 15, 23, 31, 47}; // of SQLite's integers, their sign apart
+    constexpr int bits_of_sizes[] = {7, 15, 23, 31, 47}; // of SQLite's integers, without their sign
     constexpr int sizes[] = {1, 2, 3, 4, 6};             // bytes
     int size = 8;
     for (std::size_t i = std::size(sizes); i-- > 0;)

@@ -1,9 +1,9 @@
 /// `Mail.sqlite`: its tables, and writing to them.
 ///
 /// It is filled in two phases by one process through one object of this class. Phase 1 (reading) inserts the mails of
-/// all sources in their order, with their addresses, labels, references and parts; it needs no rows and runs beside the
+/// all sources in their order, with their addresses, labels, references and parts; it needs no rows and runs during the
 /// extraction. Phase 2 (comparison) begins once the extraction has ended: it finds the row of each mail and writes
-/// `set_row`, `difference` and `attachment_file`. What phase 2 must know of phase 1 is in the database: the mails
+/// `set_row`, `difference` and `attachment_file`. Phase 2 gets everything from phase 1 through the database: the mails
 /// themselves, and `temp.row_separator (source_file_number, ordinal, offset, mail, digest, expected_row)`, a temporary
 /// table with the lines at which the plug-in begins messages. A file's n-th separator is completed, and so becomes a
 /// row, when there is an n+1-th one; `source_file_number` is 1 for the first file of this run, and so on.
@@ -20,7 +20,7 @@
 /// A line of `difference`.
 struct mail_difference
 {
-    std::optional<qint64> mail; ///< none for a row of what precedes the first mail
+    std::optional<qint64> mail; ///< none for a row of lines before the first mail
     std::optional<qint64> row;
     QByteArray field; ///< a column of `messages`, or "row"
     QByteArray kind;  ///< "missing", "shortened", "undecoded", "other" or "surplus"
@@ -37,7 +37,7 @@ struct stored_attachment
     QByteArray part_path;
 };
 
-/// Not for several threads. After the first failure nothing more is written; `failure()` says why.
+/// Use it from one thread. After the first failure nothing more is written; `failure()` says why.
 class mail_database
 {
 public:
@@ -47,16 +47,16 @@ public:
     mail_database() = default;
     Q_DISABLE_COPY_MOVE(mail_database)
 
-    /// Open the file at `database_path`, which is made with its tables when it does not exist. Refused: a file that is
+    /// Open the file at `database_path`, which is created with its tables if it does not exist. Refuses a file that is
     /// not such a database, or one of another version.
     [[nodiscard]] maybe_refusal open(const QString &database_path);
 
-    /// Insert a mail with all that belongs to it; the id of its row, or 0 when the database failed. `files` are the
-    /// values of `part.file`, one for each of `mail.parts`, empty for NULL. `source_file_number` goes to
-    /// `row_separator`; it is not used when `mail.separators` is empty.
+    /// Insert a mail with everything that belongs to it; returns the id of its row, or 0 when the database failed.
+    /// `files` are the values of `part.file`, one for each of `mail.parts`, empty for NULL. `source_file_number` goes
+    /// to `row_separator`; it is not used when `mail.separators` is empty.
     qint64 insert(const mail_record &mail, const QByteArrayList &files, int source_file_number);
 
-    /// Remember separators of the plug-in that are in no mail: `mail` of their `row_separator` is 0.
+    /// Record separators of the plug-in that are in no mail: `mail` of their `row_separator` is 0.
     void insert_separators(const QList<row_separator> &separators, int source_file_number);
 
     /// The `file` of the first part with this content, or empty.
@@ -66,14 +66,14 @@ public:
     void insert(const mail_difference &difference);
     void insert(const stored_attachment &attachment);
 
-    /// Remember a text in `meta`; an earlier one of the same key is replaced.
+    /// Record a text in `meta`; an earlier one of the same key is replaced.
     void set_meta(const QByteArray &key, const QByteArray &value);
 
-    /// Writing happens within a transaction that is open from `open` on. This ends it and begins the next one.
+    /// Commit the transaction, of which the first begins with `open`, and begin the next one.
     void commit();
 
-    /// `commit`, and nothing more is written. With `safely`, the file's bytes are on the disk when this returns, which
-    /// may take seconds.
+    /// `commit` for the last time. With `safely`, the file's bytes are on the disk when this returns, which may take
+    /// seconds.
     void close(bool safely);
 
     /// The id that the first mail inserted by this object has, or would have.

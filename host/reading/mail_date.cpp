@@ -23,7 +23,7 @@ bool is_number(QByteArrayView word)
     return !word.isEmpty() && word.size() <= 4 && std::all_of(word.begin(), word.end(), is_digit);
 }
 
-/// Blanks for comments, which may be nested.
+/// Replaces comments, which may be nested, by blanks.
 QByteArray without_comments(QByteArrayView text)
 {
     QByteArray result;
@@ -141,7 +141,7 @@ std::optional<mail_date> iso_date(QByteArray text)
     return date_from(text.first(4).toInt(), text.sliced(5, 2).toInt(), text.sliced(8, 2).toInt(), *time, zone);
 }
 
-/// The pieces of a date in words, whatever their order.
+/// The pieces of a date in words, in any order.
 struct date_pieces
 {
     int day = -1, month = 0, year = -1;

@@ -65,8 +65,8 @@ template <typename On_plain, typename On_words>
 void for_each_piece(QByteArrayView text, const char *what, field_context &context, On_plain on_plain, On_words on_words)
 {
     QByteArray bytes, charset;
-    qsizetype plain = 0;     // where the plain text begins that is not given yet
-    bool after_word = false; // all from `plain` on is blank
+    qsizetype plain = 0;     // begin of the plain text not passed on yet
+    bool after_word = false; // only blanks from `plain` on
     const auto give_words = [&] {
         if (after_word)
             on_words(to_utf8(bytes, charset, context.likely_charset, what, context.problems));
@@ -95,7 +95,7 @@ void for_each_piece(QByteArrayView text, const char *what, field_context &contex
     on_plain(text.sliced(plain));
 }
 
-/// Every encoded word as one that GMime reads without loss: UTF-8, base64 with its padding, not beside another.
+/// Rewrites encoded words so that GMime reads them without loss: UTF-8, padded base64, no two adjacent.
 QByteArray with_plain_words(const QByteArray &value, const char *what, field_context &context)
 {
     if (!value.contains("=?"))
@@ -190,8 +190,7 @@ bool has_too_many_parameters(const QByteArray &value)
     return value.size() > max_field_bytes || value.count(';') > max_parameters;
 }
 
-/// Programs write paths as they are, "C:\TEMP\x.png": a backslash in quotes escapes a quote or another one, nothing
-/// else.
+/// Programs write paths unescaped, "C:\TEMP\x.png": in quotes a backslash escapes only a quote or another backslash.
 QByteArray with_escaped_backslashes(const QByteArray &value)
 {
     if (!value.contains('\\'))

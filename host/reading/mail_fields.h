@@ -19,7 +19,7 @@ class header_fields
 public:
     void append(header_field field) { fields.push_back(field); }
 
-    /// The last field goes on up to `end`, which is in the same mail.
+    /// Extend the last field up to `end`, which is in the same mail.
     void extend_last(const char *end);
     [[nodiscard]] bool is_empty() const { return fields.empty(); }
 
@@ -27,14 +27,14 @@ public:
     /// `name` is in lower case.
     [[nodiscard]] QByteArray first(QByteArrayView name) const;
 
-    /// The values of all of them.
+    /// The values of all fields of this name.
     [[nodiscard]] QByteArrayList all(QByteArrayView name) const;
 
 private:
     std::vector<header_field> fields;
 };
 
-/// What undeclared 8-bit characters of fields are taken for, and where problems go.
+/// How undeclared 8-bit characters of fields are read, and where problems go.
 struct field_context
 {
     QByteArray likely_charset;
@@ -45,12 +45,12 @@ struct field_context
 /// split between them), 8-bit characters converted. `what` names the field in problems ("The subject").
 [[nodiscard]] QByteArray decoded_text(const QByteArray &value, const char *what, field_context &context);
 
-/// Names and addresses of a field. Groups give their members.
+/// Names and addresses of a field, with the members of groups.
 [[nodiscard]] QList<mail_address> decoded_addresses(const QByteArrayList &values, const QByteArray &role,
                                                     field_context &context);
 
-/// The texts between "<" and ">", blanks removed, at most one more than `max_references`; of a value without them its
-/// words that have an "@", or its only word.
+/// The texts between "<" and ">", without blanks, at most one more than `max_references`; of a value without these, the
+/// words that contain "@", or its only word.
 [[nodiscard]] QByteArrayList message_ids(QByteArrayView value);
 
 /// The labels of a decoded field.

@@ -1,4 +1,4 @@
-/// Where reading puts things: beside the result database.
+/// The files that reading writes beside the result database.
 #pragma once
 
 #include "host/refusal.h"
@@ -9,7 +9,7 @@
 inline constexpr QLatin1StringView mail_database_name{"Mail.sqlite"};
 inline constexpr QLatin1StringView mail_parts_name{"Parts/"};
 
-/// Refused: a database that is there already, unless `options` have `append` or `clear`.
+/// Refuse a database that exists already, unless `options` have `append` or `clear`.
 template <class Options>
 [[nodiscard]] maybe_refusal check_earlier_mail(const QString &directory, const Options &options)
 {

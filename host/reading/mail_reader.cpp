@@ -57,7 +57,7 @@ bool has_quoted_from(QByteArrayView mail)
     return !mail.isEmpty() && memmem(mail.data(), static_cast<std::size_t>(mail.size()), ">From ", 6) != nullptr;
 }
 
-/// The parts' places in the mail as it was read become those in the stored bytes.
+/// Converts the parts' places in the mail as it was read to places in the stored bytes.
 void place_parts(QByteArrayView stored, QByteArrayView mail, QList<mail_part> &parts)
 {
     std::vector<qint64> unread; // places of bytes that were left out, in the mail as it was read
@@ -91,7 +91,7 @@ QByteArray extension_of(const QByteArray &name)
     return plain ? '.' + extension : QByteArray();
 }
 
-/// What an HTML text says itself about its character set.
+/// The character set that an HTML text itself declares.
 QByteArray charset_in_html(QByteArrayView html)
 {
     const QByteArray begin = html.first(qMin(html.size(), max_meta_place)).toByteArray().toLower();
@@ -107,7 +107,7 @@ QByteArray charset_in_html(QByteArrayView html)
     return begin.sliced(at, end - begin.begin() - at);
 }
 
-/// Reads one mail; the members are what the steps share.
+/// Reads one mail; the steps share the members.
 class reader
 {
 public:
@@ -239,7 +239,7 @@ void reader::read_part(const mail_entity &entity)
                       .encoding = entity.fields.first("content-transfer-encoding").toLower()};
     if (part.content_id.isEmpty())
         part.content_id = entity.fields.first("content-id");
-    // What is in an embedded mail that was encoded has no place of its own.
+    // Parts of an embedded mail that was encoded have no place of their own.
     const bool is_stored = entity.body.data() >= whole_mail.data() && entity.body.end() <= whole_mail.end();
     if (is_stored && !entity.header.isNull() && !entity.body.isNull()) {
         part.header_begin = entity.header.data() - whole_mail.data();

@@ -54,11 +54,11 @@ struct foreseen_row
     QByteArray rest;   ///< packed; how it differs from the mail
 };
 
-/// Why a mail has no row when there are none of its file.
+/// Why a mail has no row if its file has none.
 inline constexpr char row_note_of_file_without_rows[] = "The result has no rows of this file.";
 
-/// What a mail has in its place until it is compared: "Unmatched", and points until it is as long as the name of the
-/// table and a number like the mail's. SQLite then puts these in its place without writing the mail's texts again.
+/// What a mail has in this place until it is compared: "Unmatched", padded with points to the length of the table's
+/// name and a number like the mail's. So SQLite can replace it without writing the mail's texts again.
 [[nodiscard]] QByteArray row_note_until_compared(qint64 mail);
 
 struct mail_record
@@ -87,7 +87,7 @@ struct mail_record
     QByteArrayList labels;
     QByteArrayList references;
     QList<mail_part> parts;
-    QByteArray search_text;            ///< what the search takes when `text` is empty: the text of `html`
+    QByteArray search_text;            ///< for the search when `text` is empty: the text of `html`
     QList<row_separator> separators;   ///< of the plug-in, within this mail
     QList<foreseen_row> foreseen_rows; ///< of the first of these separators, in their order
 };

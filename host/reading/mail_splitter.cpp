@@ -115,7 +115,7 @@ mail_splitter::mail_splitter(QIODevice &mail_file)
     block.resize(block_size);
 }
 
-/// Read on after the bytes that were not looked at yet.
+/// Read more bytes and drop those that are no longer needed.
 void mail_splitter::fill()
 {
     const qsizetype kept = std::max<qsizetype>(at - bytes_looked_back, 0);
@@ -129,8 +129,8 @@ void mail_splitter::fill()
     filled += std::max<qint64>(count, 0);
 }
 
-/// The next line from `at` on that starts with "From ", a byte order mark before it or not. When there is none in the
-/// bytes that can be judged, -1; these are then looked at.
+/// The next line from `at` on that starts with "From ", with or without a byte order mark before it; -1 when the bytes
+/// that can be judged contain none, and `at` is then after them.
 qsizetype mail_splitter::find_from_line()
 {
     const qsizetype end = device_ended ? filled : std::max(at, filled - bytes_looked_ahead);
@@ -170,7 +170,7 @@ bool mail_splitter::begins_mail(qsizetype line) const
     return after_empty_line || (line_feed >= 0 && is_header_line(rest.sliced(line_feed + 1)));
 }
 
-/// True when the line ends a mail, which is given.
+/// True when the line ends a mail, which is put into `mail`.
 bool mail_splitter::take_from_line(qsizetype line, mail_place &mail)
 {
     const qint64 offset = block_offset + line;
@@ -211,6 +211,6 @@ bool mail_splitter::next(mail_place &mail)
     if (current.length < 0)
         return false;
     current.length = size - current.offset;
-    mail = std::exchange(current, {.ordinal = current.ordinal, .length = -1}); // given once
+    mail = std::exchange(current, {.ordinal = current.ordinal, .length = -1}); // returned once
     return true;
 }

@@ -2,8 +2,8 @@
 ///
 /// A mail begins at a line that starts with "From " and ends in a date as mail programs write it ("Mon Jan 01 10:11:12
 /// 2024", the seconds optional, a zone before or after the year), and that is at the start of the file, follows an
-/// empty line, or is followed by a header line. It goes up to the next such line or the end of the file, the empty line
-/// before that included. The last mail counts.
+/// empty line, or is followed by a header line. It goes up to the next such line or the end of the file, including the
+/// empty line before that. The last mail counts, too.
 ///
 /// The plug-in's rule is simpler: each line that starts with "From " begins a message. These lines are reported with
 /// the mail they are in, so that rows can be matched with mails later.
@@ -23,15 +23,15 @@ struct mail_place
     QList<row_separator> separators; ///< of the plug-in, within these bytes, in their order
 };
 
-/// Holds one block of the file and the separators of one mail.
+/// Keeps one block of the file and the separators of one mail in memory.
 class mail_splitter
 {
 public:
     /// `mail_file` is open for reading at its start, and outlives the splitter.
     explicit mail_splitter(QIODevice &mail_file);
 
-    /// The next mail; false at the end of the file, or when it cannot be read any further. What was read of the mail
-    /// at which reading failed is given first.
+    /// The next mail; false at the end of the file, or when reading fails. The part that was read of the mail at which
+    /// it failed is returned first.
     [[nodiscard]] bool next(mail_place &mail);
 
     /// The device failed before its end.
@@ -50,7 +50,7 @@ private:
     bool take_from_line(qsizetype line, mail_place &mail);
 
     QIODevice &file;
-    QByteArray block; // bytes of the file: a few that were looked at, those from `at` on were not
+    QByteArray block; // bytes of the file: those from `at` on were not looked at yet
     qsizetype at = 0;
     qsizetype filled = 0;    // end of the bytes in the block
     qint64 block_offset = 0; // of the block's first byte in the file

@@ -57,7 +57,7 @@ private:
     QByteArrayView bytes;
     qsizetype at = 0;
     qsizetype header_lines = 0;
-    std::vector<QByteArray> enclosing; // boundaries of the multiparts whose part is read
+    std::vector<QByteArray> enclosing; // boundaries of the multiparts around the current part
     bool full = false;
     mail_structure result;
 };
@@ -89,21 +89,21 @@ bool structure_reader::ends_enclosing(QByteArrayView line) const
            });
 }
 
-/// Empty at the end of the mail, and at a boundary of a multipart around.
+/// Empty at the end of the mail, and at a boundary of an enclosing multipart.
 QByteArrayView structure_reader::next_line() const
 {
     const QByteArrayView line = line_at(at);
     return ends_enclosing(line) ? QByteArrayView() : line;
 }
 
-/// True when a header goes on after the line at which reading is.
+/// True when a header goes on after the current line.
 bool structure_reader::goes_on_after(QByteArrayView line) const
 {
     const QByteArrayView next = line_at(at + line.size());
     return next.startsWith(' ') || next.startsWith('\t') || begins_field(next);
 }
 
-/// Up to the next boundary of a multipart around, or to the end.
+/// Skip to the next boundary of an enclosing multipart, or to the end.
 void structure_reader::skip_body()
 {
     if (enclosing.empty()) {
@@ -128,7 +128,7 @@ void structure_reader::skip_body()
     at = bytes.size();
 }
 
-/// Up to the empty line, which belongs to neither header nor body. A line that is not part of any field begins the
+/// Read up to the empty line, which belongs to neither header nor body. A line that is not part of any field begins the
 /// body.
 void structure_reader::read_header(mail_entity &entity)
 {
@@ -198,7 +198,7 @@ void structure_reader::read_body(std::size_t index, const QByteArray &prefix, in
     mail_entity &entity = result.entities.at(index);
     const QByteArray type = entity.type.type;
     const qsizetype begin = at;
-    qsizetype end = -1; // of the body, when it is not where reading goes on
+    qsizetype end = -1; // of the body, if reading goes on elsewhere
     const bool is_multipart = type.startsWith("multipart/");
     const bool opens = level < max_levels;
     if (is_multipart && !entity.type.boundary.isEmpty() && opens) {
@@ -228,15 +228,15 @@ void structure_reader::read_body(std::size_t index, const QByteArray &prefix, in
         read.body = without_line_end(read.body);
 }
 
-/// False when its boundary never comes; then it is one part, which ends where its closing boundary or that of a
-/// multipart around it is.
+/// False when its boundary never comes; then it is one part, which ends at its closing boundary or at that of an
+/// enclosing multipart.
 bool structure_reader::read_multipart(std::size_t index, int level, qsizetype &end)
 {
     const QByteArray name = result.entities.at(index).type.boundary;
     const QByteArray path = result.entities.at(index).path;
     const bool is_digest = result.entities.at(index).type.type == "multipart/digest";
     const int embedded = result.entities.at(index).embedded;
-    // The preamble is skipped as a body: up to the multipart's own boundary, or one around.
+    // The preamble is skipped as a body: up to the multipart's own boundary, or an enclosing one.
     enclosing.push_back(name);
     skip_body();
     enclosing.pop_back();
@@ -252,7 +252,7 @@ bool structure_reader::read_multipart(std::size_t index, int level, qsizetype &e
     result.entities.at(index).what = mail_entity::kind::multipart;
     for (int number = 1; found == boundary::part; ++number) {
         while (match(line_at(at), name) != boundary::none && !ends_enclosing(line_at(at)) && at < bytes.size())
-            at += line_at(at).size(); // boundaries right after one another make no parts
+            at += line_at(at).size(); // no part between adjacent boundaries
         enclosing.push_back(name);
         read_entity(path, number, level + 1, embedded, is_digest);
         enclosing.pop_back();

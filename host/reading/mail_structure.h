@@ -1,7 +1,7 @@
 /// Where the parts of a mail are.
 ///
-/// GMime's own parser gives neither the stored bytes of embedded messages nor a bound on its memory, so the bytes are
-/// walked here, line by line, and GMime reads what the fields say.
+/// GMime's own parser gives neither the stored bytes of embedded messages nor a bound on its memory. So this code goes
+/// through the bytes line by line and leaves only the fields to GMime.
 #pragma once
 
 #include "host/reading/limits.h"
@@ -17,7 +17,7 @@ struct mail_entity
 
     kind what = kind::leaf;
     QByteArray path;  ///< of a leaf and of a message; of a multipart the prefix of its parts
-    int embedded = 0; ///< messages this is in
+    int embedded = 0; ///< number of enclosing messages
     QByteArrayView header;
     QByteArrayView body; ///< as stored; empty for a multipart
     header_fields fields;
@@ -31,7 +31,7 @@ struct mail_structure
 };
 
 /// Walk through the mail, which begins with its header. Beyond the limits parts are left out, or are not opened, and
-/// `problems` says so. Of a mail that was decoded from a part, `prefix` is the path of that part and `embedded` counts
+/// `problems` says so. For a mail that was decoded from a part, `prefix` is the path of that part and `embedded` counts
 /// the mails around it.
 [[nodiscard]] mail_structure structure_of(QByteArrayView mail, const QByteArray &prefix = {}, int embedded = 0);
 

@@ -38,7 +38,7 @@ void make_paths_absolute(read_options &options)
     options.result_dir = QDir::cleanPath(QFileInfo(options.result_dir).absoluteFilePath());
 }
 
-/// What is shared with an extraction: its result directory, which may have rows already.
+/// The same places as an extraction's options; the result may have rows already.
 extract_options places_of(const read_options &options)
 {
     extract_options places;
@@ -76,7 +76,7 @@ void print_report(const reading_report &report, const QString &database, double 
     print(QLatin1StringView("  result  ") + database);
 }
 
-/// Everything that can refuse a reading before its sources are looked into; then the result directory is made.
+/// Check everything that can be checked before the sources are read, then create the result directory.
 maybe_refusal prepare_places(const read_options &options, const result_paths &paths, run_places &places)
 {
     last_rows before;
@@ -189,6 +189,6 @@ void add_read_command(command_line &line)
     const auto spool = std::make_shared<QString>();
     const sub_command worker =
         line.add("read-worker", "", [spool] { return static_cast<exit_status>(run_worker(*spool)); });
-    worker.hide(); // started by `read` only, and not listed
+    worker.hide(); // only `read` starts it
     worker.text("SPOOL_DIR", *spool, "").required();
 }

@@ -25,11 +25,11 @@ constexpr int milliseconds_to_wait = 50;
 constexpr int milliseconds_between_questions = 20;              // whether to go on
 constexpr qint64 max_bytes_under_way = qint64(4) * 1024 * 1024; // mails that are parsed and not yet in the database
 constexpr int mails_at_a_time = 8;                              // inserted before the processes get more to do
-constexpr int enough_parsed = 32;         // mails: where so many wait, one process parses fast enough
+constexpr int enough_parsed = 32;         // mails: while this many wait, one process parses fast enough
 constexpr qsizetype max_failures = 1'000; // that are listed
 constexpr QLatin1StringView spool_name(".reading/");
 
-/// What a worker says of a mail, and where it comes from.
+/// A worker's answer for a mail, and where the mail comes from.
 struct mail_under_way
 {
     mail_place place;
@@ -73,7 +73,7 @@ private:
     void fail(const QString &sentence);
     void note_given_up(const mail_under_way &mail, const QByteArray &why);
     [[nodiscard]] bool may_go_on();
-    /// Where the database is what everything waits for, more processes would take its processor.
+    /// When everything waits for the database, more processes would only take its processor.
     [[nodiscard]] bool is_one_enough() const { return parsed_and_waiting > enough_parsed; }
 
     const reading_job &job;
@@ -141,7 +141,7 @@ QByteArray mail_reading::keep_part(const mail_part &part, QHash<QByteArray, QByt
         return file;
     }
     file = "Parts/" + part.sha256 + part.extension;
-    if (part.is_kept) // by a run that was killed before it could say so in the database
+    if (part.is_kept) // by a run that was killed before it could record that
         return file;
     const QByteArray target = QFile::encodeName(job.directory) + file;
     if (::rename(part.spool_file.constData(), target.constData()) != 0) {
@@ -189,7 +189,7 @@ void mail_reading::commit()
     bytes_committed = bytes_done;
 }
 
-/// Into the database, with the files of its parts.
+/// Insert it into the database, with the files of its parts.
 void mail_reading::keep(mail_record &record, int number)
 {
     record.row_note =
@@ -258,7 +258,7 @@ QByteArray sha256_of_range(const QByteArray &path, qint64 offset, qint64 length)
     return hash.result().toHex();
 }
 
-/// Take what the processes have parsed; wait for it when there is nothing to insert.
+/// Take what the processes have parsed; wait for them when there is nothing to insert.
 void mail_reading::collect()
 {
     const bool has_ready = !under_way.empty() && under_way.front().is_parsed;
@@ -275,7 +275,7 @@ void mail_reading::collect()
     }
 }
 
-/// Until all that is under way is in the database.
+/// Wait until everything under way is in the database.
 void mail_reading::finish_under_way()
 {
     while (!under_way.empty() && may_go_on()) {
@@ -284,7 +284,7 @@ void mail_reading::finish_under_way()
     }
 }
 
-/// The processes come first: while they have nothing to do, nothing is inserted.
+/// The processes come first: nothing is inserted while they have nothing to do.
 void mail_reading::make_room()
 {
     const auto is_full = [this] { return !pool.has_room(is_one_enough()) || bytes_under_way > max_bytes_under_way; };
@@ -357,7 +357,7 @@ reading_totals mail_reading::run()
 {
     QDir(parts + spool_name).removeRecursively(); // of a run that was killed
     if (!QDir().mkpath(parts + spool_name)) {
-        fail(parts + QLatin1StringView(": cannot be made"));
+        fail(parts + QLatin1StringView(": cannot be created"));
         return totals;
     }
     for (const reading_source &source : job.sources) {

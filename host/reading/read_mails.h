@@ -1,9 +1,9 @@
 /// Phase 1 of `gmail_host read`: the mails of all sources go into the database, with their parts beside it.
 ///
-/// How the two phases meet: one process does both with one `mail_database`. `read` alone runs them one after the other.
-/// Beside an extraction it runs `read_mails` at once, waits until the extraction says that its rows are complete, and
-/// then compares; the files of a source must stay where they are until then. When the extraction ends without saying
-/// so, there is nothing to compare with, and the mails are kept.
+/// One process does both phases with one `mail_database`. `read` alone runs them one after the other. During an
+/// extraction it runs `read_mails` at once, waits until the extraction says that its rows are complete, and then
+/// compares; the files of a source must stay where they are until then. If the extraction ends without saying so, there
+/// is nothing to compare with, and the mails are kept.
 #pragma once
 
 #include "host/reading/mail_database.h"
@@ -33,7 +33,7 @@ struct reading_totals
 {
     qint64 mails = 0;
     qint64 mails_with_problems = 0;
-    qint64 mails_given_up = 0; ///< of which the reading process died, or took too long
+    qint64 mails_given_up = 0; ///< whose reading process died or took too long
     qint64 parts = 0;
     qint64 files_written = 0; ///< to "Parts/"
     QStringList remarks;      ///< bytes before the first mail, for example; a sentence each, the file named
@@ -41,7 +41,7 @@ struct reading_totals
     bool cancelled = false;
 };
 
-/// Told the bytes that are read, of how many; false cancels. Called many times a second.
+/// Called with the bytes read so far and in all, many times a second; false cancels.
 using on_mail_bytes = std::function<bool(qint64 done, qint64 in_all)>;
 
 /// Read the mails of all sources. `source_file_number` of the database counts `places` of all sources from 1. After a

@@ -14,7 +14,7 @@ QStringList places_of(const ready_source &source)
         if (file.place.startsWith(QLatin1StringView("Mail/")))
             places.append(file.place);
     }
-    places.sort(); // directories are listed in any order
+    places.sort(); // directories are listed in no particular order
     return places;
 }
 

@@ -1,4 +1,4 @@
-/// From sources that are ready to what is read of them.
+/// Turns ready sources into a list of the mail to read.
 #pragma once
 
 #include "host/reading/read_mails.h"

@@ -26,7 +26,7 @@ QByteArray line_of(const QJsonObject &object)
     return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
 }
 
-/// To the extraction; one that no longer reads has ended.
+/// Write to the extraction; one that no longer reads has ended.
 void send(const QJsonObject &object)
 {
     const QByteArray line = line_of(object);
@@ -190,7 +190,7 @@ bool reading_process::start(const reading_job &job, bool replacing)
 {
     directory = job.directory;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    // A signal of the terminal reaches the extraction alone, which passes it on once.
+    // A signal from the terminal reaches only the extraction, which passes it on once.
     process.setChildProcessModifier([] {
         ::setpgid(0, 0);
         ::prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -217,7 +217,7 @@ QString reading_process::how_it_ended() const
                              ? QStringLiteral("it was ended by a signal")
                              : QStringLiteral("exit status %1").arg(process.exitCode());
     return QStringLiteral("%1: the mail itself was not read to the end, because the process that reads it failed (%2); "
-                          "the rows are complete. Repeat it with gmail_host read --clear")
+                          "the rows are complete. Read the mail again with gmail_host read --clear")
         .arg(directory + mail_database_name, what);
 }
 
@@ -267,5 +267,5 @@ void add_reading_process_command(command_line &line)
         application running(line);
         return reading_beside(running.signals_watched).run();
     });
-    command.hide(); // started by `extract` only, and not listed
+    command.hide(); // only `extract` starts it
 }

@@ -1,9 +1,8 @@
-/// `gmail_host read` beside an extraction: a process of its own, so that nothing in a mail can end the extraction.
+/// `gmail_host read` during an extraction, in a process of its own, so that nothing in a mail can end the extraction.
 ///
-/// The process is given its job, then, once the extraction has ended, how far its rows go, each as one line of JSON on
-/// its standard input; its report is the last line of its standard output. Lines before that say how far it is, and
-/// come only after it knows that the extraction has ended. When its input ends early, it keeps what it has read and
-/// ends.
+/// The process gets on standard input, each as one line of JSON, its job and, once the extraction has ended, how far
+/// its rows go. Its report is the last line of its standard output. Lines before that show its progress, and come only
+/// after it knows that the extraction has ended. If its input ends early, it keeps the mails that it has read and ends.
 #pragma once
 
 #include "host/reading/reading_report.h"
@@ -14,7 +13,7 @@
 
 class command_line;
 
-/// Told how far reading is once the extraction has ended, in bytes, then in rows; false cancels.
+/// Called with the progress of reading once the extraction has ended, in bytes, then in rows; false cancels.
 using on_reading = std::function<bool(const QString &phase, qint64 done, qint64 in_all)>;
 
 class reading_process
@@ -33,8 +32,8 @@ public:
 
     [[nodiscard]] bool was_started() const { return !directory.isEmpty(); }
 
-    /// The rows are complete: let it compare those after `rows_after`. `why_no_rows` is a sentence, or empty. Nothing
-    /// happens when it was not started.
+    /// The rows are complete: let it compare those after `rows_after`. `why_no_rows` is a sentence, or empty. Does
+    /// nothing if it was not started.
     void rows_complete(qint64 rows_after, const QString &why_no_rows);
 
     /// Wait for its report. Failures of the process itself are among those of the report.

@@ -103,7 +103,7 @@ QStringList summary_lines(const reading_report &report)
     const auto add = [&lines](QLatin1StringView what, qint64 count) {
         lines.append(QStringLiteral("%1 %2").arg(QString(what), -40).arg(count, 10));
     };
-    lines.append(QStringLiteral("What the rows have of the mail, and what they do not:"));
+    lines.append(QStringLiteral("Mail compared with the rows made of it:"));
     add(QLatin1StringView("mails"), report.reading.mails);
     if (report.reading.mails_given_up > 0)
         add(QLatin1StringView("  that could not be read"), report.reading.mails_given_up);
@@ -118,7 +118,7 @@ QStringList summary_lines(const reading_report &report)
     add(QLatin1StringView("  with a sender that is not the header's"), found.other_sender);
     add(QLatin1StringView("  with a subject that is not the header's"), found.other_subject);
     if (found.surplus_rows > 0)
-        add(QLatin1StringView("rows that are no mail of their own"), found.surplus_rows);
+        add(QLatin1StringView("rows that are not a mail of their own"), found.surplus_rows);
     add(QLatin1StringView("attachments stored as they are"), found.attachments.identical);
     add(QLatin1StringView("attachments stored altered"), found.attachments.altered);
     add(QLatin1StringView("attachments missing"), found.attachments.missing);

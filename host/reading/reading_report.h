@@ -1,5 +1,5 @@
-/// What reading and comparing came to, and how it is passed on: to the extraction that started it, to run.json and to
-/// `--json`.
+/// The results of reading and comparing, and how they are passed on: to the extraction that started it, to run.json and
+/// to `--json`.
 #pragma once
 
 #include "host/reading/row_comparison.h"
@@ -16,9 +16,9 @@ struct reading_report
 /// The counts, with the keys of run.json. Remarks and failures are not among them.
 [[nodiscard]] QJsonObject counts_as_json(const reading_report &report);
 
-/// All of it, and back.
+/// The whole report, and back.
 [[nodiscard]] QJsonObject as_json(const reading_report &report);
 [[nodiscard]] reading_report report_of(const QJsonObject &object);
 
-/// What the rows hold and what they do not, as the summary says it: a line each.
+/// How the rows differ from the mails, for the summary: a line each.
 [[nodiscard]] QStringList summary_lines(const reading_report &report);

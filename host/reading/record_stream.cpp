@@ -5,7 +5,7 @@
 
 namespace {
 
-// One list of members for both directions: what is written is read.
+// One list of members for both directions, so that reading matches writing.
 
 template <typename Stream, typename Address>
 void pass_address(Stream &stream, Address &address)
@@ -34,7 +34,7 @@ void pass_part(Stream &stream, Part &part)
     stream(part.is_text);
 }
 
-/// What parsing sets.
+/// The members that parsing sets.
 template <typename Stream, typename Record>
 void pass_record(Stream &stream, Record &record)
 {

@@ -21,10 +21,10 @@ constexpr char after_last_row[] =
 
 constexpr char inside_mail[] =
     "A line inside this mail begins with \"From \" and is taken for the beginning of another mail; the row was made of "
-    "what follows that line.";
+    "the lines that follow.";
 constexpr char before_first_mail[] = "A line before the first mail of the file begins with \"From \" and is taken for "
                                      "the beginning of a mail; the row was "
-                                     "made of what follows that line.";
+                                     "made of the lines that follow.";
 constexpr char beyond_messages[] =
     "The file has fewer messages than the result has rows of it: it was extracted more than once, or rows were added.";
 
@@ -34,12 +34,12 @@ struct compared_file
     int number = 0;              ///< `source_file_number`
     bool last_gives_row = false; ///< unlike in an mbox
     bool is_counted = false;
-    bool has_gaps = false; ///< rows that are absent show as gaps between the numbers of the others
+    bool has_gaps = false; ///< absent rows leave gaps between the numbers of the others
     qint64 messages = 0;   ///< as the extraction counts them, those that give no row included
-    qint64 absent = 0;     ///< rows that it should have and has not
+    qint64 absent = 0;     ///< rows that it should have but does not
     qint64 last_row = 0;
     qint64 next = 1; ///< ordinal of the message that is to be matched next
-    // The mail of the message before, which may have more of them:
+    // The mail of the previous message, which may have more messages:
     qint64 mail = 0;
     std::optional<qint64> row_of_mail;
     QSet<QByteArray> stored; ///< paths of its parts that attachment files came from
@@ -50,7 +50,7 @@ struct expected_message
 {
     int file = 0;
     qint64 ordinal = 0;
-    qint64 mail = 0; ///< that it lies in; 0 before the first mail
+    qint64 mail = 0; ///< that it is in; 0 before the first mail
     QByteArray digest;
     QByteArray packed_row;
 };
@@ -123,11 +123,11 @@ void row_comparison::note_files()
     }
 }
 
-/// False when there are no rows to compare with, which is a failure only when the table is there.
+/// False when there are no rows to compare with, which is a failure only if the table exists.
 bool row_comparison::open_rows()
 {
     const QString path = job.directory + QLatin1StringView("Gmail.sqlite");
-    if (!QFileInfo::exists(path)) // mail is read where there are no rows, too
+    if (!QFileInfo::exists(path)) // mail can be read without any rows
         return false;
     sqlite_statement table;
     const bool opened =
@@ -180,7 +180,7 @@ void row_comparison::compare_rows()
                                 row_query.text(7), row_query.text(8)},
                                row_query.text(9),
                                {}};
-            // Which files are the body and the attachments of an Android mail is for its row to say.
+            // Only its row shows which files are the body and the attachments of an Android mail.
             row.digest =
                 digest_of(row.values, files.at(*number).last_gives_row ? 0 : number_of_files(row.listed_files));
             attachments.set_source_root(roots.at(*number));
@@ -221,8 +221,8 @@ void row_comparison::compare_row(compared_file &file, const written_row &row)
     match(file, row);
 }
 
-/// How many messages the file has, and how many of their rows are absent. When the first and the last row of the
-/// expected number are the file's, and the next one is not, rows are only absent where their numbers have gaps.
+/// Counts the messages of the file and those whose rows are absent. When the first and the last row of the expected
+/// number are the file's, and the next one is not, rows are only absent where their numbers have gaps.
 void row_comparison::count(compared_file &file, qint64 first_row)
 {
     file.is_counted = true;
@@ -264,7 +264,7 @@ bool row_comparison::take(compared_file &file)
     return current.ordinal == file.next;
 }
 
-/// The next message of which a row with this digest is expected; 0 when there is none.
+/// The next message whose expected row has this digest; 0 when there is none.
 qint64 row_comparison::ordinal_of(const compared_file &file, const QByteArray &digest)
 {
     if (!has_digest_index) {
@@ -310,7 +310,7 @@ void row_comparison::match(compared_file &file, const written_row &row)
 void row_comparison::match_mail(const written_row &row, const expected_row &expected, bool is_expected)
 {
     database.set_row(current.mail, "messages", row.number, {});
-    const bool by_order = current.digest.isEmpty(); // nothing is known of the mail but its place
+    const bool by_order = current.digest.isEmpty(); // only the place of the mail is known
     const QList<row_difference> differences = is_expected ? expected.differences
                                               : by_order  ? QList<row_difference>()
                                                           : plain_differences(values_of_mail(current.mail), row.values);

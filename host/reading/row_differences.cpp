@@ -6,7 +6,7 @@
 
 namespace {
 
-/// A sentence of fixed words around texts of the mail.
+/// A sentence of fixed words with texts of the mail between them.
 template <class... Texts>
 QByteArray sentence(const Texts &...texts)
 {
@@ -20,23 +20,23 @@ value_reading subject_read(const QString &of_row, const QString &of_mail, const 
     if (of_row.isEmpty())
         return {"missing", "The subject begins on the second line of its field; only the first line is read."};
     if (of_mail.isEmpty())
-        return {"surplus", "The row has the field as it is written; nothing is left of it once it is decoded."};
+        return {"surplus", "The row has the field as written; nothing is left once it is decoded."};
     const bool encoded = of_row.contains(QLatin1StringView("=?"));
     if (place.continues)
-        return {"shortened", encoded ? "Only the first line of the folded subject is stored, its MIME words undecoded."
+        return {"shortened", encoded ? "Only the first line of the folded subject is stored, with its MIME words undecoded."
                                      : "Only the first line of the folded subject is stored."};
     if (encoded)
-        return {"undecoded", "MIME words (=?...?=) are stored as they are written."};
+        return {"undecoded", "MIME words (=?...?=) are stored as written."};
     if (has_other_letters(of_row))
-        return {"undecoded", "The subject's bytes are read as UTF-8, which they are not."};
-    return {"other", "The subject is stored as it is written in the file."};
+        return {"undecoded", "The subject's bytes are not UTF-8 but are read as if they were."};
+    return {"other", "The subject is stored as written in the file."};
 }
 
 value_reading date_read(const QString &of_row, const mail_record &mail)
 {
     const QByteArray written = mail.date_text.simplified();
     if (!mail.date)
-        return {"surplus", "The row has a date although the field is not a valid one."};
+        return {"surplus", "The row has a date although the field is not a valid date."};
     if (of_row == u"0")
         return {"missing", sentence("The date is written \"", written,
                                     "\"; only the form \"Mon, 8 Jan 2024 09:30:00 +0100\", with the weekday that "
@@ -54,8 +54,8 @@ QByteArray why_not_the_field(const mark_place &place, QByteArrayView mark, bool 
                              : place.where == mark_place::separator ? QByteArray("in the \"From \" line")
                                                                     : "in the header field " + place.field_name;
     return sentence("The first \"", mark, "\" of the message is ", where,
-                    nothing ? ", and nothing that can be read follows it there."
-                            : ", and the row has what follows it there.");
+                    nothing ? ", with nothing readable after it."
+                            : ", and the row has the text after it.");
 }
 
 /// The header fields of one mail against those of its row.
@@ -99,7 +99,7 @@ bool is_date(const QString &of_row, const std::optional<qint64> &date)
     return of_row.toLongLong() == date.value_or(0);
 }
 
-/// What a value of the row is to the mail's, as far as the two show it.
+/// How a value of the row differs from the mail's, as far as the two show it.
 QByteArray plain_kind(const QString &of_row, const QString &of_mail)
 {
     if (of_row.isEmpty())
@@ -152,9 +152,9 @@ QList<row_difference> explained_differences(const mail_record &mail, const cut_m
 
 QList<row_difference> plain_differences(const mail_record &mail, const row_values &row)
 {
-    static const QByteArray why = "The row has neither the mail's value nor what the extraction makes of this mail: "
+    static const QByteArray why = "The row has neither the mail's value nor the one that the extraction makes of this mail: "
                                   "the row was changed, or it was "
-                                  "made of several messages together after an insert had failed.";
+                                  "made of several messages after an insert had failed.";
     QList<row_difference> differences;
     const auto add = [&differences](QByteArrayView field, const QByteArray &kind) {
         differences.append({field.toByteArray(), kind, why});

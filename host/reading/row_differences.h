@@ -1,4 +1,4 @@
-/// What a row does not have of its mail, or has otherwise, and which known behaviour of the extraction did it.
+/// Finds where a row differs from its mail, and which known behaviour of the extraction is the cause.
 #pragma once
 
 #include "host/reading/mail_record.h"
@@ -15,7 +15,7 @@ struct row_values
     QByteArray message_text;
 };
 
-/// One value of a row that is not the mail's.
+/// One value of a row that differs from the mail's.
 struct row_difference
 {
     QByteArray field; ///< a column of `messages`
@@ -26,9 +26,9 @@ struct row_difference
 /// Why something is not in a row although the mail has it: the mail was cut before it.
 inline constexpr QByteArrayView cut_inside =
     "A line of the mail that begins with \"From \" is taken for the beginning of the next mail, so the row was made of "
-    "what precedes that line.";
+    "the lines before it.";
 
-/// A message as the extraction cuts it from an mbox, and what it makes of it.
+/// A message as the extraction cuts it from an mbox, and the row that it makes of it.
 struct cut_message
 {
     /// `message` begins with its separator line and outlives this object.
@@ -45,7 +45,7 @@ struct cut_message
 /// The values that the extraction gives the row.
 [[nodiscard]] row_values values_of(const replayed_row &row);
 
-/// Differences between a mail and the row that the extraction makes of it, each explained by what it did. `cut` is the
+/// Differences between a mail and the row that the extraction makes of it, each explained by a behaviour. `cut` is the
 /// mail up to the first line inside it that begins with "From ", `whole` all of it; the same object when there is no
 /// such line.
 [[nodiscard]] QList<row_difference> explained_differences(const mail_record &mail, const cut_message &cut,

@@ -1,5 +1,5 @@
-/// What the extraction makes of one message of an mbox file, found again with the extraction's own parsers, and where
-/// in the message each value comes from. An explanation of a row rests on this, not on a guess from the row's texts.
+/// Works out the row that the extraction makes of one message of an mbox file, with the extraction's own parsers, and
+/// where in the message each value comes from. Explanations of a row rest on this, not on a guess from its texts.
 #pragma once
 
 #include "extractors/takeout/mail_attachments.h"
@@ -9,7 +9,7 @@
 #include <vector>
 
 /// The bytes of a message as the extraction parses them: lines that are not valid UTF-8, or begin with a byte order
-/// mark, have made the journey to text and back.
+/// mark, have been converted to text and back.
 class parsed_bytes
 {
 public:
@@ -19,7 +19,8 @@ public:
     [[nodiscard]] QByteArrayView stored() const { return original; }
     [[nodiscard]] QByteArrayView view() const { return changed_lines.empty() ? original : QByteArrayView(copy); }
 
-    /// Where a position of `view` is in the stored bytes. Exact but inside a changed line, where it is in that line.
+    /// The position in the stored bytes of a position in `view`. Exact except inside a changed line: then only in that
+    /// line.
     [[nodiscard]] qsizetype stored_position(qsizetype position) const;
 
 private:
@@ -51,11 +52,11 @@ struct replayed_value
 
 /// How the text of a message was looked for.
 enum class text_rule {
-    no_content_type,  ///< no "Content-Type: " at all: nothing, or what precedes "<?xml"
+    no_content_type,  ///< no "Content-Type: " at all: nothing, or the text before "<?xml"
     no_blank_line,    ///< not multipart, and no blank line (CRLF) after the header
     no_paragraph_end, ///< not multipart, and no second blank line
     first_paragraph,  ///< not multipart: up to the first blank line of the body
-    no_plain_part,    ///< multipart, and no part is written "Content-Type: text/plain;" to the letter
+    no_plain_part,    ///< multipart, and no part has exactly "Content-Type: text/plain;"
     no_part_begin,    ///< the last such part has no blank line (CRLF) after its header
     no_boundary,      ///< no boundary of the kind "------=" after a blank line follows the last such part
     last_plain_part,  ///< the last such part, up to that boundary
@@ -65,7 +66,7 @@ struct replayed_text
 {
     QString value;
     text_rule rule = text_rule::no_content_type;
-    qsizetype content_type = -1; ///< place of the "Content-Type: " that was decisive
+    qsizetype content_type = -1; ///< place of the "Content-Type: " that counted
     byte_range bytes;            ///< that were taken
     bool from_base64 = false;    ///< they were decoded
     bool normalized = false;     ///< typographic signs and percent escapes were replaced
@@ -88,6 +89,6 @@ struct replayed_row
 /// The row of a message, which begins with its separator line.
 [[nodiscard]] replayed_row replay_row(QByteArrayView parsed);
 
-/// Where the extraction cuts `bytes`, which begin a line: the positions of lines that begin with "From ", a byte order
-/// mark in front not counted.
+/// Where the extraction cuts `bytes`, which begin with a line: the positions of lines that begin with "From ", with or
+/// without a byte order mark before it.
 [[nodiscard]] std::vector<qsizetype> separator_lines(QByteArrayView bytes);

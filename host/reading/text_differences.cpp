@@ -78,7 +78,7 @@ QByteArray text_explainer::why_nothing() const
     case text_rule::no_paragraph_end:
         return "No blank line (CRLF) follows the text, where its end is looked for.";
     case text_rule::first_paragraph:
-        return text.from_base64 ? "The first paragraph, which is all that is looked at, decodes to nothing."
+        return text.from_base64 ? "Only the first paragraph is read, and it decodes to nothing."
                                 : "The text of a mail that is not multipart ends at its first blank line, and nothing "
                                   "precedes that line.";
     case text_rule::no_plain_part:
@@ -94,16 +94,16 @@ QByteArray text_explainer::why_nothing() const
     return "Of the text/plain parts the last one counts, and it is empty.";
 }
 
-/// True for a text that is taken from what precedes the first part of a multipart mail.
+/// True for a text that is taken from before the first part of a multipart mail.
 bool text_explainer::precedes_parts() const
 {
     return text.rule == text_rule::first_paragraph && !source && mail.parts.size() > 1 &&
            mail.parts.first().header_begin > bytes.stored_position(text.bytes.begin);
 }
 
-constexpr char before_first_part[] = "The mail is not seen to be multipart, since \"Content-Type: multipart\" is not "
+constexpr char before_first_part[] = "The mail is not recognised as multipart, since \"Content-Type: multipart\" is not "
                                      "written exactly like that; the row has "
-                                     "what precedes its first part.";
+                                     "the text before its first part.";
 
 /// The mail has no plain text, but the row has one.
 QByteArray text_explainer::why_without_text() const
@@ -117,7 +117,7 @@ QByteArray text_explainer::why_without_text() const
     if (text.rule == text_rule::first_paragraph)
         return "The mail has no plain text; the row has the first paragraph after the first \"Content-Type: \"" +
                place + '.';
-    return "The mail has no plain text; the row has what precedes \"<?xml\".";
+    return "The mail has no plain text; the row has the text before \"<?xml\".";
 }
 
 /// True when there is more than blanks between two places of the mail.
@@ -145,7 +145,7 @@ row_difference text_explainer::why_other(const QString &of_row, const QString &o
     if (!source || !wanted)
         return {"message_text", kind_of_text(of_row, of_mail),
                 text.rule == text_rule::last_plain_part
-                    ? "The row has what is between the last line marked text/plain and the next \"------=\" boundary."
+                    ? "The row has the text between the last line marked text/plain and the next \"------=\" boundary."
                     : "The row has the first paragraph after the first \"Content-Type: \" anywhere in the message."};
     if (source != wanted)
         return {"message_text", "other",
@@ -158,7 +158,7 @@ row_difference text_explainer::why_other(const QString &of_row, const QString &o
     return extent.kind.isEmpty() ? why_other_letters(of_row, of_mail) : extent;
 }
 
-/// The text is taken from the right part, but less or more of it; without a kind when all of it was taken.
+/// The text comes from the right part, but is less or more than it; without a kind when all of it was taken.
 row_difference text_explainer::why_other_extent(const QString &, const QString &) const
 {
     const qint64 begin = bytes.stored_position(text.bytes.begin);
@@ -182,15 +182,15 @@ row_difference text_explainer::why_other_extent(const QString &, const QString &
     return {};
 }
 
-/// All of the right part was taken, but its letters are not the mail's.
+/// All of the right part was taken, but its characters are not the mail's.
 row_difference text_explainer::why_other_letters(const QString &of_row, const QString &of_mail) const
 {
     const QByteArray encoding = undecoded();
     if (encoding == "quoted-printable")
         return {"message_text", "undecoded",
-                text.normalized ? "Quoted-printable is stored as it is written, apart from a few typographic signs and "
+                text.normalized ? "Quoted-printable is stored as written, apart from a few typographic signs and "
                                   "percent escapes."
-                                : "Quoted-printable is stored as it is written."};
+                                : "Quoted-printable is stored as written."};
     if (encoding == "base64")
         return {"message_text", "undecoded",
                 "The text is stored as base64: its encoding is recognised only where lines end in bare line feeds."};
@@ -200,13 +200,13 @@ row_difference text_explainer::why_other_letters(const QString &of_row, const QS
                 "message."};
     if (!is_utf8(wanted->charset) || of_row.contains(QChar::ReplacementCharacter))
         return {"message_text", "undecoded",
-                wanted->charset.isEmpty() ? QByteArray("The text's bytes are read as UTF-8, which they are not.")
+                wanted->charset.isEmpty() ? QByteArray("The text's bytes are not UTF-8 but are read as if they were.")
                                           : "The text's bytes are read as UTF-8, not as " + wanted->charset + '.'};
     if (text.normalized)
         return {"message_text", "other", "Percent escapes such as %20 are resolved in the text of multipart mails."};
     if (of_row.contains(QLatin1StringView(">From ")))
         return {"message_text", "undecoded",
-                "A line that begins with \">From \" keeps the sign that was put before it when the mail was stored."};
+                "A line that begins with \">From \" keeps the \">\" that was put there when the mail was stored."};
     return {"message_text", kind_of_text(of_row, of_mail), "The text is stored as its bytes are in the file."};
 }
 

@@ -1,14 +1,14 @@
-/// Why the text of a row is not the text of its mail.
+/// Explains why the text of a row is not the text of its mail.
 #pragma once
 
 #include "host/reading/row_differences.h"
 
 #include <optional>
 
-/// A text as it is compared: its line ends are line feeds, blanks and line ends around it do not count.
+/// A text made comparable: line feeds as line ends, no blanks or line ends around it.
 [[nodiscard]] QString comparable_text(const QString &text);
 
-/// The kind of a text that differs, as far as the two texts show it.
+/// How one text differs from the other, as far as the two show it.
 [[nodiscard]] QByteArray kind_of_text(const QString &of_row, const QString &of_mail);
 
 /// None when the texts are the same.

@@ -171,10 +171,10 @@ QByteArray decoded_quoted_printable(QByteArrayView text, bool in_word)
             *out++ = *in++;
         } else if (end - in == 1) {
             break;
-        } else if (in[1] == '\n' || in[1] == '\r') { // the line goes on
+        } else if (in[1] == '\n' || in[1] == '\r') { // a soft line break
             const void *line_feed = std::memchr(in, '\n', static_cast<std::size_t>(end - in));
             in = line_feed ? static_cast<const char *>(line_feed) + 1 : end;
-        } else if (in[1] == '=') { // written so by a faulty encoder
+        } else if (in[1] == '=') { // written by faulty encoders
             *out++ = '=';
             in += 2;
         } else if (end - in > 2 && hex_value(in[1]) >= 0 && hex_value(in[2]) >= 0) {
@@ -198,7 +198,7 @@ QByteArray decoded_transfer(QByteArrayView stored, const QByteArray &encoding, c
         if (result.goes_on)
             add_problem(problems, what + " has text after the end of its base64, which is not decoded.");
         if (result.has_others)
-            add_problem(problems, what + " has characters in its base64 that do not belong there; they were skipped.");
+            add_problem(problems, what + " has invalid characters in its base64; they were skipped.");
         return result.bytes;
     }
     if (encoding == "quoted-printable")

@@ -1,4 +1,4 @@
-/// Transfer encodings of mail: from what is stored to the bytes that are meant.
+/// Decodes the transfer encodings of mail.
 #pragma once
 
 #include <QByteArray>
@@ -10,12 +10,12 @@
 [[nodiscard]] QByteArray decoded_transfer(QByteArrayView stored, const QByteArray &encoding, const QByteArray &what,
                                           QByteArrayList &problems);
 
-/// Base64. Bytes outside the alphabet are skipped, missing padding is not missed, and the first complete padding ends
-/// the data.
+/// Base64. Bytes outside the alphabet are skipped, padding may be missing, and the first complete padding ends the
+/// data.
 struct base64_result
 {
     QByteArray bytes;
-    bool is_cut = false;     ///< six bits are left over
+    bool is_cut = false;     ///< six bits too many at the end
     bool goes_on = false;    ///< there are letters after the padding
     bool has_others = false; ///< bytes outside the alphabet other than line ends and blanks
 };

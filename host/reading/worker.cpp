@@ -70,7 +70,7 @@ public:
     {
     }
 
-    /// What a mail may need: a share for its fields, and its size several times.
+    /// Allow what a mail may need: a share for its fields, and several times its size.
     void set_for(qint64 length)
     {
         constexpr qint64 step = qint64(1) * 1024 * 1024; // most mails are smaller, and need the same
@@ -138,7 +138,7 @@ public:
 
     void take(QByteArrayView bytes, mail_part &part)
     {
-        // Equal parts are frequent: a file that is there has this content, it was moved there whole.
+        // Equal parts are frequent. A file that exists has this content: it was moved there whole.
         part.is_kept = ::access(QByteArray(kept + part.sha256 + part.extension).constData(), F_OK) == 0;
         if (!part.is_kept)
             part.spool_file = write(bytes);
@@ -162,7 +162,7 @@ private:
     qint64 last = 0;
 };
 
-/// As a process beside others: whatever is printed for want of memory helps no one.
+/// Become a helper process: no core dump, no messages when memory runs out, no life without the parent.
 void settle_in()
 {
     const rlimit no_core = {0, 0};
@@ -189,7 +189,7 @@ int run_worker(const QString &spool)
 {
     settle_in();
     spool_folder parts(spool);
-    // What GMime and the C library load once is not part of a mail's share.
+    // Memory that GMime and the C library take once is not part of a mail's share.
     const mail_record warm =
         read_mail("From x\nSubject: =?iso-8859-1?Q?=E4?=\nTo: a@b\n\na", false, [](QByteArrayView, mail_part &) {});
     memory_limit memory(warm.subject.isEmpty() ? 0 : used_memory());

@@ -1,8 +1,8 @@
-/// The process that parses mails: one that dies of a mail costs that mail.
+/// The process that parses mails: one that a mail kills costs only that mail.
 ///
 /// It reads requests from standard input and writes an answer to each to standard output, in their order, until the
-/// input ends. A request is a `worker_request` and, unless it is that of the request before, the path of the file; an
-/// answer is its size (eight bytes) and a record. The first answer of all is a size of 0: the process has started.
+/// input ends. A request is a `worker_request` and, unless the file is that of the previous request, its path; an
+/// answer is its size (eight bytes) and a record. The very first answer is a size of 0: the process has started.
 #pragma once
 
 #include <QString>
@@ -12,7 +12,7 @@ struct worker_request
     qint64 offset = 0; ///< bytes
     qint64 length = 0; ///< bytes
     qint32 is_followed = 0;
-    qint32 path_size = 0; ///< bytes; 0 for the file of the request before
+    qint32 path_size = 0; ///< bytes; 0 for the file of the previous request
 };
 
 /// Exit status of a worker that has no memory left for a mail.

@@ -20,7 +20,7 @@
 namespace {
 
 constexpr std::size_t max_jobs = 64; // of one process: it must not wait while rows are inserted
-// Requests that wait in a pipe; with one more they fit into the smallest one that the system makes.
+// Requests that wait in a pipe; with one more they fit into the smallest pipe that the system makes.
 constexpr qsizetype max_waiting_bytes = 2048;
 constexpr qsizetype bytes_at_a_time = 256 * 1024;
 constexpr qint64 max_answer_bytes = qint64(2) * 1024 * 1024 * 1024; // more than all limits of a mail together
@@ -42,12 +42,12 @@ struct worker_pool::process
     int requests = -1; ///< written to
     int answers = -1;  ///< read from
     bool has_started = false;
-    std::deque<given_job> jobs;  ///< given and not answered, the one that is worked on first
+    std::deque<given_job> jobs;  ///< given and not answered; the first is being worked on
     qsizetype waiting_bytes = 0; ///< of their requests
     QByteArray path;             ///< of the last request
     QElapsedTimer at_work;       ///< on the first job
-    QByteArray received;         ///< answers, the last one perhaps not whole
-    qsizetype filled = 0;        ///< bytes of `received` that came
+    QByteArray received;         ///< answers, the last one perhaps incomplete
+    qsizetype filled = 0;        ///< bytes of `received` in use
 
     ~process() { end(); }
 
@@ -59,7 +59,7 @@ struct worker_pool::process
         jobs.pop_front();
     }
 
-    /// How it ended.
+    /// Its exit status or signal.
     int end()
     {
         for (int *file : {&requests, &answers}) {
@@ -69,7 +69,7 @@ struct worker_pool::process
         }
         int status = 0;
         if (id > 0) {
-            ::kill(id, SIGKILL); // of no effect on one that has ended
+            ::kill(id, SIGKILL); // no effect if it has ended
             while (::waitpid(id, &status, 0) < 0 && errno == EINTR) {}
         }
         id = 0;
@@ -140,7 +140,7 @@ qsizetype worker_pool::send(process &worker, const mail_job &job)
     QByteArray bytes(reinterpret_cast<const char *>(&request), sizeof request);
     if (!same_path)
         bytes += job.path;
-    // One that has died is noticed by its answers.
+    // If it has died, its answers will show that.
     [[maybe_unused]] const ssize_t written =
         ::write(worker.requests, bytes.constData(), static_cast<std::size_t>(bytes.size()));
     return bytes.size();
@@ -172,7 +172,7 @@ void worker_pool::give_up_first(process &worker, const QByteArray &why, std::vec
         start(worker);
 }
 
-/// Take the answers that are whole. False when they are not what a worker sends.
+/// Take the complete answers. False when a worker sends anything else.
 bool worker_pool::take_answers(process &worker, std::vector<parsed_mail> &answers)
 {
     qsizetype at = 0;
@@ -201,7 +201,7 @@ bool worker_pool::take_answers(process &worker, std::vector<parsed_mail> &answer
     worker.filled -= at;
     std::memmove(worker.received.data(), worker.received.constData() + at, static_cast<std::size_t>(worker.filled));
     if (worker.filled == 0 && worker.received.capacity() > 4 * bytes_at_a_time)
-        worker.received = {}; // a giant mail has been
+        worker.received = {}; // give back the memory of a giant mail
     worker.received.resize(worker.filled + expected);
     return true;
 }
@@ -249,7 +249,7 @@ std::vector<parsed_mail> worker_pool::collect(int milliseconds)
     std::vector<pollfd> files;
     files.reserve(processes.size());
     for (const auto &worker : processes)
-        files.push_back({worker->answers, POLLIN, 0}); // -1 is passed over
+        files.push_back({worker->answers, POLLIN, 0}); // poll ignores -1
     if (::poll(files.data(), files.size(), milliseconds) < 0)
         return answers;
     for (std::size_t i = 0; i < files.size() && why_failed.isEmpty(); ++i) {

@@ -1,4 +1,4 @@
-/// Several processes that parse mails, and what becomes of those that die.
+/// Several processes that parse mails; those that die are replaced.
 #pragma once
 
 #include "host/reading/limits.h"
@@ -21,7 +21,7 @@ struct mail_job
     bool is_followed = false;
 };
 
-/// One that was parsed, or why it was not.
+/// A mail that was parsed, or why it was not.
 struct parsed_mail
 {
     qint64 number = 0;
@@ -29,12 +29,12 @@ struct parsed_mail
     QByteArray given_up; ///< a sentence; empty when all is well
 };
 
-/// Not for several threads.
+/// Use it from one thread.
 class worker_pool
 {
 public:
     /// At most `count` processes, which write parts to folders below `spool` (ends in "/"). They start when they are
-    /// needed. `milliseconds` are what each mail may take, however small it is.
+    /// needed. Each mail may take `milliseconds`, and large ones more.
     worker_pool(int count, const QString &spool, qint64 milliseconds = milliseconds_per_mail);
     ~worker_pool(); ///< kills those that still run
     Q_DISABLE_COPY_MOVE(worker_pool)
@@ -48,7 +48,7 @@ public:
     /// Wait up to `milliseconds` for answers. The answers of one process come in the order of its jobs.
     [[nodiscard]] std::vector<parsed_mail> collect(int milliseconds);
 
-    /// Processes cannot be started; a sentence. Nothing more will come then.
+    /// Why processes cannot be started: a sentence, or empty. After a failure no more answers come.
     [[nodiscard]] const QString &failure() const { return why_failed; }
 
 private:
