@@ -245,7 +245,7 @@ QString extraction::why_no_rows() const
     if (options.engine != 0)
         return QStringLiteral("This engine type extracts no rows.");
     if (!options.tables.contains(QLatin1StringView("messages")))
-        return QStringLiteral("The table messages was not among those to be filled.");
+        return QStringLiteral("The table messages was not among the chosen tables.");
     return is_cancelled() ? QStringLiteral("The extraction was cancelled before this mail.") : QString();
 }
 
@@ -273,7 +273,7 @@ void extraction::look_again(const QSet<QString> &attachments_before)
     attachments->begin_rest(record.attachments);
     bytes_in_all = evidence->bytes_in_all() + record.database.size + (record.log ? record.log->size : 0) +
                    attachments->bytes_of_rest();
-    progress.begin_phase(QStringLiteral("hashing what was read and written"));
+    progress.begin_phase(QStringLiteral("hashing the source and the result"));
     evidence->finish();
     attachments->finish();
     results.wait();

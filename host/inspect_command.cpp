@@ -61,7 +61,7 @@ void print_as_text(const ready_source &source)
         const QString counted =
             each.separators < 0
                 ? QString()
-                : QStringLiteral(", %1 separators, %2 rows expected (the last message of the file has none)")
+                : QStringLiteral(", %1 separators, %2 rows expected (the last message of the file gives none)")
                       .arg(each.separators)
                       .arg(rows_of_mbox(each.separators));
         print(QStringLiteral("  %1, %2 bytes%3").arg(each.member).arg(each.size).arg(counted));

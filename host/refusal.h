@@ -37,8 +37,8 @@ inline constexpr char exit_status_help[] =
     "  6    the library cannot be loaded\n"
     "  7    done, but the record of the run (run.json) could not be written\n"
     "  8    done, but standard output could not be written\n"
-    "  129, 130, 131, 143  cancelled by SIGHUP, SIGINT, SIGQUIT or SIGTERM; what\n"
-    "                      was extracted is kept";
+    "  129, 130, 131, 143  cancelled by SIGHUP, SIGINT, SIGQUIT or SIGTERM; rows\n"
+    "                      extracted so far are kept";
 
 /// Why something cannot be done: one line that names the file and says what to do.
 struct refusal

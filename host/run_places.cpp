@@ -73,16 +73,16 @@ maybe_refusal run_places::check(last_rows &before) const
     for (const QString &source : options.sources) {
         if (lies_inside(options.result_dir, source))
             return refusal{exit_status::bad_result,
-                           options.result_dir + QLatin1StringView(": lies inside the source, which is never "
-                                                                  "written; choose another RESULT_DIR")};
+                           options.result_dir + QLatin1StringView(": is inside the source, which must "
+                                                                  "not be written to; choose another RESULT_DIR")};
         if (lies_inside(source, paths.directory) || lies_inside(source, paths.staging))
             return refusal{exit_status::bad_result,
                            options.result_dir + QLatin1StringView(": its result directory contains the source; "
                                                                   "choose another RESULT_DIR")};
         if (options.log && lies_inside(options.log_file, source))
             return refusal{exit_status::bad_result,
-                           options.log_file + QLatin1StringView(": lies inside the source, which is never "
-                                                                "written; choose another --log file")};
+                           options.log_file + QLatin1StringView(": is inside the source, which must "
+                                                                "not be written to; choose another --log file")};
     }
     if (maybe_refusal unreadable = find_last_rows(paths.database, before))
         return unreadable;
@@ -118,7 +118,7 @@ maybe_refusal run_places::make()
     if (!take(*lock)) {
         lock.reset();
         return refusal{exit_status::bad_result,
-                       options.result_dir + QLatin1StringView(": another run is using it; wait for its end or choose "
+                       options.result_dir + QLatin1StringView(": another run is using it; wait until it ends, or choose "
                                                               "another RESULT_DIR")};
     }
     return {};

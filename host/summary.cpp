@@ -48,11 +48,12 @@ QString place_of(const ready_source &source)
 void print_missing_rows(const table_balance &table)
 {
     for (const difference &each : table.differences)
-        print(QStringLiteral("  %1: %2 rows of %3 expected ones %4 (%5)")
+        print(QStringLiteral("  %1: %2 rows %3 than the %4 expected (%5)")
                   .arg(table.table)
                   .arg(qAbs(each.rows))
+                  .arg(each.rows > 0 ? QStringLiteral("fewer") : QStringLiteral("more"))
                   .arg(table.expected)
-                  .arg(each.rows > 0 ? QStringLiteral("are missing") : QStringLiteral("are too many"), each.reason));
+                  .arg(each.reason));
 }
 
 void print_source(const source_record &record, const run_summary &summary)

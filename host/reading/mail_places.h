@@ -17,7 +17,7 @@ template <class Options>
         return {};
     return refusal{exit_status::bad_result,
                    directory + mail_database_name +
-                       QLatin1StringView(": exists already; --clear replaces it, --append adds to it")};
+                       QLatin1StringView(": already exists; --clear replaces it, --append adds to it")};
 }
 
 /// Remove what an earlier reading wrote to `directory`, which ends in "/": its database and the files in "Parts/" that

@@ -9,7 +9,7 @@ namespace {
 
 constexpr qsizetype rows_measured = 200;
 constexpr int min_width_of_text = 6;
-constexpr int width_of_day = 11; // and the sign that something was cut
+constexpr int width_of_day = 11; // with the sign that something was cut
 constexpr int gap = 2;
 
 bool is_number(const QString &text)
@@ -72,7 +72,7 @@ void aligned_table::begin()
     waiting.clear();
 }
 
-/// Take room from the widest columns until the rest fits. Numbers stay whole, and of a time its day.
+/// Narrow the widest columns until all fit. Numbers stay whole, and so does the day of a time.
 void aligned_table::narrow()
 {
     if (total_width == unlimited)

@@ -22,7 +22,7 @@ public:
 
     [[nodiscard]] bool has_rows() const { return begun || !waiting.isEmpty(); }
 
-    /// Print what still waits. Call it once, at the end.
+    /// Print the rows that still wait. Call it once, at the end.
     void finish();
 
     /// Columns that were left out although a later row has something in them.
@@ -38,7 +38,7 @@ private:
         bool times = true;
         bool empty = true;
         bool dropped = false;
-        bool missed = false; ///< dropped, and a row had a text for it
+        bool missed = false; ///< dropped, although a row had a text for it
     };
 
     void begin();

@@ -36,7 +36,7 @@ struct known_type
     attachment_kind kind;
 };
 
-/// The first that a media type begins with.
+/// The first one with which a media type begins counts.
 constexpr known_type known_types[] = {
     {"image/", kind::picture},
     {"video/", kind::video},

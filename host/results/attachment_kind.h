@@ -23,5 +23,5 @@ enum class attachment_kind {
     other
 };
 
-/// By the media type where it says something, else by the extension of the name; a name of a program always counts.
+/// By the media type if it is specific, else by the extension of the name; the extension of a program always counts.
 [[nodiscard]] attachment_kind kind_of_attachment(const QByteArray &media_type, const QByteArray &name);

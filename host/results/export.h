@@ -8,20 +8,20 @@
 
 #include <functional>
 
-/// What an export needs, and what it finds out.
+/// What an export needs, and the lines that it adds.
 struct export_job
 {
     const result_reader &reader;
     const new_directory &directory;
     /// False once the user wants to stop.
     std::function<bool()> go_on;
-    /// What goes into the file about the export, besides what all formats have in common.
+    /// Lines for the file about the export, in addition to those that all formats have.
     QStringList about;
-    /// What could not be exported although the rest could; a sentence each.
+    /// Anything that could not be exported although the rest could; a sentence each.
     QStringList failures;
 };
 
-/// A cancel is a refusal without text. What was written then is to be removed.
+/// A cancel is a refusal without text. The files written so far are then to be removed.
 [[nodiscard]] maybe_refusal cancelled_export();
 
 /// A file per table, by RFC 4180, with a byte order mark.

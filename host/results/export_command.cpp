@@ -26,20 +26,20 @@ maybe_refusal check(const export_options &options)
     const bool is_eml = options.format == u"eml";
     if (is_eml != !options.sources.isEmpty())
         return refusal{exit_status::wrong_usage,
-                       is_eml ? QStringLiteral("--format eml needs --source: a result does not hold the mails' bytes")
+                       is_eml ? QStringLiteral("--format eml needs --source: a result does not contain the mails' bytes")
                               : QStringLiteral("--source is for --format eml only")};
     for (const QString &source : options.sources) {
         if (maybe_refusal missing = check_given(source))
             return missing;
         if (lies_inside(options.out, source))
             return refusal{exit_status::bad_result,
-                           options.out + QLatin1StringView(": lies inside the source, which is "
-                                                           "never written; choose another --out")};
+                           options.out + QLatin1StringView(": is inside the source, which must "
+                                                           "not be written to; choose another --out")};
     }
     return {};
 }
 
-/// Make the sources ready as a run does, and cut the mails from them.
+/// Prepare the sources as a run does, and cut the mails from them.
 maybe_refusal export_mails(const export_options &options, export_job &job)
 {
     if (!job.reader.has_mail())
@@ -99,7 +99,7 @@ maybe_refusal export_result(const export_options &options, signal_watch &signals
         return refused;
     if (const QFileInfo there(options.out); there.exists() || there.isSymLink())
         return refusal{exit_status::bad_result,
-                       options.out + QLatin1StringView(": exists already; choose another --out")};
+                       options.out + QLatin1StringView(": already exists; choose another --out")};
     new_directory directory;
     if (maybe_refusal refused = directory.make(options.out))
         return refused;
@@ -149,7 +149,7 @@ void add_export_command(command_line &line)
               "timeline of all times")
         .required()
         .one_of({QStringLiteral("csv"), QStringLiteral("jsonl"), QStringLiteral("eml"), QStringLiteral("tln")});
-    command.text("--out", options->out, "directory to make; it must not exist yet").required();
+    command.text("--out", options->out, "directory to create; it must not exist yet").required();
     command.texts("--source", options->sources, "with eml: the source that was extracted (repeatable)").repeatable();
     add_unpacking_options(command, *options);
 }

@@ -46,5 +46,5 @@ maybe_refusal export_file::close()
     if (!failed)
         return {};
     return refusal{exit_status::bad_result, file.fileName() + QLatin1StringView(": cannot be written (") + why +
-                                                QLatin1StringView("); make room, or choose another --out")};
+                                                QLatin1StringView("); free some space, or choose another --out")};
 }

@@ -6,7 +6,7 @@
 #include <QByteArray>
 #include <QFile>
 
-/// A new file of an export. Keeps its first failure, and drops what is written after it.
+/// A new file of an export. Keeps its first failure, and drops anything written after it.
 class export_file
 {
 public:
@@ -23,7 +23,7 @@ public:
 
     [[nodiscard]] bool has_failed() const { return failed; }
 
-    /// Write what is still in memory. Call it at the end.
+    /// Write the bytes that are still in memory. Call it at the end.
     [[nodiscard]] maybe_refusal close();
 
 private:

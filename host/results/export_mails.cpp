@@ -17,7 +17,7 @@ QByteArray sha256_of(QByteArrayView bytes)
     return hash.result().toHex();
 }
 
-/// Where the mails of one file of the result may lie: at the same place in one of the sources.
+/// The files that may contain the mails of one file of the result: those at the same place in one of the sources.
 class mail_source
 {
 public:
@@ -33,8 +33,8 @@ public:
 
     [[nodiscard]] bool is_there() const { return !paths.isEmpty(); }
 
-    /// The bytes with this hash at this place; empty when none of the files has them. The file that had the mail before
-    /// is tried first.
+    /// The bytes with this hash at this place; empty when none of the files has them. The file that had the previous
+    /// mail is tried first.
     [[nodiscard]] QByteArray cut(qint64 offset, qint64 length, const QByteArray &sha256)
     {
         for (qsizetype tried = 0; tried < paths.size(); ++tried) {
@@ -186,19 +186,19 @@ maybe_refusal mail_export::say_what_is_missing()
     if (exported == 0 && differing + not_reached > 0)
         return refusal{
             exit_status::bad_source,
-            QStringLiteral("the given --source has none of the mails of this result (%1 differ, %2 lie in files "
-                           "that it does not have); give the source that was read")
+            QStringLiteral("the given --source has none of the mails of this result (%1 differ, %2 are in files "
+                           "that it lacks); give the source that was read")
                 .arg(differing)
                 .arg(not_reached)};
     const auto say = [this](qint64 count, const char *what) {
         if (count > 0)
-            job.failures.append(QStringLiteral("%1 mails were not exported: %2 (mails.csv names them)")
+            job.failures.append(QStringLiteral("%1 mails were not exported: %2 (mails.csv lists them)")
                                     .arg(count)
                                     .arg(QLatin1StringView(what)));
     };
-    say(differing, "their bytes in the source are not those that were recorded");
-    say(not_reached, "the file they lie in is not in the source");
-    say(without_bytes, "an Android source stores no message as such");
+    say(differing, "their bytes in the source differ from those recorded");
+    say(not_reached, "their file is not in the source");
+    say(without_bytes, "an Android source does not contain whole messages");
     return {};
 }
 
@@ -239,7 +239,7 @@ maybe_refusal export_eml(export_job &job, const QList<ready_source> &sources)
             "lines that begin with \">From \" as they were before the mbox quoted them."),
         QStringLiteral(
             "Before that, the bytes in the source were compared with the SHA-256 that Mail.sqlite has of them; "
-            "a mail that differs is not exported. mails.csv says of every mail where it lies in the source, "
+            "a mail that differs is not exported. mails.csv lists where each mail is in the source, "
             "with both hashes."),
     };
     mail_export all(job, sources);

@@ -13,7 +13,7 @@ QByteArray query_of(const result_table &table)
     return "select " + names.join(", ") + " from " + table.sql_name();
 }
 
-/// Let `write` have every row of a table; `failed` ends it early.
+/// Call `write` for every row of a table; `failed` ends it early.
 maybe_refusal each_row(const export_job &job, const result_table &table, const std::function<bool()> &failed,
                        const std::function<void(const sqlite_statement &)> &write)
 {
@@ -42,9 +42,9 @@ maybe_refusal export_csv(export_job &job)
 {
     job.about = {
         QStringLiteral("Each table is a file: CSV by RFC 4180, UTF-8 with a byte order mark, comma as separator."),
-        QStringLiteral("A cell with nothing is NULL; an empty text is \"\"."),
+        QStringLiteral("An empty cell is NULL; an empty text is \"\"."),
         QStringLiteral("A text that a spreadsheet would run as a formula has an apostrophe (') before it, which is not "
-                       "in the result. The list says how many cells of a table have one."),
+                       "in the result. The list shows how many cells of a table have one."),
         QStringLiteral(
             "A spreadsheet may cut long texts (Excel: after 32,767 characters). The JSON lines have all texts "
             "unchanged."),

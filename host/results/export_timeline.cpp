@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The columns that describe a row in a timeline, after what all tables have.
+/// The columns that describe a row in a timeline, in addition to those of all tables.
 struct described_table
 {
     const char *name;
@@ -40,7 +40,7 @@ QByteArray query_of(const result_reader &reader)
     return selects.join(" union all ") + " order by 1, 2, 3";
 }
 
-/// One of the five fields: what would end it or the line is escaped.
+/// One of the five fields; characters that would end it or the line are escaped.
 void write_field(export_file &file, QByteArrayView text)
 {
     file.write(escaped_utf8(text).replace('|', "\\x7C"));

@@ -16,10 +16,10 @@ maybe_refusal new_directory::make(const QString &target)
     const QString parent = QFileInfo(wanted).path();
     if (!QFileInfo(parent).isDir())
         return refusal{exit_status::bad_result,
-                       parent + QLatin1StringView(": no such directory; make it, or choose another --out")};
+                       parent + QLatin1StringView(": no such directory; create it, or choose another --out")};
     const QString path = wanted + QStringLiteral(".unfinished-%1").arg(QCoreApplication::applicationPid());
     if (!QDir().mkdir(path))
-        return refusal{exit_status::bad_result, path + QLatin1StringView(": cannot be made; choose another --out")};
+        return refusal{exit_status::bad_result, path + QLatin1StringView(": cannot be created; choose another --out")};
     unfinished = path;
     return {};
 }
@@ -32,7 +32,7 @@ maybe_refusal new_directory::finish()
         if (was_there)
             QDir().rename(earlier, wanted);
         return refusal{exit_status::bad_result,
-                       wanted + QLatin1StringView(": cannot be given its name; choose another --out")};
+                       wanted + QLatin1StringView(": cannot be renamed into place; choose another --out")};
     }
     unfinished.clear();
     QDir(earlier).removeRecursively();

@@ -1,4 +1,4 @@
-/// A directory that is made under another name beside its place, and renamed when everything is in it.
+/// A directory that is created under another name beside its place, and renamed when everything is in it.
 #pragma once
 
 #include "host/refusal.h"
@@ -7,11 +7,11 @@ class new_directory
 {
 public:
     new_directory() = default;
-    /// Removes what is not finished.
+    /// Removes an unfinished directory.
     ~new_directory();
     Q_DISABLE_COPY_MOVE(new_directory)
 
-    /// Begin what will be `target`. Refused when it cannot be made there.
+    /// Create the future `target`. Refused when it cannot be created there.
     [[nodiscard]] maybe_refusal make(const QString &target);
 
     /// Path of a file or directory in it; no "/" at its end for the directory itself.
@@ -20,7 +20,7 @@ public:
         return name.isEmpty() ? unfinished : QString(unfinished + u'/' + name);
     }
 
-    /// Give the directory its name. What has that name already is replaced with it, and kept when that fails.
+    /// Give the directory its name. Anything that already has that name is replaced, or kept if this fails.
     [[nodiscard]] maybe_refusal finish();
 
 private:

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int report_version = 1; // of the data files; the page refuses others
 
-/// Refused when something is there that is neither an earlier report nor an empty directory.
+/// Refuses a place where there is anything but an earlier report or an empty directory.
 maybe_refusal check_place(const QString &out)
 {
     const QFileInfo there(out);
@@ -38,14 +38,14 @@ maybe_refusal write_page(const QString &directory)
         const QString to = directory + u'/' + files.fileName();
         if (!QFile::copy(from, to))
             return refusal{exit_status::bad_result,
-                           to + QLatin1StringView(": cannot be written; make room, or choose another --out")};
+                           to + QLatin1StringView(": cannot be written; free some space, or choose another --out")};
         QFile::setPermissions(to, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup |
                                       QFileDevice::ReadOther);
     }
     return {};
 }
 
-/// The same for every report of a result, so that bookmarks stay when a report is made again.
+/// The same for every report of a result, so that bookmarks survive a new report.
 QByteArray identity_of(const QString &database)
 {
     QFile file(database);

@@ -11,7 +11,7 @@ constexpr qint64 max_index_mails = 4096;
 constexpr qsizetype max_file_size = 512 << 10; // a file ends with the mail that makes it larger
 constexpr qsizetype max_subject = 500;         // bytes of a subject in the index
 
-/// What the page asks of every mail, as bits of one number (`Flag` in `data.ts`).
+/// The facts about a mail that the page filters by, as bits of one number (`Flag` in `data.ts`).
 enum class mail_flag { has_files, no_text, html_only, no_row, has_problems };
 
 qint64 flag_if(bool is_so, mail_flag flag)
@@ -57,7 +57,7 @@ void write_texts(json_text &out, const char *key, const numbered_texts &numbered
     out.end_list();
 }
 
-/// A reading that was cancelled may not have come to comparing the mails with their rows.
+/// A reading that was cancelled may not have reached the comparison of the mails with their rows.
 maybe_refusal find_comparison(const result_reader &reader, bool &is_compared)
 {
     sqlite_statement found =

@@ -1,5 +1,5 @@
-/// The mails of a report as data files: a compact index, which the page reads whole, and what a mail's view needs, in
-/// files of which the page loads one at a time.
+/// The mails of a report as data files: a compact index, which the page reads whole, and the details for the view of a
+/// mail, in files that the page loads one at a time.
 #pragma once
 
 #include "host/results/report_mail.h"
@@ -10,7 +10,7 @@
 
 #include <functional>
 
-/// The page finds a text of few values by its number.
+/// Numbers for the texts of a column with few values; the page looks the texts up.
 class numbered_texts
 {
 public:
@@ -18,7 +18,7 @@ public:
     qint64 number_of(const QByteArray &text);
 
     QByteArrayList texts;
-    QList<qint64> counts; ///< how often each was asked for
+    QList<qint64> counts; ///< how often each was requested
 
 private:
     QHash<QByteArray, qint64> numbers;
@@ -30,10 +30,10 @@ class report_data
 public:
     explicit report_data(const QString &directory);
 
-    /// Write all mails. `go_on` is asked for each mail.
+    /// Write all mails. `go_on` is called for each mail.
     [[nodiscard]] maybe_refusal write(const result_reader &reader, const std::function<bool()> &go_on);
 
-    /// After `write`: what the page must know of the files before it loads one, as members of an object.
+    /// After `write`: what the page needs to know before it loads a file, as members of an object.
     void describe(json_text &out) const;
 
 private:
@@ -65,5 +65,5 @@ private:
     std::optional<qint64> first_date, last_date;                    ///< UTC seconds
     std::vector<qint64> index_begins, detail_begins, source_begins; ///< the first mail of each file
     bool with_mail = false;
-    bool is_compared = false; ///< the mails with their rows; without that nothing is known of missing rows
+    bool is_compared = false; ///< the mails with their rows; otherwise missing rows are unknown
 };

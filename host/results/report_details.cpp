@@ -75,7 +75,7 @@ void write_parts(json_text &out, const report_mail &mail)
     out.end_list();
 }
 
-/// `snippet` is often the same long text as `message_text`: said so instead of repeated.
+/// `snippet` is often the same long text as `message_text`: then it is only marked as the same.
 void write_row(json_text &out, const report_mail &mail)
 {
     QByteArray message_text;

@@ -7,7 +7,7 @@ std::optional<qint64> number_or_null(const sqlite_statement &rows, int column)
     return rows.is_null(column) ? std::nullopt : std::optional(rows.number(column));
 }
 
-/// Rows that belong to mails, in the order of the mails: read side by side with these, each row once.
+/// Rows that belong to mails, in the order of the mails: read in step with them, each row once.
 class belonging_rows
 {
 public:
@@ -33,8 +33,8 @@ private:
     bool more;
 };
 
-/// Rows of `messages` by their number. They are asked for in nearly the order in which they are stored, so that reading
-/// on from the last one finds most of them.
+/// Rows of `messages` by their number. They are requested in nearly the order in which they are stored, so most of them
+/// are found by reading on from the last one.
 class message_rows
 {
 public:
@@ -220,7 +220,7 @@ private:
         if (column == "INT")
             mail.row = mail.id = value.toLongLong();
         else if (is_date && value != "0" && !mail.date)
-            mail.date = value.toLongLong(); // 0 is what a date that cannot be read is stored as
+            mail.date = value.toLongLong(); // 0 is stored for a date that cannot be read
         else if (column == "subject")
             mail.subject = value;
         else if (column == "message_text" || (column == "snippet" && mail.text.isEmpty()))

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-/// One mail with everything the report shows of it. Texts are as stored; empty ones are absent.
+/// One mail with everything that the report shows of it. Texts are as stored; empty ones are absent.
 struct report_mail
 {
     struct address
@@ -42,7 +42,7 @@ struct report_mail
     QList<part> parts;
     QList<difference> differences;
     QList<stored_file> files;
-    QList<row_value> row_values; ///< of the row in `messages`, without what is empty
+    QList<row_value> row_values; ///< of the row in `messages`, without empty ones
 };
 
 /// Reads them in the order of their ids. The reader must outlive it.

@@ -134,5 +134,5 @@ maybe_refusal write_script(const QString &path, const char *name, qint64 number,
             return {};
     }
     return refusal{exit_status::bad_result, path + QLatin1StringView(": cannot be written (") + file.errorString() +
-                                                QLatin1StringView("); make room, or choose another place with --out")};
+                                                QLatin1StringView("); free some space, or choose another place with --out")};
 }

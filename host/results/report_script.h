@@ -7,8 +7,8 @@
 #include <QByteArray>
 #include <QString>
 
-/// JSON, written from front to back; commas come by themselves. Every text is made valid UTF-8, and escaped so that it
-/// cannot end a script, open a comment of HTML or end a line of JavaScript.
+/// JSON, written from front to back; commas are added automatically. Every text is made valid UTF-8, and escaped so
+/// that it cannot end a script, open a comment of HTML or end a line of JavaScript.
 class json_text
 {
 public:
@@ -27,7 +27,7 @@ public:
     void number(qint64 value);
     void null();
 
-    /// What was written with another object of this class.
+    /// A value that was written with another object of this class.
     void value(const json_text &other);
 
     [[nodiscard]] const QByteArray &bytes() const { return written; }
@@ -43,6 +43,6 @@ private:
     bool at_first = true; ///< no comma before the next value
 };
 
-/// Write one data file: a call `gmail_report("<name>", <number>, <data>)`. Refused, with the file's name, when the disk
-/// does not take it.
+/// Write one data file: a call `gmail_report("<name>", <number>, <data>)`. Refused, with the file's name, when it
+/// cannot be written.
 [[nodiscard]] maybe_refusal write_script(const QString &path, const char *name, qint64 number, const json_text &data);

@@ -1,5 +1,5 @@
 /// The full text index of a report: for each word the mails that contain it, in files that the page loads when a word
-/// is asked for.
+/// is searched for.
 #pragma once
 
 #include "host/results/report_script.h"
@@ -11,7 +11,7 @@
 
 /// The words of a text as they are indexed: runs of letters and digits in lower case and without accents, no longer
 /// than `max_word` characters; words of one character only in scripts that are written without blanks, where each
-/// character is a word. The page takes what is searched for apart in the same way (`words.ts`).
+/// character is a word. The page splits the words searched for in the same way (`words.ts`).
 [[nodiscard]] std::vector<QByteArray> search_words(QByteArrayView utf8);
 
 /// Words are spread over buckets by their first two characters, so that all words that begin like one of two or more
@@ -44,7 +44,7 @@ private:
     [[nodiscard]] maybe_refusal write_file(json_text &file);
 
     QString directory;
-    std::vector<QByteArray> words; ///< of the mail at hand
+    std::vector<QByteArray> words; ///< of the current mail
     std::vector<std::unique_ptr<bucket>> all;
     std::vector<int> file_begins;
 };

@@ -133,7 +133,7 @@ private:
     const QString &directory;
     std::vector<column> columns;
     std::vector<qint64> begins; ///< the first row of each file
-    qint64 rows = 0;            ///< of the file at hand
+    qint64 rows = 0;            ///< of the current file
     qint64 total = 0;
 };
 

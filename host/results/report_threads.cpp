@@ -52,7 +52,7 @@ void thread_numbers::join(qint64 one, qint64 other)
 {
     const qint64 a = root(one), b = root(other);
     parents[static_cast<std::size_t>(qMax(a, b))] = qMin(a, b);
-    parents[static_cast<std::size_t>(one)] = parents[static_cast<std::size_t>(other)] = qMin(a, b); // keeps ways short
+    parents[static_cast<std::size_t>(one)] = parents[static_cast<std::size_t>(other)] = qMin(a, b); // keeps paths short
 }
 
 qint64 thread_numbers::of(qint64 place) const

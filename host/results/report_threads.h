@@ -7,7 +7,7 @@
 
 #include <vector>
 
-/// A mail's thread: Gmail's own where it says which, else mails that name each other.
+/// A mail's thread: Gmail's own if it is known, else mails that refer to each other.
 class thread_numbers
 {
 public:

@@ -53,7 +53,7 @@ bool state_of(const QString &path, opened_file &file)
     return true;
 }
 
-/// The number of bytes the header of a database claims; -1 when it is no database.
+/// The number of bytes that the header of a database claims; -1 when it is not a database.
 qint64 claimed_size(const QByteArray &header)
 {
     if (header.size() < header_size || !header.startsWith(sqlite_magic))
@@ -103,8 +103,8 @@ maybe_refusal opened_file::look(const QString &file)
     const QString unfinished = unfinished_writes(path);
     if (!unfinished.isEmpty())
         return bad_result(
-            unfinished + QLatin1StringView(": the result is being written, or a writer was stopped before it was done; "
-                                           "wait for its end, or repeat the run"));
+            unfinished + QLatin1StringView(": the result is being written, or a writer was stopped before it finished; "
+                                           "wait until it is done, or repeat the run"));
     const qint64 claimed = claimed_size(content.read(header_size));
     if (claimed < 0)
         return bad_result(path + QLatin1StringView(": not an SQLite database; restore the file or repeat the run"));
@@ -134,7 +134,7 @@ maybe_refusal result_reader::open(const QString &given)
                                                     "nor Gmail.sqlite); name the RESULT_DIR of a run"));
     if (const qint64 process = process_that_writes(place); process != 0)
         return bad_result(
-            QStringLiteral("%1: a run is writing this result (process %2); wait for its end").arg(place).arg(process));
+            QStringLiteral("%1: a run is writing this result (process %2); wait until it ends").arg(place).arg(process));
     if (maybe_refusal refused = open_rows())
         return refused;
     no_mail = open_mail();
@@ -162,8 +162,8 @@ maybe_refusal result_reader::open_mail()
 {
     const QString path = place + QLatin1StringView("Mail.sqlite");
     if (!QFileInfo::exists(path))
-        return bad_result(path + QLatin1StringView(": missing, so there is nothing but the rows; \"gmail_host read "
-                                                   "SOURCE RESULT_DIR\" writes it"));
+        return bad_result(path + QLatin1StringView(": missing, so only the rows are available; \"gmail_host read "
+                                                   "SOURCE RESULT_DIR\" creates it"));
     if (maybe_refusal refused = mail.look(path))
         return refused;
     sqlite_statement attached = query("attach ? as mail_db", {unchanging_uri(path)});
@@ -174,8 +174,8 @@ maybe_refusal result_reader::open_mail()
         return damaged(path, version.failure());
     if (version.number(0) != mail_database::schema_version)
         return bad_result(
-            QStringLiteral("%1: of version %2, and this program reads version %3; \"gmail_host read --clear "
-                           "SOURCE RESULT_DIR\" writes it again")
+            QStringLiteral("%1: is of version %2, but this program reads version %3; \"gmail_host read --clear "
+                           "SOURCE RESULT_DIR\" replaces it")
                 .arg(path)
                 .arg(version.number(0))
                 .arg(mail_database::schema_version));
@@ -229,7 +229,7 @@ maybe_refusal result_reader::damaged(const QString &path, const QString &words) 
 {
     if (maybe_refusal other = changed())
         return other;
-    return bad_result(path + QLatin1StringView(": cannot be read on (") + words +
+    return bad_result(path + QLatin1StringView(": reading stopped (") + words +
                       QLatin1StringView("); restore the file or repeat the run"));
 }
 

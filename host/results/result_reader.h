@@ -1,5 +1,5 @@
-/// Opens a result for looking at it. Nothing is written, neither to its files nor beside them, and no lock is taken, so
-/// that a run or the suite is never held up; what changes while it is read is refused instead.
+/// Opens a result for reading. Nothing is written, neither to its files nor beside them, and no lock is taken, so a run
+/// or the suite is never held up; a file that changes while it is read is refused instead.
 #pragma once
 
 #include "host/refusal.h"
@@ -16,7 +16,7 @@ struct opened_file
     qint64 size = 0;
     qint64 modified = 0; ///< nanoseconds since the epoch
 
-    /// Take the file's present state; refused when it is not there, cannot be read, or is being written.
+    /// Record the file's present state; refused when it is not there, cannot be read, or is being written.
     [[nodiscard]] maybe_refusal look(const QString &file);
     /// Whether it is still the same.
     [[nodiscard]] bool unchanged() const;
@@ -29,7 +29,7 @@ public:
     /// when there is none, when it is damaged or being written, or when its tables are those of another version.
     [[nodiscard]] maybe_refusal open(const QString &given);
 
-    /// Directory of Gmail.sqlite, ends in "/". `Attachments/`, `Parts/`, `Mail.sqlite` and `run.json` lie in it.
+    /// Directory of Gmail.sqlite, ends in "/". It contains `Attachments/`, `Parts/`, `Mail.sqlite` and `run.json`.
     [[nodiscard]] const QString &directory() const { return place; }
     [[nodiscard]] QString database() const { return rows.path; }
 
@@ -43,20 +43,20 @@ public:
     /// One of them, null when there is none of that name.
     [[nodiscard]] const result_table *table(const QByteArray &name) const;
 
-    /// What run.json says, without its list of attachments, which may be very long; empty when there is no run.json, as
-    /// in a result of the suite, or when it cannot be read.
+    /// The contents of run.json, without its list of attachments, which may be very long; empty when there is no
+    /// run.json, as in a result of the suite, or when it cannot be read.
     [[nodiscard]] QJsonObject run_record() const;
 
-    /// Rows of a query. In it the tables of the mail are named with "mail_db." before their name.
+    /// Rows of a query. In it the tables of the mail have the prefix "mail_db.".
     [[nodiscard]] sqlite_statement query(const QByteArray &sql, const query_values &values = {}) const
     {
         return {connection, sql, values};
     }
 
-    /// To be asked when a query gave its last row: why that row was not the last one there is. Empty when all is well.
+    /// Call it after a query's last row: why reading stopped before the end. Empty when all is well.
     [[nodiscard]] maybe_refusal failure(const sqlite_statement &query) const;
 
-    /// Why what was read cannot be relied on: a file was changed since it was opened. Ask at the end.
+    /// Why the values read cannot be relied on: a file was changed since it was opened. Call it at the end.
     [[nodiscard]] maybe_refusal changed() const;
 
 private:

@@ -1,4 +1,4 @@
-/// The tables of a result as they are shown and exported: their order, their times, and what is shown of them at first.
+/// The tables of a result as they are shown and exported: their order, their times, and the columns shown by default.
 #pragma once
 
 #include <QByteArray>
@@ -10,8 +10,8 @@ struct known_table
     const char *name;
     bool of_mail;      ///< in Mail.sqlite, else in Gmail.sqlite
     const char *times; ///< columns that are times, separated by commas, the most telling one first
-    const char *shown; ///< columns that `show` begins with, separated by commas
-    const char *key;   ///< column by which rows are sorted when nothing else is asked for
+    const char *shown; ///< columns that `show` prints by default, separated by commas
+    const char *key;   ///< column by which rows are sorted by default
 };
 
 /// In the order in which tables are listed.
@@ -48,7 +48,7 @@ struct result_table
     QList<result_column> columns; ///< as stored, in their order; a suite may have added some
 
     [[nodiscard]] QByteArray name() const { return known->name; }
-    /// Position of a column, -1 when the table has no such column. Upper and lower case are the same.
+    /// Position of a column, -1 when the table has no such column. Case does not matter.
     [[nodiscard]] qsizetype find(const QByteArray &column) const;
     /// The columns that are times, the most telling one first.
     [[nodiscard]] QList<QByteArray> times() const;

@@ -15,7 +15,7 @@ maybe_refusal wrong_usage(const QString &text)
     return refusal{exit_status::wrong_usage, text};
 }
 
-/// Steps that make one text of another: letters put in, left out, or replaced.
+/// Steps from one text to the other: letters inserted, removed or replaced.
 qsizetype distance(const QString &from, const QString &to)
 {
     QList<qsizetype> row(to.size() + 1);
@@ -31,7 +31,7 @@ qsizetype distance(const QString &from, const QString &to)
     return row.last();
 }
 
-/// "unknown ...; did you mean ...?" and what there is.
+/// "there is no ...; did you mean ...?" and the known names.
 QString not_known(const QString &what, const QString &given, const QStringList &known)
 {
     QString text = QStringLiteral("there is no %1 \"%2\"").arg(what, given);
@@ -40,7 +40,7 @@ QString not_known(const QString &what, const QString &given, const QStringList &
     });
     if (nearest != known.end() && distance(given, *nearest) <= std::max<qsizetype>(1, given.size() / 3))
         text += QStringLiteral("; did you mean \"%1\"?").arg(*nearest);
-    return text + QStringLiteral(" (there are: %1)").arg(known.join(QLatin1StringView(", ")));
+    return text + QStringLiteral(" (known: %1)").arg(known.join(QLatin1StringView(", ")));
 }
 
 /// Collects the conditions of one query.
@@ -97,7 +97,7 @@ maybe_refusal find_column(const result_table &table, const QString &given, resul
     return {};
 }
 
-/// The condition that leaves rows of `table` that belong to mails with one of the ids that the query `ids` gives.
+/// The condition for rows of `table` that belong to mails whose ids the query `ids` gives.
 QByteArray conditions::rows_of_mails(const QByteArray &ids) const
 {
     if (is("messages"))
@@ -195,7 +195,7 @@ maybe_refusal conditions::add_people(const char *option, const QString &person, 
     return {};
 }
 
-/// Words in quotes stay together; a star at the end of a word stands for any ending.
+/// Words in quotes stay together; a star at the end of a word matches any ending.
 QByteArray full_text_query(const QString &words)
 {
     static const QRegularExpression piece(QStringLiteral("\"([^\"]*)\"?|(\\S+)"));

@@ -1,11 +1,11 @@
-/// From what `show` is asked for to a query on the result.
+/// Turns the options of `show` into a query on the result.
 #pragma once
 
 #include "host/results/result_reader.h"
 
 #include <QStringList>
 
-/// Which rows and columns of a table; an empty text leaves everything in.
+/// Which rows and columns of a table; an empty text does not filter.
 struct row_selection
 {
     QString table;

@@ -1,4 +1,4 @@
-/// What `gmail_host show` prints. Each returns why it could not go on; what was printed before that is then incomplete.
+/// The output of `gmail_host show`. Each function returns why it could not go on; its output is then incomplete.
 #pragma once
 
 #include "host/results/row_query.h"
@@ -10,7 +10,7 @@ struct show_layout
     int width = 0;        ///< of the terminal, in columns
 };
 
-/// What there is: rows and their times, accounts, sources, labels, differences.
+/// An overview: rows and their times, accounts, sources, labels, differences.
 [[nodiscard]] maybe_refusal show_overview(const result_reader &reader, const show_layout &layout);
 
 /// The rows of a table.
@@ -27,5 +27,5 @@ struct show_layout
 
 void print_title(const QString &title);
 
-/// A value as text: times in UTC, bytes that are no text in hexadecimal, nothing for NULL.
+/// A value as text: times in UTC, bytes that are not text in hexadecimal, nothing for NULL.
 [[nodiscard]] QString shown_text(const cell &value, const result_column &column);

@@ -15,7 +15,7 @@ struct show_options
     row_selection selection;
 };
 
-/// The width that the user wishes, else that of the terminal.
+/// The width that the user asks for, else that of the terminal.
 int width_of_output()
 {
     bool is_number = false;
@@ -35,7 +35,7 @@ maybe_refusal check(const show_options &options)
 {
     const QString problem =
         !options.mail.isEmpty() && options.selection.table != u"mail"
-            ? QStringLiteral("an ID can be given with the table mail only; use --where INT=%1").arg(options.mail)
+            ? QStringLiteral("an ID can be given only with the table mail; use --where INT=%1").arg(options.mail)
         : has_filters(options.selection) && options.selection.table.isEmpty()
             ? QStringLiteral("filters need a table: gmail_host show RESULT_DIR messages --where ...")
         : has_filters(options.selection) && !options.mail.isEmpty()
@@ -72,12 +72,12 @@ void add_filters(const sub_command &command, row_selection &selection)
         "beginning of a word with * after it");
     command.text("--from", selection.from, "text in the sender's name or address");
     command.text("--to", selection.to, "text in a recipient's name or address");
-    command.text("--after", selection.after, "first time: 2024, 2024-01-08, \"2024-01-08 08:30\", ... in UTC");
-    command.text("--before", selection.before, "time before which rows lie, in the same forms");
+    command.text("--after", selection.after, "rows from this time on: 2024, 2024-01-08, \"2024-01-08 08:30\", ... in UTC");
+    command.text("--before", selection.before, "rows before this time, in the same forms");
     command.text("--label", selection.label, "one of Gmail's labels");
     command.texts("--columns", selection.columns, "columns to show, separated by commas, or all").separated_by_commas();
     command.number("--limit", selection.limit, "maximum number of rows").at_least(0);
-    command.text("--sort", selection.sort, "column to sort by (as extracted when left out)");
+    command.text("--sort", selection.sort, "column to sort by (default: as extracted)");
     command.flag("--reverse", selection.reverse, "last rows first");
 }
 
@@ -94,7 +94,7 @@ void add_show_command(command_line &line)
     command.text("RESULT_DIR", options->result_dir, "as for extract, or the directory with Gmail.sqlite").required();
     command.text(
         "TABLE", options->selection.table,
-        "messages, attachments, accounts, mailbox, cookies, mail, part, difference, ... (an overview when left out)");
+        "messages, attachments, accounts, mailbox, cookies, mail, part, difference, ... (an overview if omitted)");
     command.text("ID", options->mail, "with the table mail: id of the mail to show whole");
     add_filters(command, options->selection);
 }

@@ -85,7 +85,7 @@ void mail_view::print_fields()
     const cell date = mail.at(0);
     field(QStringLiteral("Mail"), QString::number(id));
     field(QStringLiteral("Date"),
-          date.stored_as == cell::type::integer ? utc_text_of(date.integer) : QStringLiteral("none that can be read"));
+          date.stored_as == cell::type::integer ? utc_text_of(date.integer) : QStringLiteral("missing or unreadable"));
     field(QStringLiteral("as written"), text_at(mail, 1));
     print_people();
     field(QStringLiteral("Subject"), text_at(mail, 2));
@@ -107,7 +107,7 @@ void mail_view::print_fields()
     }
 }
 
-/// The text; of a mail that has HTML alone, the HTML's text as the search has it.
+/// The text; for a mail with only HTML, the HTML's text as the search has it.
 void mail_view::print_text()
 {
     sqlite_statement mail =
@@ -125,14 +125,14 @@ void mail_view::print_text()
     }
     print_title(
         has_text ? QStringLiteral("Text")
-                 : QStringLiteral("Text of the HTML (show RESULT_DIR mail --where id=%1 --columns html has it whole)")
+                 : QStringLiteral("Text of the HTML (show RESULT_DIR mail --where id=%1 --columns html shows all of it)")
                        .arg(id));
     const QString text = text_at(mail, has_text ? 0 : 1);
     for (const QStringView line : QStringView(text).split(u'\n'))
         print(QLatin1StringView("  ") + (line.endsWith(u'\r') ? line.chopped(1) : line).toString());
 }
 
-/// The row with every column that has something in it; what a run never fills is left out so.
+/// The row without its empty columns, most of which a run never fills.
 void mail_view::print_row()
 {
     sqlite_statement mail = reader.query("select row_table, row, row_note from mail_db.mail where id = ?", {id});

@@ -49,7 +49,7 @@ void print_aligned(sqlite_statement &rows, const row_query &query, const row_sel
     print(QStringLiteral("%1 %2").arg(count).arg(count == 1 ? QStringLiteral("row") : QStringLiteral("rows")));
     const QStringList dropped = lines.dropped_with_values();
     if (!dropped.isEmpty())
-        print(QStringLiteral("Not shown, because the first rows have nothing there: %1 (--columns shows them)")
+        print(QStringLiteral("Not shown, because they are empty in the first rows: %1 (--columns shows them)")
                   .arg(dropped.join(QLatin1StringView(", "))));
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Characters at which one has to stop, as a table: one look per byte.
+/// A table of the characters at which copying stops: one look-up per byte.
 constexpr std::array<bool, 256> stops_at(std::string_view characters, bool controls)
 {
     std::array<bool, 256> stops = {};
@@ -29,8 +29,8 @@ bool has_one_of(QByteArrayView text, const std::array<bool, 256> &stops)
     return std::any_of(text.begin(), text.end(), [&stops](char each) { return stops[static_cast<uchar>(each)]; });
 }
 
-/// What makes a spreadsheet calculate instead of show: as the first character, also in full width, after blanks and
-/// control characters that some programs skip.
+/// True for a text that a spreadsheet would calculate instead of showing it: judged by its first character, also in
+/// full width, after blanks and control characters that some programs skip.
 bool looks_like_formula(QByteArrayView text)
 {
     while (!text.isEmpty() && static_cast<uchar>(text.front()) <= ' ')
@@ -55,7 +55,7 @@ void write_number(export_file &file, number value)
     file.write(QByteArrayView(digits.data(), end - digits.data()));
 }
 
-/// False when the value is no time, or one that cannot be written as such.
+/// False when the value is not a time, or cannot be written as one.
 bool write_time(export_file &file, const cell &value, const result_column &column, bool in_quotes)
 {
     utc_text_buffer text;
@@ -131,7 +131,7 @@ void csv_file::add(qint64 number)
 void csv_file::add_text(QByteArrayView text)
 {
     if (text.isEmpty()) {
-        file.write("\"\""); // NULL has nothing at all
+        file.write("\"\""); // NULL is an empty cell
         return;
     }
     const bool needs_apostrophe = looks_like_formula(text);

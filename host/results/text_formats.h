@@ -6,7 +6,7 @@
 #include "host/sqlite.h"
 
 /// A CSV file: UTF-8 with a byte order mark, lines end in CR LF. Texts that a spreadsheet would take for a formula get
-/// an apostrophe before them; characters that no CSV reader takes (NUL, bytes that are not UTF-8) become U+FFFD.
+/// an apostrophe before them; characters that no CSV reader accepts (NUL, bytes that are not UTF-8) become U+FFFD.
 class csv_file
 {
 public:
@@ -38,5 +38,5 @@ private:
 /// A string of JSON, its quotes included. Bytes that are not UTF-8 become U+FFFD.
 void write_json_string(export_file &file, QByteArrayView text);
 
-/// A value of JSON: numbers as numbers, times as ISO 8601, NULL as null, bytes that are no text in hexadecimal.
+/// A value of JSON: numbers as numbers, times as ISO 8601, NULL as null, bytes that are not text in hexadecimal.
 void write_json_value(export_file &file, const cell &value, const result_column &column);

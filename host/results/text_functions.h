@@ -1,4 +1,4 @@
-/// Comparing texts without regard to upper and lower case in queries, beyond the letters that SQLite knows.
+/// Case-insensitive comparison of texts in queries, for more letters than SQLite knows.
 #pragma once
 
 struct sqlite3;

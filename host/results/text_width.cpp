@@ -6,7 +6,7 @@
 
 namespace {
 
-/// A locale that knows all of Unicode, whatever the user's is.
+/// A locale with all of Unicode, independent of the user's.
 class unicode_locale
 {
 public:

@@ -15,7 +15,7 @@ using utc_text_buffer = std::array<char, 20>;
 /// The same as a text; the number when it is outside these years.
 [[nodiscard]] QString utc_text_of(qint64 seconds);
 
-/// From `begin` on, up to but without `end`; seconds since 1970-01-01 00:00:00 UTC.
+/// From `begin` up to but not including `end`; seconds since 1970-01-01 00:00:00 UTC.
 struct period
 {
     qint64 begin = 0;
@@ -27,5 +27,5 @@ struct period
 /// ("@1704702600"). UTC when no zone is given. Empty for anything else.
 [[nodiscard]] std::optional<period> period_of(const QString &text);
 
-/// What to answer when `period_of` gave nothing.
+/// The message for a text that `period_of` does not accept.
 [[nodiscard]] QString not_a_time(const QString &text);

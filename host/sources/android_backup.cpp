@@ -80,7 +80,7 @@ struct android_backup::cipher
         return good == 1;
     }
 
-    /// The last block; false when its padding is wrong, because the bytes break off or the key is wrong.
+    /// The last block; false when its padding is wrong, because bytes are missing or the key is wrong.
     bool end(QByteArray &plain)
     {
         ended = true;
@@ -140,8 +140,7 @@ bool android_backup::open(const still_wanted &go_on)
     return true;
 }
 
-/// The password opens the blob, which contains the key of the payload and a checksum by which the right password is
-/// known.
+/// The password opens the blob, which contains the key of the payload and a checksum that confirms the password.
 bool android_backup::open_cipher(int version, const still_wanted &go_on)
 {
     const auto hexadecimal = [this] { return QByteArray::fromHex(file.readLine(max_header_line).trimmed()); };

@@ -30,7 +30,8 @@ public:
     /// is no password, or the password is wrong. `go_on` can end the waiting for a password.
     [[nodiscard]] bool open(const still_wanted &go_on);
 
-    /// Bytes of the tar archive: how many came, 0 at its end, -1 (with `error` set) when it breaks off or is damaged.
+    /// Bytes of the tar archive: how many were read, 0 at its end, -1 (with `error` set) when it is truncated or
+    /// damaged.
     [[nodiscard]] qint64 read(std::span<char> buffer);
 
     [[nodiscard]] const QString &error() const { return why_failed; }
@@ -49,5 +50,5 @@ private:
     std::unique_ptr<cipher> decipher;
     std::unique_ptr<inflater> inflate;
     QByteArray waiting;  // deciphered bytes ...
-    qsizetype given = 0; // ... those before are given out
+    qsizetype given = 0; // ... of which those before this one were returned
 };

@@ -40,7 +40,7 @@ member::kind kind_of(archive_entry *entry)
     }
 }
 
-/// Empty when the name can be had in no encoding.
+/// Empty when the name is valid in no encoding.
 QString path_of(archive_entry *entry)
 {
     if (const char *utf8 = archive_entry_pathname_utf8(entry))
@@ -150,7 +150,7 @@ bool archive_reader::open_archive()
     });
     archive_read_support_filter_all(handle);
     archive_read_support_format_7zip(handle);
-    // By its directory only: read as a stream, a zip that breaks off between two members would look whole.
+    // By its directory only: read as a stream, a zip truncated between two members would look whole.
     archive_read_support_format_zip_seekable(handle);
     archive_read_set_callback_data(handle, this);
     archive_read_set_read_callback(handle, [](archive *, void *self, const void **bytes) -> la_ssize_t {
@@ -188,7 +188,7 @@ QString archive_reader::format() const
     }
 }
 
-/// A tar archive ends before its stream does, and a stream that is cut off shows at its very end.
+/// A tar archive ends before its stream does, and only the very end of the stream shows whether it is truncated.
 bool archive_reader::backup_ends_well()
 {
     qint64 count = 0;

@@ -15,7 +15,7 @@ struct archive;
 class archive_reader : public member_reader
 {
 public:
-    /// `go_on` can end the waiting for a password. With `hash`, the file is hashed while it is read.
+    /// `go_on` can end the wait for a password. With `hash`, the file is hashed while it is read.
     archive_reader(const QString &path, still_wanted go_on, bool hash);
     ~archive_reader() override;
 
@@ -40,13 +40,13 @@ private:
     hashed_file file;
     archive *handle = nullptr;
     std::unique_ptr<android_backup> backup;
-    QByteArray block;      ///< what the file or the backup gives the archive reader
+    QByteArray block;      ///< bytes of the file or the backup for the archive reader
     QByteArray last_bytes; ///< of the tar stream of a backup
     QByteArray password;   ///< null until it is asked for
     bool at_encrypted = false;
 };
 
-/// True when the file begins like an archive or a backup. A file that begins so and cannot be read is a damaged one.
+/// True when the file begins like an archive or a backup. If it does but cannot be read, it is damaged.
 [[nodiscard]] bool begins_like_archive(const QString &path);
 
 /// True for a zip file that ends before its first member.

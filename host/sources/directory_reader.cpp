@@ -25,7 +25,7 @@ member::kind kind_of(const struct stat &info)
     return S_ISREG(info.st_mode) ? member::kind::file : member::kind::special;
 }
 
-/// The last error of the system, as a person reads it.
+/// The system's last error as text.
 QString system_error()
 {
     return QString::fromLocal8Bit(std::strerror(errno));
@@ -116,7 +116,7 @@ bool mbox_reader::next(member &found)
     was_given = true;
     const QFileInfo info(file.fileName());
     found = {.path = info.fileName(), .declared_size = info.size(), .modified = info.lastModified().toSecsSinceEpoch()};
-    // The plug-in goes by the name.
+    // The plug-in recognises an mbox by its name.
     while (found.path.startsWith(u'.'))
         found.path.remove(0, 1);
     if (!found.path.endsWith(mbox_suffix))

@@ -1,4 +1,4 @@
-/// A directory, file after file.
+/// Reads a directory file by file.
 #pragma once
 
 #include "host/pass/hashed_file.h"
@@ -13,7 +13,7 @@ public:
     [[nodiscard]] qint64 read(std::span<char> buffer) final;
 
 protected:
-    hashed_file file; ///< the member at hand; opened when it is read
+    hashed_file file; ///< the current member; opened when it is read
 };
 
 /// Goes through the folders in the order of their names, so that the same evidence always gives the same numbers. Links
@@ -22,7 +22,7 @@ protected:
 class directory_reader : public file_member_reader
 {
 public:
-    /// Given a folder below the directory ("" or ending in "/"): true when what is in it is not to be listed.
+    /// Given a folder below the directory ("" or ending in "/"): true when its contents need not be listed.
     using folder_filter = bool (*)(const QString &folder);
 
     explicit directory_reader(const QString &directory, folder_filter leave_out = nullptr);
@@ -44,7 +44,7 @@ private:
 
     QString root; ///< ends in "/"
     folder_filter left_out;
-    std::vector<folder> open_folders; ///< from the root down to the one at hand
+    std::vector<folder> open_folders; ///< from the root down to the current one
     QString why_root_failed;
 };
 

@@ -15,7 +15,7 @@ constexpr auto any_name = QRegularExpression::DotMatchesEverythingOption; // nam
 
 // ---- Android --------------------------------------------------------------------------------------------------------
 
-/// Where a file of the application lies in a backup's layout.
+/// Where a file of the application is in a backup's layout.
 QString place_in_backup(const QString &rest)
 {
     static const QMap<QString, QString> folders = {{QStringLiteral("databases"), QStringLiteral("db")},
@@ -32,7 +32,7 @@ bool is_newer_cookie_store(const QString &place)
     return without_companion_suffix(place) == newer_cookie_place;
 }
 
-/// A newer web view's cookie store takes the older one's place where nothing is stored there.
+/// A newer web view's cookie store takes the place of the older one if that is absent or empty.
 void place_newer_cookies(placed_source &source, std::span<const listed_member> members)
 {
     const auto is_older = [](const placed_member &m) { return m.place.startsWith(cookie_place); };
@@ -82,7 +82,7 @@ QList<placed_source> place_android(std::span<const listed_member> members)
         placed_source &source = by_root[found->root];
         source.scheme = android_scheme;
         source.root = found->root;
-        if (!is_store) // a source is what has one, though nothing of it is read
+        if (!is_store) // it makes a source, though it is not read
             source.members.append({static_cast<qsizetype>(i), found->place});
     }
     for (placed_source &source : by_root) {

@@ -1,4 +1,4 @@
-/// Where the members of a source have to lie for the plug-in to read them.
+/// Where the members of a source must be for the plug-in to read them.
 ///
 /// The plug-in reads "apps/com.google.android.gm/{db,sp,f,r}" (the layout of Android backups) and "Mail". Other layouts
 /// are mapped to these:
@@ -8,7 +8,7 @@
 ///         app_webview/Default/Cookies -> r/app_webview/Cookies, where that is absent or empty
 ///     Takeout/<folder>/*.mbox -> Mail/*.mbox, in any language of the folder; one source per "Takeout"
 ///     <anywhere>/Mail/*.mbox outside a "Takeout" -> Mail/*.mbox; one source per folder that contains "Mail"
-///     <anywhere>/*.mbox -> Mail/..., when there is none of the two before
+///     <anywhere>/*.mbox -> Mail/..., when there is neither of the two above
 #pragma once
 
 #include <QList>
@@ -36,8 +36,8 @@ struct placed_member
 struct placed_source
 {
     QString scheme;
-    /// Which of the sources in what was given: the folder of its root ("" or ending in "/"), for a file system the
-    /// folder of the data and the user ("img/user 10").
+    /// Which of the given sources it is: the folder of its root ("" or ending in "/"), for a file system the folder of
+    /// the data and the user ("img/user 10").
     QString root;
     QList<placed_member> members;
 };
@@ -49,15 +49,15 @@ struct android_location
     QString place;
 };
 
-/// Assign places to the regular files of a source. Members that the plug-in does not read, and those of which it asks
-/// only the name, get none. Members for one place are all given, in their order.
+/// Assign places to the regular files of a source. Members that the plug-in does not read, or only looks for by name,
+/// get none. If several members belong in one place, all are returned, in their order.
 [[nodiscard]] QList<placed_source> place_members(std::span<const listed_member> members);
 
 /// Where a file of the Android application belongs, read or not; none when it is not of the application.
 [[nodiscard]] std::optional<android_location> locate_android(const QString &path);
 
-/// True for files that `place_members` may have to know of: mbox files, and what the plug-in reads or recognises of the
-/// application.
+/// True for files that `place_members` may need: mbox files, and files of the application that the plug-in reads or
+/// recognises.
 [[nodiscard]] bool may_be_placed(const QString &path);
 
 /// True for a folder ("" or ending in "/") whose files are only looked for, never read, in a layout read in place.

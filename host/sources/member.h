@@ -1,4 +1,4 @@
-/// What an archive or a directory contains, one member after the other.
+/// Reads the contents of an archive or a directory, one member after the other.
 #pragma once
 
 #include "host/pass/digest.h"
@@ -20,8 +20,8 @@ struct member
     QString fault = {}; ///< why it cannot be read, or not listed; empty when all is well
 };
 
-/// Reads a source from its start to its end. Nothing a source claims is believed: sizes are those of the bytes that
-/// really come.
+/// Reads a source from its start to its end. Nothing a source claims is believed: sizes are those of the bytes actually
+/// read.
 class member_reader
 {
 public:
@@ -29,23 +29,23 @@ public:
     virtual ~member_reader() = default;
     Q_DISABLE_COPY_MOVE(member_reader)
 
-    /// The next member; false at the end and when the source cannot be read on (`failure` is set then).
+    /// The next member; false at the end and when reading fails (`failure` is set then).
     [[nodiscard]] virtual bool next(member &found) = 0;
 
-    /// Bytes of the member at hand: how many came, 0 at its end, -1 when it cannot be read on (`failure` is set then).
+    /// Bytes of the current member: how many were read, 0 at its end, -1 when reading fails (`failure` is set then).
     [[nodiscard]] virtual qint64 read(std::span<char> buffer) = 0;
 
-    /// Why the source cannot be read on; names the file.
+    /// Why reading stopped; names the file.
     [[nodiscard]] const maybe_refusal &failure() const { return why_failed; }
 
-    /// What kind of source it is, in a word or two. Of an archive it is known once a member was asked for.
+    /// The kind of source, in a word or two. For an archive it is known once a member was requested.
     [[nodiscard]] virtual QString format() const = 0;
 
-    /// The SHA-256 of the file that is read, made while it is read. Call it at the end; what was passed over is read
-    /// then. Empty for a directory, when it was not asked for, and when it could not be made.
+    /// The SHA-256 of the file, computed while it is read. Call it at the end; anything that was skipped is read then.
+    /// Empty for a directory, when it was not requested, and when it could not be computed.
     [[nodiscard]] virtual QString sha256(const on_block &) { return {}; }
 
-    /// What the source leaves open although it was read to its end; empty when nothing.
+    /// A doubt that remains although the source was read to its end; empty when there is none.
     [[nodiscard]] virtual QString doubt() const { return {}; }
 
 protected:

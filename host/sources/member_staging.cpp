@@ -14,7 +14,7 @@ namespace {
 
 constexpr qsizetype max_name = 255; // bytes
 
-/// A place that a file system may not take, or that the plug-in would not see, gets another name.
+/// Another name for a place that a file system may not accept, or that the plug-in would not see.
 QString safe_place(const placed_member &to)
 {
     for (const QString &name : to.place.split(u'/')) {
@@ -87,7 +87,7 @@ void member_staging::aim_at(const QList<placed_source> &placed)
     }
 }
 
-/// The plug-in asks for the names of some files only.
+/// The plug-in only checks whether some files exist: those are made empty.
 void member_staging::make_name(const QString &path) const
 {
     const std::optional<android_location> found = locate_android(path);

@@ -10,7 +10,7 @@ struct reader_options
 {
     still_wanted go_on;                                  ///< can end the waiting for a password
     directory_reader::folder_filter leave_out = nullptr; ///< folders of a directory that need not be listed
-    bool hash = false;                                   ///< a file on the way
+    bool hash = false;                                   ///< hash a file while it is read
 };
 
 /// A directory, an archive, or a single mbox file: recognised by the content, an mbox also by the name. Refused when it

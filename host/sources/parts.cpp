@@ -26,7 +26,7 @@ struct export_parts
     QStringList remarks = {};
 };
 
-/// The archives in a directory of nothing else; empty for any other path.
+/// The archives in a directory that contains nothing else; empty for any other path.
 QStringList archives_in(const QString &directory)
 {
     QStringList paths;

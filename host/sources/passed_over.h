@@ -4,7 +4,7 @@
 #include "host/sources/member.h"
 #include "host/sources/ready_source.h"
 
-/// Why a member is left out, its contents unseen; empty when it is an ordinary file with an ordinary path.
+/// Why a member is left out without a look at its contents; empty when it is an ordinary file with an ordinary path.
 [[nodiscard]] QString why_dropped(const member &entry);
 
 /// Without "./" at the beginning and doubled slashes.
@@ -16,7 +16,7 @@ void note_skipped(ready_source &source, const QString &reason, const QString &pa
 /// The same for a dropped member; one that may be mail gets a remark, too.
 void note_dropped(ready_source &source, const QString &reason, const member &entry);
 
-/// Why an ordinary file that was given no place is to be named: it may be mail. Empty when it is of no interest.
+/// Why an ordinary file without a place is to be named: it may be mail. Empty when it is of no interest.
 [[nodiscard]] QString why_passed_over(const QString &path);
 
 /// Count and name such a file. `in_archive`: the source is not a directory.

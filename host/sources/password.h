@@ -10,6 +10,6 @@
 using still_wanted = std::function<bool()>;
 
 /// Taken from the environment variable GMAIL_HOST_PASSWORD, or asked for on the terminal, once in a run; never from the
-/// command line, where other users of the machine see it. None when there is neither, and none when `go_on` ends the
-/// waiting; the terminal is as before then.
+/// command line, where other users of the machine see it. None when there is neither, or when `go_on` ends the wait;
+/// the terminal is then as it was before.
 [[nodiscard]] std::optional<QString> source_password(const QString &source, const still_wanted &go_on);

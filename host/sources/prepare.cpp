@@ -15,7 +15,7 @@ namespace {
 
 constexpr qsizetype max_remarks_of_refusal = 3;
 
-/// What was given as one source: a directory, a file, or the parts of an export.
+/// One source as it was given: a directory, a file, or the parts of an export.
 class source_preparation
 {
 public:
@@ -111,7 +111,7 @@ void source_preparation::note_members_without_place()
     }
 }
 
-/// The index of the placed source with the longest root that `path` lies below; the first when there is none.
+/// The index of the placed source with the longest root above `path`; the first when there is none.
 std::size_t source_preparation::innermost_source_of(const QString &path) const
 {
     qsizetype found = 0;
@@ -124,7 +124,9 @@ std::size_t source_preparation::innermost_source_of(const QString &path) const
     return static_cast<std::size_t>(found);
 }
 
-/// Links to files are read where the source is read in place; folders that the plug-in walks itself are its to log.
+/// Links to files are read where the source is read in place; faults in folders that the plug-in walks are left to its
+/// log.
+/// log.
 void source_preparation::note_what_is_left_out(std::span<ready_source> made)
 {
     const auto reads = [&](const QString &path, auto test) {

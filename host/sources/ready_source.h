@@ -52,5 +52,5 @@ struct ready_source
     QStringList skipped_paths;     ///< the first of them, each after its reason
     QStringList remarks;           ///< mail that is passed over, parts that are missing
     QStringList failures;          ///< what went wrong though the source can be read
-    QStringList faults;            ///< what the plug-in will meet and log as failures itself
+    QStringList faults;            ///< faults that the plug-in will itself log as failures
 };

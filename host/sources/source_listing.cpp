@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Sort one member in.
+/// Add one member to the list that it belongs in.
 void add(source_listing &listing, std::size_t reader, member entry, bool is_directory)
 {
     if (!entry.fault.isEmpty()) {

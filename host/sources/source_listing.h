@@ -1,4 +1,4 @@
-/// What is in a source, before anything of it is unpacked or copied.
+/// Lists the contents of a source before any of it is unpacked or copied.
 #pragma once
 
 #include "host/sources/member.h"
@@ -22,9 +22,9 @@ struct source_listing
     QStringList passed_over;           ///< ordinary files that may be mail and have no place
     qint64 not_read = 0;               ///< ordinary files of no interest
     qint64 in_all = 0;                 ///< members of any kind
-    ready_source notes;                ///< what was given, and what is to be said of it
+    ready_source notes;                ///< what was given, with remarks about it
 };
 
-/// Read the headers of all members. Nothing is unpacked but what lies between them.
+/// Read the headers of all members. Only the bytes between them are unpacked.
 [[nodiscard]] maybe_refusal list_source(const given_group &group, const prepare_options &options, staging_area &staging,
                                         const on_progress &progress, source_listing &listing);

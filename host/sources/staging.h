@@ -7,7 +7,7 @@
 
 #include <QFile>
 
-/// What a hostile archive may cost. The bytes and members that really come are counted, not those it declares.
+/// Limits for hostile archives. They count the bytes and members actually read, not those that an archive declares.
 struct staging_limits
 {
     qint64 max_bytes = 256LL * 1024 * 1024 * 1024;
@@ -27,7 +27,7 @@ public:
     /// Remove the folder, and the parent if it is empty then.
     void remove();
 
-    /// Remove what earlier runs left that were killed.
+    /// Remove the leftovers of runs that were killed.
     void remove_leftovers() const;
 
     /// A folder for one source's files; ends in "/". Empty when it cannot be created.

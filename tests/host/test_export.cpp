@@ -209,7 +209,7 @@ void test_export::full_disk()
     }
     QCOMPARE(host(u"csv"_s), 0);
     QCOMPARE(host(u"jsonl"_s), 5);
-    QVERIFY(errors.contains(u"exists already") && QFile::exists(path(u"out/messages.csv"_s)));
+    QVERIFY(errors.contains(u"already exists") && QFile::exists(path(u"out/messages.csv"_s)));
 }
 
 QTEST_GUILESS_MAIN(test_export)

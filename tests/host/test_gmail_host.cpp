@@ -158,12 +158,12 @@ void test_gmail_host::refusals_data()
     QTest::newRow("missing source") << "extract D/none D/r" << 4 << "none: does not exist";
     QTest::newRow("source of no kind") << "extract D/cwd D/r" << 4 << "is an empty folder";
     QTest::newRow("source is a text file") << "extract S/../README.md D/r" << 4 << "not recognised as a source";
-    QTest::newRow("result inside the source") << "extract D/t D/t/x/y" << 5 << "lies inside the source";
-    QTest::newRow("the same without a log") << "extract D/t D/t/x/y --no-log" << 5 << "lies inside the source";
-    QTest::newRow("result is the source by a link") << "extract D/t D/link" << 5 << "lies inside the source";
+    QTest::newRow("result inside the source") << "extract D/t D/t/x/y" << 5 << "is inside the source";
+    QTest::newRow("the same without a log") << "extract D/t D/t/x/y --no-log" << 5 << "is inside the source";
+    QTest::newRow("result is the source by a link") << "extract D/t D/link" << 5 << "is inside the source";
     QTest::newRow("source inside the result")
         << "extract D/o/Artifacts_Result/Gmail/tmp/t D/o" << 5 << "contains the source";
-    QTest::newRow("log inside the source") << "extract D/t D/r --log D/t/gmail.log" << 5 << "lies inside the source";
+    QTest::newRow("log inside the source") << "extract D/t D/r --log D/t/gmail.log" << 5 << "is inside the source";
     QTest::newRow("log cannot be opened")
         << "extract D/t D/r --log D/none/gmail.log" << 5 << "cannot be opened for the log";
     QTest::newRow("result is a file") << "extract D/t D/file" << 5 << "cannot be written";

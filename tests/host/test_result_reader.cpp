@@ -64,7 +64,7 @@ void test_result_reader::refused_data()
             QFile file(at + database);
             QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(100) && file.write(QByteArray(400, '\xff')) == 400);
         },
-        u"cannot be read on"_s);
+        u"reading stopped"_s);
     add(
         "another database",
         [=](const QString &at) {
