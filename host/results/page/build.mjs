@@ -1,5 +1,5 @@
-// Makes the bundle: `node build.mjs` writes it, `node build.mjs --compare` says whether the committed one is what the
-// sources give, and ends with status 1 when it is not.
+// Makes the bundle: `node build.mjs` writes it. `node build.mjs --compare` checks that the sources give the committed
+// bundle, and ends with status 1 if they do not.
 import { build } from "esbuild";
 import { mkdir, readFile, readdir, writeFile } from "node:fs/promises";
 import { dirname, join } from "node:path";

@@ -3,7 +3,7 @@ import type { Mails } from "./mails";
 
 export class Bookmarks {
     readonly ids: Set<number>;
-    /** Why they will be gone when the page is closed; empty when they will not. */
+    /** Why they will be lost when the page is closed; empty when they will not. */
     problem = "";
 
     constructor(private readonly key: string) {
@@ -21,7 +21,7 @@ export class Bookmarks {
         try {
             localStorage.setItem(this.key, JSON.stringify([...this.ids]));
         } catch {
-            this.problem = "The browser's storage did not take the bookmark: export the list before you close the page.";
+            this.problem = "The browser could not store the bookmark: export the list before you close the page.";
         }
     }
 

@@ -1,5 +1,5 @@
 /**
- * Loads data files. A page from the disk cannot read files, but it may run scripts that lie beside it: each data file
+ * Loads data files. A page from the disk cannot read files, but it may run scripts beside it: each data file
  * calls `gmail_report` with its content.
  */
 type Receive = (data: unknown) => void;
@@ -36,7 +36,7 @@ globalThis.gmail_report = (name, number, data) => {
     waiting.delete(key);
 };
 
-/** Load a file once more than needed rather than keep it: nothing is kept. */
+/** Load a file without keeping it. */
 export function load_once<Data>(name: string, number: number, address = `data/${name}-${number}.js`): Promise<Data> {
     return new Promise<Data>((resolve, reject) => {
         const script = document.createElement("script");
@@ -52,7 +52,7 @@ export function load_once<Data>(name: string, number: number, address = `data/${
     });
 }
 
-/** Load a file that may be asked for again soon; the most recent ones are kept. */
+/** Load a file that may be needed again soon; the most recent ones are kept. */
 export function load<Data>(name: string, number: number): Promise<Data> {
     const key = `${name}-${number}`;
     const found = (kept.get(key) as Promise<Data> | undefined) ?? load_once<Data>(name, number);

@@ -114,7 +114,7 @@ export interface Details {
     addresses: [string, string | null, string | null][];
     references: string[];
     parts: Part[];
-    /** column, value; null stands for the same text as `message_text` */
+    /** column, value; null means the same text as `message_text` */
     row_values: [string, string | null][];
     /** field, kind, explanation */
     differences: [string, string, string | null][];

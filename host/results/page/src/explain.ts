@@ -1,4 +1,4 @@
-/** Plain words for what a result says in codes. */
+/** Plain words for the codes of a result. */
 export const kind_names = [
     "Pictures", "Videos", "Sound", "PDF", "Documents", "Spreadsheets", "Slides", "Archives", "Embedded mails",
     "Calendar", "Contacts", "Web pages", "Text", "Programs", "Signatures and keys", "Other",
@@ -18,8 +18,8 @@ const difference_words: Record<string, string> = {
     missing: "is missing in the row",
     shortened: "is shortened in the row",
     undecoded: "is not decoded in the row",
-    other: "is another one in the row",
-    surplus: "has a row of its own",
+    other: "is different in the row",
+    surplus: "is in the row only",
 };
 
 const file_words: Record<string, string> = {
@@ -30,7 +30,7 @@ const file_words: Record<string, string> = {
     missing: "not stored",
 };
 
-/** "message_text/shortened" as a person says it. */
+/** "message_text/shortened" in plain words. */
 export function mark_words(mark: string): string {
     const [field = "", kind = ""] = mark.split("/");
     if (field === "file") return `Attachment ${file_words[kind] ?? kind}`.replace("they are", "it is").replace("they have", "it has");
@@ -38,7 +38,7 @@ export function mark_words(mark: string): string {
     const name = column_names[field] ?? field;
     const words = difference_words[kind] ?? kind;
     const is_plural = name.endsWith("s");
-    return `${name.charAt(0).toUpperCase()}${name.slice(1)} ${is_plural ? words.replace(/^is /, "are ").replace("another one", "others").replace(/^has /, "have ") : words}`;
+    return `${name.charAt(0).toUpperCase()}${name.slice(1)} ${is_plural ? words.replace(/^is /, "are ") : words}`;
 }
 
 export function file_kind_words(kind: string): string {
@@ -50,10 +50,10 @@ export function column_words(column: string): string {
 }
 
 const state_words: Record<string, string> = {
-    complete: "The run came to its end.",
-    "in progress": "The run did not come to its end: the record still says “in progress”. Rows and files may be missing.",
-    failed: "The run failed: it left no result database that could be read.",
-    cancelled: "The run was cancelled. What had been extracted until then was kept; the rest is missing.",
+    complete: "The run was completed.",
+    "in progress": "The run did not finish: its record still says “in progress”. Rows and files may be missing.",
+    failed: "The run failed: it left no readable result database.",
+    cancelled: "The run was cancelled. Everything extracted up to then was kept; the rest is missing.",
 };
 
 export function run_words(state: string): string {

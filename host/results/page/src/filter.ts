@@ -1,4 +1,4 @@
-/** Which mails are listed: a filter has several sides, and each picture counts what all other sides let through. */
+/** Which mails are listed: a filter has several sides, and each picture counts the mails that pass all other sides. */
 import type { Mails } from "./mails";
 
 export type Span = readonly [from: number, until: number];
@@ -32,7 +32,7 @@ export function toggled(filter: Filter, side: Side, value: number): Filter {
     return { ...filter, chosen: { ...filter.chosen, [side]: next } };
 }
 
-/** What a filter lets through. Bits of `failed` say which sides a mail fails: 1 << position in `sides`, then these. */
+/** The mails that pass a filter. Bits of `failed` say which sides a mail fails: 1 << position in `sides`, then these. */
 const span_bit = 1 << sides.length;
 const other_bit = span_bit << 1;
 

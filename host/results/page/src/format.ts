@@ -61,7 +61,7 @@ export function size(bytes: number): string {
 const invisible =
     /[\u0000-\u001f\u007f-\u009f\u00ad\u061c\u180e\u200b\u200e\u200f\u2028-\u202e\u2060-\u2069\ufeff\ufff9-\ufffb]|[\u{e0000}-\u{e007f}]/gu;
 
-/** A text of one line with everything shown that could hide or turn around what is there. */
+/** A text of one line with every character made visible that could hide or reverse others. */
 export function visible(text: string): string {
     return text.replace(invisible, (found) => `⟨U+${(found.codePointAt(0) ?? 0).toString(16).toUpperCase().padStart(4, "0")}⟩`);
 }

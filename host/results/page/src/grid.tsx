@@ -1,4 +1,4 @@
-/** A table of any length: sorts by a click on a head, columns can be made wider, keys move the row at hand. */
+/** A table of any length: sorts by a click on a head, columns can be made wider, keys move the current row. */
 import { createTable, type ColumnDef, type SortingState, type TableState } from "@tanstack/table-core";
 import type { ComponentChildren } from "preact";
 import { useEffect, useMemo, useRef, useState } from "preact/hooks";
@@ -8,7 +8,7 @@ export interface GridColumn {
     id: string;
     title: string;
     width: number;
-    /** Takes what is left of the width. */
+    /** Takes the rest of the width. */
     grows?: boolean;
     numbers?: boolean;
     sorts?: boolean;
@@ -18,7 +18,7 @@ export interface GridColumn {
 interface GridProps {
     label: string;
     columns: readonly GridColumn[];
-    /** What `draw` is called with, in the order of the list. */
+    /** The arguments for `draw`, in the order of the list. */
     rows: ArrayLike<number>;
     sorting: { id: string; desc: boolean } | null;
     on_sort: (id: string, desc: boolean) => void;
@@ -55,7 +55,7 @@ function useColumns(props: GridProps) {
 
 type Columns = ReturnType<typeof useColumns>;
 
-/** Wider or narrower with the pointer. */
+/** Makes a column wider or narrower with the pointer. */
 function drag_width(table: Columns, id: string, event: PointerEvent): void {
     const handle = event.currentTarget as HTMLElement;
     const start = event.clientX;

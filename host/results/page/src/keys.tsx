@@ -9,7 +9,7 @@ const list: [string, string][] = [
     ["Page ↑ ↓, Home, End", "further"],
     ["Enter", "open"],
     ["b", "bookmark"],
-    ["Esc", "close the mail, then take back the filter"],
+    ["Esc", "close the mail, then clear the filter"],
     ["1 2 3", "overview, mails, tables"],
     ["?", "this list"],
 ];

@@ -24,7 +24,7 @@ export function link_to(result_address: string, file: string | null): string | n
     return file !== null && harmless.has(extension(file)) ? address_of(result_address, file) : null;
 }
 
-/** The same when the file is a picture that browsers draw from dots. */
+/** The same when the file is a bitmap picture. */
 export function picture_of(result_address: string, file: string | null, size: number | null): string | null {
     const is_small = size === null || size <= max_picture;
     return file !== null && is_small && pictures.has(extension(file)) ? address_of(result_address, file) : null;

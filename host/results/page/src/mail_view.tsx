@@ -54,7 +54,7 @@ function MailSheet(props: MailProps & { details: Details }) {
                 {!is_print && <Actions {...props} />}
                 <h2>{details.subject ? <Value>{details.subject}</Value> : <span class="quiet">(no subject)</span>}</h2>
                 <p class="mail-date">
-                    {Number.isNaN(date) ? <span class="quiet">No date that can be read</span> : long_utc(date)}
+                    {Number.isNaN(date) ? <span class="quiet">No readable date</span> : long_utc(date)}
                     {details.date_text && <span class="quiet"> · written as <Value>{details.date_text}</Value></span>}
                 </p>
                 <People details={details} />
@@ -62,7 +62,7 @@ function MailSheet(props: MailProps & { details: Details }) {
             </header>
             {details.problems && (
                 <div class="note">
-                    <p>Not everything of this mail could be read:</p>
+                    <p>Not everything in this mail could be read:</p>
                     {details.problems.split("\n").map((problem, at) => <p key={at}><Value>{problem}</Value></p>)}
                 </div>
             )}
@@ -73,7 +73,7 @@ function MailSheet(props: MailProps & { details: Details }) {
                     <>
                         {details.text_of_html === 1 && <p class="quiet">The mail has no plain text: this is the text of its HTML.</p>}
                         <LongText words={words}>{details.text}</LongText>
-                        {details.text_bytes > 4_194_304 && <p class="note">The text is {size(details.text_bytes)} long; this report has its beginning, Mail.sqlite all of it.</p>}
+                        {details.text_bytes > 4_194_304 && <p class="note">The text is {size(details.text_bytes)} long; this report shows its beginning, Mail.sqlite contains all of it.</p>}
                     </>
                 )}
             </section>
@@ -186,7 +186,7 @@ function Technical({ report, mail, details }: { report: Report; mail: number; de
     const place = details.offset === null ? null : `${count(details.length ?? 0)} bytes from byte ${count(details.offset)} on`;
     return (
         <section>
-            <h3>Where it is from</h3>
+            <h3>Where it comes from</h3>
             <Facts>
                 <Fact name="Mail">{`${mails.id[mail]}`}</Fact>
                 <Fact name="Source"><Value>{report.places[mails.place[mail]!] ?? ""}</Value></Fact>

@@ -44,7 +44,7 @@ export class Mails {
         this.files = small();
     }
 
-    /** Load all files; `show` is called after the first, whenever twice as many mails are there, and at the end. */
+    /** Load all files; `show` is called after the first, each time the number of mails has doubled, and at the end. */
     async load(show: () => void): Promise<void> {
         let shown = 0;
         const ahead = 3; // files that are being loaded at a time
@@ -97,7 +97,7 @@ export class Mails {
         return name && address ? `${name} <${address}>` : name || address;
     }
 
-    /** Everyone who sent or got a mail, each once; -1 for a sender that is not there. */
+    /** Everyone who sent or got a mail, each once; -1 for a missing sender. */
     correspondents_of(mail: number): number[] {
         const all = [this.correspondents[this.from[mail]!] ?? -1];
         for (const each of this.to[mail] ?? []) {
@@ -129,7 +129,7 @@ export class Mails {
     }
 }
 
-/** A list in which texts and their counts alternate, as two. */
+/** Splits a list in which texts and their counts alternate into two. */
 export function texts_of(list: readonly (string | number)[]): string[] {
     return list.filter((_, position) => position % 2 === 0) as string[];
 }

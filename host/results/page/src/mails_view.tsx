@@ -1,4 +1,4 @@
-/** The list of mails with the pictures that filter it, and the mail at hand beside it. */
+/** The list of mails with the pictures that filter it, and the current mail beside it. */
 import { useMemo, useRef, useState } from "preact/hooks";
 import { Bars } from "./bars";
 import { Flag } from "./data";
@@ -46,10 +46,10 @@ function short_place(place: string): string {
     return path < 0 ? place : place.slice(0, path) + place.slice(place.lastIndexOf("/") + 1);
 }
 
-/** Beside an open mail the list keeps what leads to the next one. */
+/** Beside an open mail the list keeps the columns needed to find the next one. */
 const columns_beside_mail = ["star", "date", "from", "subject", "marks"];
 
-/** On a telephone the day, the sender and the subject fit. */
+/** On a telephone only the day, the sender and the subject fit. */
 const narrow = matchMedia("(max-width: 760px)");
 const narrow_columns: Record<string, number> = { date: 118, from: 104, subject: 120 };
 

@@ -109,7 +109,7 @@ function Top({ report, now, change, typed, set_typed, is_searching }: TopProps) 
                 {is_searching && <span class="searching" role="status">searching…</span>}
             </label>
             <BookmarkMenu report={report} now={now} change={change} />
-            <button class="theme" title="Light, dark, or as the system" onClick={() => set_theme(next_theme())}>{theme}</button>
+            <button class="theme" title="Light, dark, or like the system" onClick={() => set_theme(next_theme())}>{theme}</button>
         </header>
     );
 }
@@ -135,7 +135,7 @@ function BookmarkMenu({ report, now, change }: { report: Report; now: Now; chang
     );
 }
 
-/** "#mails", "#mail=12", "#table=cookies": so that back and reload lead where one was. */
+/** "#mails", "#mail=12", "#table=cookies": so that back and reload return to the same place. */
 function to_address(report: Report, now: Now): void {
     const place = now.view === "tables" ? `#table=${now.table}` : now.view === "mails" && now.is_open ? `#mail=${report.mails.id[now.mail]}` : `#${now.view}`;
     if (location.hash !== place && now.view !== "print") history.replaceState(null, "", place);
@@ -158,7 +158,7 @@ load_once<Start>("start", 0, "data/start.js").then(
     (start) => {
         page.replaceChildren();
         if (start.version === readable_version) render(<Page report={report_of(start)} />, page);
-        else page.textContent = "The data files of this report are of another version than its page. Write the report again.";
+        else page.textContent = "The data files and the page of this report are of different versions. Write the report again.";
     },
     (error: Error) => { page.textContent = error.message; },
 );

@@ -46,7 +46,7 @@ function keys_of(mails: Mails, column: MailColumn): ArrayLike<number> {
     }
 }
 
-/** Sorts lists of mails; what has no value comes last either way. Orders of all mails are kept once all are loaded. */
+/** Sorts lists of mails; mails without a value come last in either direction. Orders of all mails are kept once all are loaded. */
 export class Sorter {
     private readonly kept = new Map<string, Int32Array>();
 

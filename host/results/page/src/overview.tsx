@@ -1,4 +1,4 @@
-/** What was examined, how it ended, what the rows contain and what they do not. */
+/** The sources, how the run ended, what the rows contain and what they do not. */
 import { useMemo } from "preact/hooks";
 import { file_kind_words, mark_words, run_words, scheme_name } from "./explain";
 import { no_filter, toggled } from "./filter";
@@ -81,7 +81,7 @@ function RowsAndMails({ report, change }: ViewProps) {
     return (
         <section class="card">
             <h2>What the rows contain, and what they do not</h2>
-            <p>{start.mails.compared === 0 ? "The mails have not been compared with the rows: the reading did not come that far. “gmail_host read” does it." : without_row === 0 ? "Every mail has a row." : `${counted(all - without_row, "mail")} of ${count(all)} ${all - without_row === 1 ? "has" : "have"} a row in messages, ${count(without_row)} ${without_row === 1 ? "has" : "have"} none.`}</p>
+            <p>{start.mails.compared === 0 ? "The mails have not been compared with the rows: the reading ended before that. “gmail_host read” compares them." : without_row === 0 ? "Every mail has a row." : `${counted(all - without_row, "mail")} of ${count(all)} ${all - without_row === 1 ? "has" : "have"} a row in messages, ${count(without_row)} ${without_row === 1 ? "has" : "have"} none.`}</p>
             <table class="counts">
                 <tbody>
                     {lines.map(({ mark, many }) => (
@@ -193,7 +193,7 @@ function Programs({ report, run }: { report: Report; run: Json }) {
     const database = object_of(run, "result_database");
     return (
         <section class="card wide">
-            <h2>With which programs</h2>
+            <h2>Programs</h2>
             <Facts>
                 {Object.keys(programs).map((name) => <Fact name={name} key={name}><Value>{text_of(programs, name)}</Value></Fact>)}
                 <Fact name="Arguments">{Array.isArray(run["arguments"]) && <Value>{run["arguments"].map(String).join(" ")}</Value>}</Fact>

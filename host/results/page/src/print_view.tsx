@@ -1,4 +1,4 @@
-/** Mails on paper: all that was chosen, one after the other. */
+/** Mails on paper: all chosen ones, one after the other. */
 import { useEffect, useState } from "preact/hooks";
 import { counted, utc } from "./format";
 import { load_details, MailView } from "./mail_view";

@@ -1,4 +1,4 @@
-/** What every view works with: the report's data, and what the examiner has chosen. */
+/** The state shared by all views: the report's data and the examiner's choices. */
 import { Bookmarks } from "./bookmarks";
 import type { Start } from "./data";
 import type { Filter, Span } from "./filter";
@@ -39,7 +39,7 @@ export interface Now {
     table: string;
     filter: Filter;
     order: Order;
-    /** Mail at hand, -1 for none. */
+    /** Current mail, -1 for none. */
     mail: number;
     is_open: boolean;
     /** Grows whenever mails were loaded or bookmarks changed. */
@@ -55,7 +55,7 @@ export interface Listed {
     is_searching: boolean;
 }
 
-/** What the picture of time begins with: mails far off (1970, 2036) do not squeeze all others together. */
+/** The span first shown in the picture of time: mails far off (1970, 2036) do not squeeze all others together. */
 export function usual_span(mails: Mails): { whole: Span; beyond: Beyond | null } | null {
     const dates = mails.date.subarray(0, mails.loaded).filter((date) => Math.abs(date) < max_seconds).sort();
     if (dates.length === 0) return null;

@@ -1,4 +1,4 @@
-/** The mail and its row in `messages` side by side; what differs is marked and explained. */
+/** The mail and its row in `messages` side by side; differences are marked and explained. */
 import type { Details } from "./data";
 import { column_words, file_kind_words } from "./explain";
 import { utc, visible_lines } from "./format";
@@ -19,10 +19,10 @@ function people(details: Details, role: string): string {
 }
 
 function time_words(text: string): string {
-    return text === "0" ? "0 (stands for a date that was not read)" : /^-?\d+$/.test(text) ? utc(Number(text)) : text;
+    return text === "0" ? "0 (means a date that was not read)" : /^-?\d+$/.test(text) ? utc(Number(text)) : text;
 }
 
-/** What the mail has for each column of the row. */
+/** The mail's value for each column of the row. */
 function lines_of(details: Details, date: number): Line[] {
     const row = new Map(details.row_values.map(([column, value]) => [column, value ?? row_text(details)]));
     const stored = [...row.entries()];
@@ -53,7 +53,7 @@ function row_text(details: Details): string {
     return details.row_values.find(([column]) => column === "message_text")?.[1] ?? "";
 }
 
-/** Up to where two texts are the same, so that a long text shows where it goes apart. */
+/** The position up to which two texts are the same, so that a long text is shown where they differ. */
 function common(one: string, other: string): number {
     const most = Math.min(one.length, other.length);
     let at = 0;
@@ -63,7 +63,7 @@ function common(one: string, other: string): number {
 
 const around = 160;
 
-/** The value near the place where the two go apart; the rest of it is marked. */
+/** The value near the place where the two begin to differ; the rest of it is marked. */
 function Cut({ text, same, is_marked }: { text: string; same: number; is_marked: boolean }) {
     if (text === "") return <span class="quiet">(empty)</span>;
     const begin = is_marked && same > around ? same - around : 0;
@@ -114,7 +114,7 @@ export function RowBeside(props: { details: Details; row: number; date: number; 
             {files.length > 0 && (
                 <ul class="note-list">
                     {files.map(([file, kind, path], at) => (
-                        <li key={at}>{path ? `Part ${path}` : "A file that is no part"} is {file_kind_words(kind).replace("they are", "it is").replace("they have", "it has")}{file && <>: <Value>{file}</Value></>}</li>
+                        <li key={at}>{path ? `Part ${path}` : "A file that is not a part"} is {file_kind_words(kind).replace("they are", "it is").replace("they have", "it has")}{file && <>: <Value>{file}</Value></>}</li>
                     ))}
                 </ul>
             )}

@@ -1,4 +1,4 @@
-/** run.json, of which nothing is taken for granted: a key may be missing, or have a value of another kind. */
+/** run.json, in which nothing is taken for granted: a key may be missing, or have a value of another kind. */
 export type Json = Record<string, unknown>;
 
 export function parse_run(text: string | null): Json | null {

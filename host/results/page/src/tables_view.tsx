@@ -1,4 +1,4 @@
-/** The artifact tables as they are: sorted, searched, one row at a time in full. */
+/** The artifact tables unchanged: sorted, searched, one row at a time in full. */
 import { useEffect, useMemo, useState } from "preact/hooks";
 import { load_once } from "./chunks";
 import type { Cell, TableFile, TableInfo } from "./data";
@@ -124,7 +124,7 @@ function TableOf({ report, now, change, info }: TableProps & { info: TableInfo }
                 <input type="search" class="table-search" placeholder={`Search in ${info.name}`} aria-label={`Search in ${info.name}`} value={query} onInput={(event) => set_query(event.currentTarget.value)} />
                 {problem && <p class="problem">{problem}</p>}
             </div>
-            <Grid label={info.name} columns={columns} rows={list} current={current} empty={info.rows === 0 ? "This table has no rows." : "No row has these words."}
+            <Grid label={info.name} columns={columns} rows={list} current={current} empty={info.rows === 0 ? "This table has no rows." : "No row contains these words."}
                 sorting={sorting} on_sort={(id, desc) => set_sorting({ id, desc })} on_current={set_current} on_open={set_current} />
             {current >= 0 && <RowSheet report={report} now={now} change={change} rows={rows} row={current} on_close={() => set_current(-1)} />}
         </div>

@@ -1,4 +1,4 @@
-/** Light, dark, or as the system has it; remembered for all reports. */
+/** Light, dark, or like the system; remembered for all reports. */
 const key = "gmail report theme";
 const themes = ["system", "light", "dark"];
 const names = ["Auto", "Light", "Dark"];
@@ -26,7 +26,7 @@ export function next_theme(): string {
     try {
         localStorage.setItem(key, themes[at] ?? "system");
     } catch {
-        // It lasts as long as the page then.
+        // Then it lasts only as long as the page.
     }
     apply_theme();
     return theme_name();

@@ -93,7 +93,7 @@ function tick_words(date: Date, span: Span): string {
     return new Intl.DateTimeFormat(undefined, { hour: "2-digit", minute: "2-digit", timeZone: "UTC" }).format(seconds * 1000);
 }
 
-/** Tell which pixels a drag went over. */
+/** Report which pixels a drag went over. */
 function use_brush(group: RefObject<SVGGElement | null>, width: number, height: number, on_drag: (first: number, last: number) => void): void {
     const latest = useRef(on_drag);
     latest.current = on_drag;
@@ -132,7 +132,7 @@ function BarOfTime({ bar, left, right, top, bottom, on_zoom }: { bar: Bar; left:
 export interface TimelineProps {
     /** Dates that pass the other sides of the filter. */
     dates: () => Iterable<number>;
-    /** Changes whenever `dates` gives others. */
+    /** Changes whenever `dates` returns different ones. */
     version: unknown;
     whole: Span;
     span: Span | null;

@@ -1,4 +1,4 @@
-/** Searching: texts are taken apart into words exactly as `report_search.cpp` does it. */
+/** Searching: texts are split into words exactly as `report_search.cpp` does it. */
 import { find_file, load } from "./chunks";
 
 const buckets = 512;
@@ -52,7 +52,7 @@ function mark_mails(found: Uint8Array, postings: string): void {
     }
 }
 
-/** Mails with every word; a word counts by its beginning. Null when there is nothing to search for. */
+/** Mails with every word; a word matches by its beginning. Null when there is nothing to search for. */
 export async function search(query: string, begins: readonly number[], mails: number): Promise<Uint8Array | null> {
     const words = [...new Set(words_of(query))];
     if (words.length === 0) return null;
