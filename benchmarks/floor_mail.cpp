@@ -43,7 +43,7 @@ CREATE INDEX part_mail ON part (mail);
 CREATE INDEX part_sha256 ON part (sha256);
 )";
 
-/// The database, written in the plainest way.
+/// The database, written in the simplest way.
 class plain_database
 {
 public:

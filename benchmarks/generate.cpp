@@ -2,7 +2,7 @@
 ///
 ///     generate KIND SIZE DIRECTORY
 ///
-/// What SIZE counts depends on the kind; `kinds` below lists them.
+/// The meaning of SIZE depends on the kind; `kinds` below lists it.
 #include <sqlite3.h>
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-/// The hot pieces by themselves. Those that measure Qt's own way, for comparison, are named so.
+/// The hot pieces one by one. Those that measure Qt's own way, for comparison, say so in their names.
 #include "common/base64.h"
 #include "common/encryptor_string.h"
 #include "common/evidence_root.h"
@@ -23,7 +23,8 @@
 
 namespace {
 
-/// Of random bytes, as the content of a picture looks: a repeated letter would be decoded by a well-predicted branch.
+/// Base64 of random bytes, like the content of a picture: a repeated letter would be decoded by a well-predicted
+/// branch.
 QByteArray base64_lines(qsizetype size)
 {
     QRandomGenerator dice(1);

@@ -1,5 +1,5 @@
-/// How the yardstick programs read rows and where they put them: prepared statements, one transaction. With PLAIN_QT
-/// the way leads through QSqlDatabase and QSqlQuery with values bound as strings, otherwise through the SQLite C API.
+/// How the yardstick programs read and write rows: prepared statements, one transaction. With PLAIN_QT they use
+/// QSqlDatabase and QSqlQuery with values bound as strings, otherwise the SQLite C API.
 #pragma once
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-"""Trouble on the side of the result: a full disk, a result that is removed or write-protected, two runs at once."""
+"""Trouble with the result: a full disk, a result that is removed or write-protected, two runs at once."""
 import collections
 import contextlib
 import os
@@ -12,7 +12,7 @@ from sweep import artifact_dir, attachments_of, database_of, log_of
 
 
 def account_for_missing(s, where, source, result, log, ended):
-    """After a full disk: what is missing stands in the log."""
+    """After a full disk: everything missing is reported in the log."""
     rows, attachments, _ = s.known[source]
     found = s.check_rows(where, result)
     missing = sum(len(rows[table]) - len(found.get(table, ())) for table in rows)
@@ -57,7 +57,7 @@ def disk_full(s):
                         ended.log_whole = b"pub_extract_artifacts] - END" in text and \
                             b"could not be written" not in text
                         if not ended.log_whole and ended.status == 0:
-                            s.violate(where, ["the log breaks off, but status 0"])
+                            s.violate(where, ["the log is incomplete, but status 0"])
                     if ended.status != 5:
                         account_for_missing(s, where, source, result, log, ended)
                     subprocess.run(["mount", "-o", "remount,size=64m", disk], check=True)
@@ -70,7 +70,7 @@ def disk_full(s):
 
 
 def meanwhile(s, source, result, act, moments, statuses=(0, 3, 5), options=(), before=()):
-    """Runs in each of which `act` is done once, at a random moment."""
+    """Runs during each of which `act` is called once, at a random moment."""
     _, _, seconds = s.known[source]
     for number in range(moments):
         delay = s.dice.uniform(0, seconds)
@@ -96,7 +96,7 @@ def result_removed(s):
                 whole = os.path.exists(database_of(result)) and s.check_rows(where, result) == rows and \
                     os.path.exists(log_of(result))
                 if not whole and ended.status == 0 and not victim.endswith(("tmp", "Attachments")) and \
-                        float(where.split()[1]) < s.known[source][2] * 0.6: # not when all was over
+                        float(where.split()[1]) < s.known[source][2] * 0.6: # not after everything was done
                     s.violate("%s of %s removed" % (where, os.path.basename(victim)), ["incomplete with status 0"])
                 shutil.rmtree(result, ignore_errors=True)
 
@@ -132,7 +132,7 @@ def two_runs_at_once(s):
             ended = [s.host.wait(process, 300) for process in runs]
             for run in ended:
                 s.count("run %d" % number, run, (0, 3, 5))
-            taken = sum(run.status != 5 for run in ended)  # the others were refused, in words
+            taken = sum(run.status != 5 for run in ended)  # the others were refused with a message
             if not taken:
                 s.violate("run %d" % number, ["both runs refused"])
             found = s.check_rows("run %d" % number, result)

@@ -1,4 +1,4 @@
-"""What every fault shares: sources made once, runs that are counted and checked, mounts."""
+"""Shared by all faults: sources made once, runs that are counted and checked, mounts."""
 import os
 import random
 import shutil
@@ -54,7 +54,7 @@ class Sweep:
         return self.sources[key][0]
 
     def two_sources(self):
-        """One of each kind, large enough that a moment of a run can be hit."""
+        """One of each kind, large enough to hit any moment of a run."""
         if self.short:
             return [self.source("takeout", 500, 12000), self.source("android", 2000)]
         return [self.source("takeout", 6000, 12000), self.source("android", 40000)]
@@ -76,7 +76,7 @@ class Sweep:
         return ended
 
     def check_rows(self, where, result):
-        """The result database is whole; its rows, or none when it cannot be read."""
+        """Check that the result database is whole; returns its rows, or none when it cannot be read."""
         try:
             return rows_of(database_of(result)) if os.path.exists(database_of(result)) else {}
         except sqlite3.Error as error:
@@ -84,7 +84,7 @@ class Sweep:
             return {}
 
     def extract_anew(self, where, source, result, *options):
-        """A new run with --clear gives what an undisturbed run gave."""
+        """A new run with --clear gives the same as an undisturbed run."""
         ended = self.run(where + ", run anew", source, result, "--clear", *options, statuses=(0,))
         if ended.status != 0:
             return

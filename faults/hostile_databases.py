@@ -1,4 +1,4 @@
-"""Android sources that are made to be hostile: views without end, claims of great sizes, XML that unfolds."""
+"""Hostile Android sources: endless views, claims of huge sizes, XML that expands."""
 import os
 import sqlite3
 import struct
@@ -62,7 +62,7 @@ def as_message(expression):
 
 
 def doubling(kind, levels):
-    """Each view or common table names the one before it twice: the work doubles with each."""
+    """Each view or common table uses the previous one twice: the work doubles with each."""
     if kind == "views":
         return "create view v0 as select 1 as x;" + "".join(
             "create view v%d as select x from v%d union all select x from v%d;" % (i, i - 1, i - 1)
@@ -73,7 +73,7 @@ def doubling(kind, levels):
 
 
 def joined(kind):
-    """Hundreds of views that name each other, below the limits SQLite has for one of them."""
+    """Hundreds of views that use each other, each within SQLite's limits for one view."""
     return "create view v0 as select 1 as x;" + "".join(
         "create view v%d as select v0.x as x from %s;" % (i, ", ".join(["v0"] + ["v%d as a%d" % (i - 1, k)
                                                                                 for k in range(kind if i > 1 else 1)]))
@@ -119,7 +119,7 @@ hostile_provider = {
 
 
 def great_rows_in_a_circle(directory):
-    """Each row claims nearly all of the file, by overflow pages that it shares with the others."""
+    """Each row claims nearly all of the file, with overflow pages that all rows share."""
     files = make_database(directory, provider, provider_tables + numbers % 300 + "insert into Attachment select i, "
                           "hex(zeroblob(1000000)), 'a/b', 1, 1, 1, 7 from n limit 3; " + numbers % 300 +
                           "insert into Mailbox(_id, displayName) select i, hex(zeroblob(400000)) from n limit 3; "
@@ -135,7 +135,7 @@ def great_rows_in_a_circle(directory):
     connection.close()
     os.remove(path)
     begin = (connection_root["Attachment"] - 1) * 512
-    if content[begin] == 0x0D:  # a leaf: repeat its first cell as often as the page's list of cells can name it
+    if content[begin] == 0x0D:  # a leaf: repeat its first cell as often as the page's list of cells has room for
         pointer = content[begin + 8:begin + 10]
         first_cell = struct.unpack(">H", pointer)[0]
         count = (first_cell - 8) // 2

@@ -1,4 +1,4 @@
-"""Trouble on the side of the source: files that cannot be read, links, files that change, names that mislead."""
+"""Trouble with the source: files that cannot be read, links, files that change, names that mislead."""
 import os
 import shutil
 import subprocess
@@ -38,7 +38,7 @@ def unreadable(s):
             os.chmod(path, 0)
             s.run(victim, source, result, before=as_nobody, statuses=(3,))
             if os.path.exists(log_of(result)) and not any(path in line for line in sweep.failure_lines(log_of(result))):
-                s.violate(victim, ["not named in a failure"])
+                s.violate(victim, ["no failure names it"])
             os.chmod(path, 0o755)
             shutil.rmtree(source)
             shutil.rmtree(result)
@@ -132,7 +132,7 @@ def moving_files(s):
 
 
 def odd_names(s):
-    """File names that are no UTF-8, as long as they can be, or full of control characters."""
+    """File names that are not UTF-8, of the greatest length, or full of control characters."""
     names = [b"\xff\xfe", b"a\nb\tc\x01", b"\xc3\xa4" * 120, "\u202egnp.\u0000".encode()[:-1], b" blank ", b"-rf",
              b"%s%n", b"'\"; drop table messages; --"]
     source, result = s.path("source"), s.path("result")

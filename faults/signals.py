@@ -1,4 +1,4 @@
-"""Runs that are killed or cancelled at random moments, and while one long piece of work is done."""
+"""Runs that are killed or cancelled at random moments, and during one long piece of work."""
 import glob
 import os
 import shutil
@@ -51,7 +51,7 @@ def killed(s):
         if not os.path.isdir(artifact_dir(result)):
             shutil.rmtree(result, ignore_errors=True)
             continue
-        copy = s.path("copy")  # the tree itself is left as the kill left it, for the new run
+        copy = s.path("copy")  # the new run needs the tree as the kill left it
         shutil.copytree(result, copy)
         found = s.check_rows(where, copy)
         for table, kept in found.items():
@@ -71,7 +71,7 @@ def killed(s):
 
 
 def cancelled(s):
-    """SIGINT and SIGTERM at random moments: a run ends within a second, what it has read is there."""
+    """SIGINT and SIGTERM at random moments: a run ends within a second and keeps everything read so far."""
     sources = s.two_sources()
     for number in range(6 if s.short else 60):
         source = sources[number % 2]
@@ -81,14 +81,14 @@ def cancelled(s):
         signal_number = s.dice.choice((signal.SIGINT, signal.SIGTERM))
         where = "signal %d after %.3f s" % (signal_number, delay)
         ended = s.host.run_with_signal(source, result, signal_number, delay)
-        # Before the program has come so far as to watch for signals, one of them ends it.
+        # A signal ends the program if it does not watch for signals yet.
         too_early = (-signal_number,) if delay < 0.2 or s.short else ()
         s.count(where, ended, (0, 128 + signal_number, *too_early))
         s.figures.add(cancels=1)
         if ended.status != -signal_number and os.path.exists(database_of(result)):
             for table, kept in s.check_rows(where, result).items():
                 if table == "messages":
-                    kept = kept[:-1]  # the last mail may be without some of its attachments
+                    kept = kept[:-1]  # the last mail may lack some of its attachments
                 if kept != rows[table][:len(kept)]:
                     s.violate(where, ["%s: rows that an undisturbed run does not have" % table])
             s.extract_anew(where, source, result)
@@ -96,7 +96,7 @@ def cancelled(s):
 
 
 def cancelled_in_long_work(s):
-    """The same while one long piece of work is done."""
+    """The same during one long piece of work."""
     scale = 1 if s.short else 8
 
     def one_giant(text):

@@ -42,7 +42,7 @@ def great_sizes(s):
 def memory_of_giants(s):
     """Memory grows with the largest message, not with the file."""
     peaks = []
-    # Without attachments: of these the program keeps a list.
+    # Without attachments: the program keeps a list of these.
     text = b"".join(message(number, text_part % (b"More text. " * 1000)) for number in range(700))
     for times in (1, 4):
         source, result = s.path("source"), s.path("result")
@@ -75,8 +75,8 @@ def memory_of_giants(s):
         ended = s.run(name, source, result, "--no-log")
         excess = (ended.peak - 48 * mebibyte) / this_size
         s.figures.counts["memory for %s, times its size" % name] = round(excess, 1)
-        # A text stands in memory as bytes, as UTF-16, as the UTF-8 that SQLite takes, and twice in the row made of it.
-        # Each byte that is no text becomes three.
+        # A text is in memory as bytes, as UTF-16, as the UTF-8 for SQLite, and twice in the row made of it.
+        # Each byte that is not text becomes three.
         most = 10 if name == "invalid text" else 6.2
         if excess > most and not s.host.sanitized:
             s.violate("giant message, " + name, ["48 MiB and %.1f times its size" % excess])
@@ -85,7 +85,7 @@ def memory_of_giants(s):
 
 
 def memory_exhausted(s):
-    """What cannot be held in memory is a failure that names the file; the next file is read."""
+    """A message too large for memory is a failure that names the file; the next file is read."""
     if s.host.sanitized:
         raise Skipped("sanitizers need all of the address space")
     source, result = s.path("source"), s.path("result")
@@ -110,4 +110,4 @@ def memory_exhausted(s):
     ended = s.run("android", source, result, statuses=(3,), address_space=1024 * mebibyte)
     rows = s.check_rows("android", result)
     if not rows or len(rows["mailbox"]) != 2 or len(rows["messages"]) < 10:
-        s.violate("android", ["tables behind the great one are missing"])
+        s.violate("android", ["tables after the large one are missing"])

@@ -1,4 +1,4 @@
-"""Shared by both sweeps: runs of gmail_host that are watched, and the checks that every run must pass."""
+"""Shared by both sweeps: watched runs of gmail_host, and the checks that every run must pass."""
 import hashlib
 import json
 import os
@@ -19,7 +19,7 @@ mebibyte = 1024 * 1024
 
 
 class Ended:
-    """How a run ended. `peak` is its largest resident memory in bytes, `after_signal` the seconds it went on."""
+    """How a run ended. `peak` is its largest resident memory in bytes, `after_signal` the seconds it continued after a signal."""
 
     def __init__(self, status, output, errors, seconds, peak, hung, after_signal=None):
         self.status, self.output, self.errors = status, output, errors
@@ -53,7 +53,7 @@ class Host:
     """The program under test."""
 
     def __init__(self, directory, place=None):
-        """With a `place`, a copy there is run: other users may not enter the directory of the checkout."""
+        """With a `place`, run a copy there: other users may not enter the directory of the checkout."""
         if place:
             for name in ("gmail_host", "libgmail.so"):
                 shutil.copy2(os.path.join(directory, name), place)
@@ -74,8 +74,8 @@ class Host:
         return process
 
     def wait(self, process, max_seconds=20):
-        """Until the run ends, or is ended because it takes too long. (The memory that wait4 tells includes what this
-        program had when it started the run.)"""
+        """Wait until the run ends, or end it because it takes too long. (The memory that wait4 reports includes the
+        memory of this program when it started the run.)"""
         peak, hung, pid = 0, False, 0
         while not pid:
             peak = max(peak, peak_of(process.pid))
@@ -106,7 +106,7 @@ class Host:
 
 
 def problems_of(ended, statuses=(0, 3), with_log=True):
-    """What is wrong with a run in any case."""
+    """The problems of a run that are problems in any case."""
     found = []
     if ended.hung:
         return ["hang: ended after %.0f s" % ended.seconds]
@@ -141,13 +141,13 @@ def log_lines(path):
 
 
 def failure_lines(path):
-    """The log's failures, looked for more loosely than the host does."""
+    """The log's failures, found by a looser rule than the host's."""
     return [line for line in log_lines(path)
             if "]:-- " in line and re.search("FAILED|Failed:", line.split("]:-- ", 1)[1].split("/", 1)[0])]
 
 
 def uncounted(ended, log):
-    """A failure that stands in the log must be in the summary."""
+    """A failure in the log must be in the summary."""
     counted, there = ended.failures, len(failure_lines(log)) if os.path.exists(log) else 0
     return ["%d failures in the log, %d counted" % (there, counted)] if there > counted else []
 
@@ -209,7 +209,7 @@ class Figures:
                 self.counts[name] = self.counts.get(name, 0) + count
 
     def violate(self, where, problems, keep=None):
-        """`keep`: a directory that shows the problem, kept for a look at it."""
+        """`keep`: a directory that shows the problem, kept for inspection."""
         if not problems:
             return
         with self.lock:

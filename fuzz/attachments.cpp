@@ -6,7 +6,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    // As the splitter gives it.
+    // As the splitter returns it.
     const QByteArray bytes = QString::fromUtf8(fuzz_input(data, size).rest()).toUtf8();
     const mail_marks message(bytes);
     const mail_attachments::parameter_list list = mail_attachments::parameters(message);

@@ -12,7 +12,7 @@ bool is_inside(QByteArrayView part, QByteArrayView whole)
     return part.isNull() || (part.begin() >= whole.begin() && part.end() <= whole.end());
 }
 
-/// All at once, and in two pieces.
+/// In one go, and in two pieces.
 void decode(QByteArrayView encoded, qsizetype cut)
 {
     const QByteArray expected = QByteArray::fromBase64(encoded.toByteArray());
@@ -34,9 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const int cut = input.setting(256);
     const mail_marks message(input.rest());
     decode(message.bytes, qMin<qsizetype>(cut, message.bytes.size()));
-    expect(is_inside(mail_body::bytes_before_xml(message), message.bytes), "bytes before XML lie in the message");
+    expect(is_inside(mail_body::bytes_before_xml(message), message.bytes), "bytes before XML are in the message");
     if (!message.content_types.empty())
-        expect(is_inside(mail_body::first_paragraph(message), message.bytes), "the paragraph lies in the message");
+        expect(is_inside(mail_body::first_paragraph(message), message.bytes), "the paragraph is in the message");
     std::vector<QByteArrayView> bodies;
     for (const mail_body::plain_part &part : mail_body::plain_parts(message)) {
         bodies.push_back(part.body);

@@ -1,4 +1,4 @@
-/// The cipher of the debug log: what was enciphered comes back, and nothing else harms.
+/// The cipher of the debug log: an enciphered text comes back unchanged, and no other input does harm.
 #include "common/encryptor_string.h"
 
 #include "fuzz/fuzz.h"
@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     expect_same(cipher.decryptToByteArray(cipher.encryptToByteArray(bytes)), bytes, "plain text");
     expect_same(cipher.decryptToByteArray(cipher.encryptToString(bytes)), bytes, "plain text by way of Base64");
 
-    // Any body after a header that claims anything.
+    // Any body after a header with any claims.
     cipher.compression_mode = encryptor_string::compression_never;
     cipher.protection_mode = encryptor_string::protection_none;
     QByteArray forged = cipher.encryptToByteArray(bytes);

@@ -1,4 +1,4 @@
-/// What every fuzz target needs. A target is a file with one function, LLVMFuzzerTestOneInput; it ends the program when
+/// Shared by all fuzz targets. A target is a file with one function, LLVMFuzzerTestOneInput; it ends the program when
 /// an answer is wrong, and the fuzzer keeps the input.
 #pragma once
 
@@ -32,7 +32,7 @@ public:
         return value;
     }
 
-    /// What is left. The view ends where the input does, so that reading on is seen.
+    /// The rest. The view ends where the input does, so that reading beyond it is noticed.
     [[nodiscard]] QByteArrayView rest() const { return bytes; }
 
 private:
@@ -48,7 +48,7 @@ inline void expect(bool is_true, const char *what)
     std::abort();
 }
 
-/// End the program unless both are the same; both are shown then.
+/// End the program unless both are the same, and show both.
 template <class Value>
 void expect_same(const Value &found, const Value &expected, const char *what)
 {

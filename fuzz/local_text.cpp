@@ -1,4 +1,4 @@
-/// Which lines survive the journey to text and back, against making that journey.
+/// Which lines survive the conversion to text and back, against doing that conversion.
 #include "extractors/takeout/local_text.h"
 
 #include "fuzz/fuzz.h"

@@ -23,7 +23,7 @@ pieces_read pieces_from(const QString &path, const QByteArray &file, int block_s
     for (log_file::piece piece; log.next(piece);) {
         found.pieces.append(file.mid(piece.offset, piece.size));
         found.offsets.append(piece.offset);
-        expect(piece.readable || piece.line.isEmpty(), "what is unreadable has no text");
+        expect(piece.readable || piece.line.isEmpty(), "an unreadable piece has no text");
         expect(!tells_failure(piece.line) || piece.line.toUpper().contains("FAILED"), "a failure");
     }
     return found;
@@ -40,7 +40,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
     const int memory = ::memfd_create("log", 0);
     const QString path = QStringLiteral("/proc/self/fd/%1").arg(memory);
-    expect(::write(memory, file.constData(), static_cast<std::size_t>(file.size())) == file.size(), "memory is there");
+    expect(::write(memory, file.constData(), static_cast<std::size_t>(file.size())) == file.size(),
+           "memory is available");
     const QList<QByteArray> expected = log_pieces_one_by_one(file);
     const auto [pieces, offsets] = pieces_from(path, file, block_size, 0);
     expect_same(pieces, expected, "pieces");

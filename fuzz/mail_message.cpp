@@ -1,5 +1,5 @@
 /// One mail as `gmail_host read` reads it: nothing may crash, every byte of a part is of the mail or decoded from it,
-/// and paths are never given twice.
+/// and no path occurs twice.
 #include "fuzz/fuzz.h"
 #include "host/reading/limits.h"
 #include "host/reading/mail_reader.h"
@@ -39,13 +39,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     });
     QSet<QByteArray> paths;
     for (const mail_part &part : record.parts) {
-        expect(!paths.contains(part.path), "a path is given once");
+        expect(!paths.contains(part.path), "a path occurs once");
         paths.insert(part.path);
-        expect(part.is_text == part.spool_file.isEmpty(), "what is not a text is written");
+        expect(part.is_text == part.spool_file.isEmpty(), "a part that is not a text is written");
     }
     expect(record.parts.size() <= max_parts, "parts are bounded");
     mail_record copy;
-    expect(from_bytes(to_bytes(record), copy), "a record survives the way to the other process");
+    expect(from_bytes(to_bytes(record), copy), "a record survives the transfer between processes");
     expect_same(to_bytes(copy), to_bytes(record), "record");
     check_splitter(bytes.toByteArray());
     return 0;

@@ -1,4 +1,4 @@
-/// Property lists of any bytes, through every reader.
+/// Property lists of arbitrary bytes, through every reader.
 #include "common/platform/binary_property_list.h"
 #include "common/platform/property_objects_portable.h"
 #include "common/plugin_static_function.h"

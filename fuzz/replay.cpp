@@ -22,7 +22,7 @@ QStringList files_of(const QString &argument)
     return files;
 }
 
-/// From a block of exactly its size, so that the address sanitizer sees what reads on.
+/// From a block of exactly its size, so that the address sanitizer notices reads beyond it.
 bool replay(const QString &path)
 {
     QFile file(path);

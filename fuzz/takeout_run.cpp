@@ -1,5 +1,4 @@
-/// A whole run of the plug-in on one mail file: as many rows as there are messages, and files nowhere but where they
-/// belong.
+/// A whole run of the plug-in on one mail file: as many rows as there are messages, and no files outside their place.
 #include "fuzz/fuzz.h"
 #include "tests/support/slow_splitter.h"
 #include "tests/support/support.h"
@@ -10,7 +9,7 @@
 
 namespace {
 
-/// The names in it; Qt's listing also looks at each entry, which takes longer than the run.
+/// The names in a directory; Qt's listing also looks at each entry, which takes longer than the run.
 QStringList entries_of(const QString &directory)
 {
     QStringList names;
@@ -31,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     expect(application, "an application");
 
     const QByteArray file = fuzz_input(data, size).rest().toByteArray();
-    // One result for all inputs, emptied for each: to make it takes longer than a run.
+    // One result for all inputs, emptied for each: creating it takes longer than a run.
     static auto *const session = [] {
         auto *made = new plugin_session(QStringLiteral("gTakeoutOS"));
         made->prepare({QStringLiteral("messages")});

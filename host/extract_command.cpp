@@ -125,10 +125,8 @@ void add_result_options(const sub_command &command, extract_options &options)
     command.flag("--append", options.append, "add to a result that already contains rows").excludes(clear);
     command.flag("--rows-only", options.rows_only, "do not read the mail itself into Mail.sqlite");
     command.text("--library", options.library, "the plug-in's library");
-    command.flag(
-        "--no-hash", options.hash,
-        "hash and count nothing: no expected rows, no percentage, and nothing for verify to compare",
-        false);
+    command.flag("--no-hash", options.hash,
+                 "hash and count nothing: no expected rows, no percentage, and nothing for verify to compare", false);
     command
         .text(
             "--hash", [&options](const QString &times) { options.hash_once = times == u"once"; },

@@ -118,8 +118,9 @@ maybe_refusal run_places::make()
     if (!take(*lock)) {
         lock.reset();
         return refusal{exit_status::bad_result,
-                       options.result_dir + QLatin1StringView(": another run is using it; wait until it ends, or choose "
-                                                              "another RESULT_DIR")};
+                       options.result_dir +
+                           QLatin1StringView(": another run is using it; wait until it ends, or choose "
+                                             "another RESULT_DIR")};
     }
     return {};
 }

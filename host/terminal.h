@@ -8,7 +8,8 @@
 #include <QString>
 
 /// `text` with every character that a terminal could obey made visible: "\x1B" for an escape, "\x0A" for a line feed,
-/// "\u202E" for a mark that changes the direction of writing. For names and texts from evidence; one line stays one line.
+/// "\u202E" for a mark that changes the direction of writing. For names and texts from evidence; one line stays one
+/// line.
 [[nodiscard]] QString escaped(const QString &text);
 
 /// The same for text that is already UTF-8; bytes that are not UTF-8 become U+FFFD.

@@ -23,8 +23,9 @@ value_reading subject_read(const QString &of_row, const QString &of_mail, const 
         return {"surplus", "The row has the field as written; nothing is left once it is decoded."};
     const bool encoded = of_row.contains(QLatin1StringView("=?"));
     if (place.continues)
-        return {"shortened", encoded ? "Only the first line of the folded subject is stored, with its MIME words undecoded."
-                                     : "Only the first line of the folded subject is stored."};
+        return {"shortened", encoded
+                                 ? "Only the first line of the folded subject is stored, with its MIME words undecoded."
+                                 : "Only the first line of the folded subject is stored."};
     if (encoded)
         return {"undecoded", "MIME words (=?...?=) are stored as written."};
     if (has_other_letters(of_row))
@@ -54,8 +55,7 @@ QByteArray why_not_the_field(const mark_place &place, QByteArrayView mark, bool 
                              : place.where == mark_place::separator ? QByteArray("in the \"From \" line")
                                                                     : "in the header field " + place.field_name;
     return sentence("The first \"", mark, "\" of the message is ", where,
-                    nothing ? ", with nothing readable after it."
-                            : ", and the row has the text after it.");
+                    nothing ? ", with nothing readable after it." : ", and the row has the text after it.");
 }
 
 /// The header fields of one mail against those of its row.
@@ -152,9 +152,10 @@ QList<row_difference> explained_differences(const mail_record &mail, const cut_m
 
 QList<row_difference> plain_differences(const mail_record &mail, const row_values &row)
 {
-    static const QByteArray why = "The row has neither the mail's value nor the one that the extraction makes of this mail: "
-                                  "the row was changed, or it was "
-                                  "made of several messages after an insert had failed.";
+    static const QByteArray why =
+        "The row has neither the mail's value nor the one that the extraction makes of this mail: "
+        "the row was changed, or it was "
+        "made of several messages after an insert had failed.";
     QList<row_difference> differences;
     const auto add = [&differences](QByteArrayView field, const QByteArray &kind) {
         differences.append({field.toByteArray(), kind, why});

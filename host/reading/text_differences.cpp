@@ -101,9 +101,10 @@ bool text_explainer::precedes_parts() const
            mail.parts.first().header_begin > bytes.stored_position(text.bytes.begin);
 }
 
-constexpr char before_first_part[] = "The mail is not recognised as multipart, since \"Content-Type: multipart\" is not "
-                                     "written exactly like that; the row has "
-                                     "the text before its first part.";
+constexpr char before_first_part[] =
+    "The mail is not recognised as multipart, since \"Content-Type: multipart\" is not "
+    "written exactly like that; the row has "
+    "the text before its first part.";
 
 /// The mail has no plain text, but the row has one.
 QByteArray text_explainer::why_without_text() const

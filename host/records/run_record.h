@@ -42,8 +42,8 @@ struct run_record
     written_file database;
     QJsonObject mail; ///< counts from reading the mail itself and comparing it; empty when it was not read
     written_file mail_database;
-    QStringList parts;   ///< names of the files in "Parts", which begin with their SHA-256
-    QString compared_by; ///< how the source was checked again: "hash", "identity", or empty if it was not
+    QStringList parts;               ///< names of the files in "Parts", which begin with their SHA-256
+    QString compared_by;             ///< how the source was checked again: "hash", "identity", or empty if it was not
     std::optional<recorded_log> log; ///< none without a log or while the run is in progress
 };
 

@@ -26,8 +26,9 @@ maybe_refusal check(const export_options &options)
     const bool is_eml = options.format == u"eml";
     if (is_eml != !options.sources.isEmpty())
         return refusal{exit_status::wrong_usage,
-                       is_eml ? QStringLiteral("--format eml needs --source: a result does not contain the mails' bytes")
-                              : QStringLiteral("--source is for --format eml only")};
+                       is_eml
+                           ? QStringLiteral("--format eml needs --source: a result does not contain the mails' bytes")
+                           : QStringLiteral("--source is for --format eml only")};
     for (const QString &source : options.sources) {
         if (maybe_refusal missing = check_given(source))
             return missing;

@@ -133,6 +133,7 @@ maybe_refusal write_script(const QString &path, const char *name, qint64 number,
         if (file.error() == QFileDevice::NoError)
             return {};
     }
-    return refusal{exit_status::bad_result, path + QLatin1StringView(": cannot be written (") + file.errorString() +
-                                                QLatin1StringView("); free some space, or choose another place with --out")};
+    return refusal{exit_status::bad_result,
+                   path + QLatin1StringView(": cannot be written (") + file.errorString() +
+                       QLatin1StringView("); free some space, or choose another place with --out")};
 }

@@ -116,9 +116,9 @@ int bucket_of(QByteArrayView word)
 
 maybe_refusal unwritable(const QFile &file)
 {
-    return refusal{exit_status::bad_result, file.fileName() + QLatin1StringView(": cannot be written (") +
-                                                file.errorString() +
-                                                QLatin1StringView("); free some space, or choose another place with --out")};
+    return refusal{exit_status::bad_result,
+                   file.fileName() + QLatin1StringView(": cannot be written (") + file.errorString() +
+                       QLatin1StringView("); free some space, or choose another place with --out")};
 }
 
 void keep_each_once(std::vector<QByteArray> &words)

@@ -133,8 +133,9 @@ maybe_refusal result_reader::open(const QString &given)
         return bad_result(given + QLatin1StringView(": contains no result (neither Artifacts_Result/Gmail/Gmail.sqlite "
                                                     "nor Gmail.sqlite); name the RESULT_DIR of a run"));
     if (const qint64 process = process_that_writes(place); process != 0)
-        return bad_result(
-            QStringLiteral("%1: a run is writing this result (process %2); wait until it ends").arg(place).arg(process));
+        return bad_result(QStringLiteral("%1: a run is writing this result (process %2); wait until it ends")
+                              .arg(place)
+                              .arg(process));
     if (maybe_refusal refused = open_rows())
         return refused;
     no_mail = open_mail();

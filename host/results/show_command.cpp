@@ -72,7 +72,8 @@ void add_filters(const sub_command &command, row_selection &selection)
         "beginning of a word with * after it");
     command.text("--from", selection.from, "text in the sender's name or address");
     command.text("--to", selection.to, "text in a recipient's name or address");
-    command.text("--after", selection.after, "rows from this time on: 2024, 2024-01-08, \"2024-01-08 08:30\", ... in UTC");
+    command.text("--after", selection.after,
+                 "rows from this time on: 2024, 2024-01-08, \"2024-01-08 08:30\", ... in UTC");
     command.text("--before", selection.before, "rows before this time, in the same forms");
     command.text("--label", selection.label, "one of Gmail's labels");
     command.texts("--columns", selection.columns, "columns to show, separated by commas, or all").separated_by_commas();

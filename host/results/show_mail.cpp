@@ -123,10 +123,10 @@ void mail_view::print_text()
         print_title(QStringLiteral("Text: none"));
         return;
     }
-    print_title(
-        has_text ? QStringLiteral("Text")
-                 : QStringLiteral("Text of the HTML (show RESULT_DIR mail --where id=%1 --columns html shows all of it)")
-                       .arg(id));
+    print_title(has_text ? QStringLiteral("Text")
+                         : QStringLiteral(
+                               "Text of the HTML (show RESULT_DIR mail --where id=%1 --columns html shows all of it)")
+                               .arg(id));
     const QString text = text_at(mail, has_text ? 0 : 1);
     for (const QStringView line : QStringView(text).split(u'\n'))
         print(QLatin1StringView("  ") + (line.endsWith(u'\r') ? line.chopped(1) : line).toString());

@@ -104,7 +104,7 @@ void test_database_helpers::results()
     QCOMPARE(call(QStringLiteral("check"), all, {}), QStringList(QStringLiteral("true")));
     QVERIFY(!statics::check_value_existence_in_db_by_dbreference(all, 0, QStringLiteral("ONE"), db));
 
-    // Twice by one caller, on two files: the first connection gives way to the second.
+    // Twice by one caller, on two files: the second connection replaces the first.
     const QString other = directory->filePath(QStringLiteral("other.db"));
     QVERIFY(statics::execute_db_command_by_dbpath(QStringLiteral("create table x(a)"), other, caller));
     QVERIFY(statics::execute_db_command_with_addbindvalue_by_dbpath(QStringLiteral("insert into t values(?, 9)"),
@@ -217,7 +217,7 @@ void test_database_helpers::cancelled()
     QCOMPARE(call(QStringLiteral("execute bound path"), QStringLiteral("delete from t where a <> ?"), path()),
              QStringList(QStringLiteral("false")));
     QCOMPARE(rows_of(path(), all).size(), 3);
-    // Without a value to bind there is no test for a cancel.
+    // Without a value to bind, cancelling is not checked.
     QCOMPARE(call(QStringLiteral("execute path"), QStringLiteral("delete from t"), path()),
              QStringList(QStringLiteral("true")));
 }

@@ -115,7 +115,7 @@ void test_log::lines_that_a_full_disk_took_are_counted_data()
     QTest::newRow("at the end there is space") << false;
 }
 
-/// A limit on the size of files takes the place of a full disk.
+/// A limit on the size of files simulates a full disk.
 void test_log::lines_that_a_full_disk_took_are_counted()
 {
     QFETCH(bool, space_before_the_end);
@@ -131,7 +131,7 @@ void test_log::lines_that_a_full_disk_took_are_counted()
         log_line("two");
         log_line("three");
         QCOMPARE(::setrlimit(RLIMIT_FSIZE, &usual), 0);
-        QCOMPARE(read_file(log.path()).size(), qsizetype(size) + 20); // a part of the second line
+        QCOMPARE(read_file(log.path()).size(), qsizetype(size) + 20); // part of the second line
         if (space_before_the_end)
             log_line("four");
         statics::close_debug_file();

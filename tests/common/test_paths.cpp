@@ -162,7 +162,7 @@ void test_paths::removing_never_leaves_the_directory()
              QStringList(QStringLiteral("outside")));
 }
 
-/// What cannot be removed stays as it is, and so does what it leads to.
+/// Anything that cannot be removed stays as it is, and so does the target of a link.
 void test_paths::removing_changes_no_mode()
 {
 #ifdef Q_OS_LINUX
@@ -318,7 +318,7 @@ void test_paths::working_copies()
     QVERIFY(!QFile::exists(adhoc + u"2_x.db-wal"));
     QCOMPARE(helper.get_adhoc_path_for_database(QStringLiteral(" ")), QString());
 
-    // Those of a step are gone with it, however it ends.
+    // Those of a step are removed when it ends, however it ends.
     QString of_step;
     try {
         ::working_copies copies(helper);

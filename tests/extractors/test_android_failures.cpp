@@ -1,5 +1,4 @@
-/// Android sources that cannot be read, or only in part: rows that are left, log lines, and evidence that stays as it
-/// is.
+/// Android sources that cannot be read, or only in part: the remaining rows, log lines, and unchanged evidence.
 #include "tests/support/android_test.h"
 
 #include <QDir>
@@ -35,7 +34,7 @@ void test_android_failures::write_ahead_rows_and_untouched_evidence()
     const QString live = session->result(QStringLiteral("../live.db"));
     QVERIFY(run_sql(live, {QStringLiteral("pragma journal_mode = wal")}));
     {
-        // Copied while the writer is at work: the rows are in the log only.
+        // Copied while the writer is at work: the rows are only in the log.
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("live"));
         db.setDatabaseName(live);
         QVERIFY(db.open());
@@ -63,7 +62,7 @@ void test_android_failures::failures_data()
 {
     QTest::addColumn<QString>("what");
     QTest::addColumn<QStringList>(
-        "lines"); // of the log, where FAILED or what follows it; COPY stands for the working copy
+        "lines"); // of the log, where FAILED or the text after it; COPY stands for the working copy
     const QString mails = QStringLiteral("gmail_androidos::extract_gm_mails: ");
     const QString select =
         QStringLiteral("Select _id, displayName,timeStamp,subject,flagAttachment,messageId, mailboxKey,fromList, "
@@ -105,13 +104,13 @@ void test_android_failures::failures()
              lines.replaceInStrings(QStringLiteral("COPY"), session->result(QStringLiteral("tmp/EmailProvider.db"))));
     QVERIFY(QDir(session->result(QStringLiteral("tmp"))).isEmpty());
 
-    // Other tables do not suffer, unless the file is not a database at all.
+    // Other tables are not affected, unless the file is not a database at all.
     extract("accounts");
     QCOMPARE(rows("select count(*) from accounts"),
              QStringList(what.startsWith(u"FILE") ? QStringLiteral("0") : QStringLiteral("1")));
 }
 
-/// Ordinary tables are read; what takes a table's place is refused before SQLite works on it.
+/// Ordinary tables are read; anything in a table's place is refused before SQLite works on it.
 void test_android_failures::ordinary_tables_only_data()
 {
     QTest::addColumn<QStringList>("instead"); // of Message
@@ -163,7 +162,7 @@ void test_android_failures::ordinary_tables_only()
              refusal.isEmpty() ? QStringList() : QStringList(u"gmail_androidos::extract_gm_mails: " + refusal));
 }
 
-/// Look-ups go through the same gate, and say so once for all rows.
+/// Look-ups pass the same check, and report it once for all rows.
 void test_android_failures::look_up_in_a_view()
 {
     QVERIFY(provider(sql({"insert into Message(_id) values(1), (2)", "alter table Attachment rename to A",
@@ -177,7 +176,7 @@ void test_android_failures::look_up_in_a_view()
                                         "ordinary table")));
 }
 
-/// A damaged page of a table that is only looked into: what is found is kept, what is missing is said once.
+/// A damaged page of a table that is only used for look-ups: rows found are kept, missing ones are reported once.
 void test_android_failures::damaged_look_up_data()
 {
     QTest::addColumn<QString>("index");

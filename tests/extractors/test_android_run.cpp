@@ -229,7 +229,7 @@ void test_android_run::accounts()
     QTEST(rows("select display_name, email_address, sender_name, ringtone_uri, source_file from accounts"), "expected");
 }
 
-/// What an XML reader works on far longer than its size makes expect.
+/// XML that keeps a reader busy far longer than its size suggests.
 void test_android_run::costly_preferences_data()
 {
     QTest::addColumn<QByteArray>("in_front");

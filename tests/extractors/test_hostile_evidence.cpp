@@ -1,5 +1,5 @@
-/// Evidence that is made to keep a run busy, to lead it astray or to hide something: what the log says, and that
-/// everything else is read.
+/// Evidence made to keep a run busy, to lead it astray or to hide something: the log reports it, and everything else is
+/// read.
 #include "common/cancel_flag.h"
 #include "common/evidence_root.h"
 #include "common/log_line.h"
@@ -64,7 +64,7 @@ void test_hostile_evidence::view_in_place_of_accounts()
              QStringList(QStringLiteral("Inbox|")));
 }
 
-/// Such a name cannot be opened through Qt, which passes over it: it must not go missing silently.
+/// Such a name cannot be opened through Qt, which skips it: it must not go missing silently.
 void test_hostile_evidence::names_that_are_no_text()
 {
     plugin_session session(QStringLiteral("gTakeoutOS"));
@@ -106,7 +106,7 @@ void test_hostile_evidence::walk_lists_what_qt_lists()
     QCOMPARE(found.size(), 12);
 }
 
-/// A flag that could be copied, or became a bool on its way, would never be seen to change.
+/// If the flag were copied, or became a bool on its way, its change would never be seen.
 void test_hostile_evidence::walk_sees_a_cancel()
 {
     static_assert(!std::is_copy_constructible_v<cancel_flag> && !std::is_convertible_v<cancel_flag, bool>);
@@ -142,7 +142,7 @@ void test_hostile_evidence::links_and_pipes()
     QVERIFY(log.lines_with(QStringLiteral("[start_mbox_parsing] -End")).size() == 2); // a pipe would never end
 }
 
-/// Blanks are taken off a path before it is opened: what is opened must lie inside, not what was listed.
+/// Blanks are removed from a path before it is opened: the opened path must be inside, not the listed one.
 void test_hostile_evidence::link_beside_a_trimmed_name()
 {
     plugin_session session(QStringLiteral("gTakeoutOS"));

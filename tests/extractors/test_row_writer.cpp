@@ -1,4 +1,4 @@
-/// Rows as `row_writer` stores them, beside those of a plain QSqlQuery with the same texts bound one by one.
+/// Rows as `row_writer` stores them, compared with those of a plain QSqlQuery with the same texts bound one by one.
 #include "extractors/rows/row_writer.h"
 #include "tests/support/support.h"
 
@@ -80,7 +80,7 @@ void test_row_writer::stored_as_bound_texts_are()
         for (const QStringList &row : std::as_const(rows))
             QVERIFY(writer.insert(row));
     }
-    // The end of the writer has committed the last ones.
+    // The end of the writer committed the last ones.
     QCOMPARE(rows_of(db.databaseName(), QStringLiteral("select count(*) from written")),
              QStringList(QStringLiteral("600")));
     QSqlQuery plain(db);

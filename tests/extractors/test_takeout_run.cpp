@@ -236,7 +236,7 @@ void test_takeout_run::nothing_selected_and_other_engines()
     const QSignalSpy tabs(&session.plugin, SIGNAL(signal_tab_processed_of_plugin_overall(int)));
     session.prepare({QStringLiteral("cookies")});
     session.extract();
-    QCOMPARE(tabs.count(), 1); // a tab is counted all the same
+    QCOMPARE(tabs.count(), 1); // a tab is still counted
     session.plugin.pub_set_engine_type(1);
     session.extract();
     QCOMPARE(tabs.count(), 1);
@@ -250,7 +250,7 @@ void test_takeout_run::nothing_selected_and_other_engines()
     QCOMPARE(tabs.last().first().toInt(), 3);
 }
 
-/// The rows that a signal announces are there for a reader at that moment, and those before a cancel stay.
+/// The rows that a signal announces are there for a reader at that moment, and rows before a cancel are kept.
 void test_takeout_run::cancelled_from_a_signal()
 {
     plugin_session session(QStringLiteral("gTakeoutOS"));

@@ -30,7 +30,7 @@ def split(data):
 
 
 def content(stored, followed):
-    """What a parser is given: without "From " line, empty line before the next mail, and quoting."""
+    """The input of a parser: without "From " line, empty line before the next mail, and quoting."""
     mail = stored.partition(b"\n")[2]
     if followed:
         mail = re.sub(rb"(?:(?<=\n)|^)\r?\n\Z", b"", mail)
@@ -56,7 +56,7 @@ def leaves(message, prefix=""):
 
 
 def embedded(part, path):
-    """Programs that encode embedded messages exist, but Python does not decode them: what is in these is passed over."""
+    """Programs that encode embedded messages exist, but Python does not decode them: their contents are skipped."""
     encoding = (part["content-transfer-encoding"] or "").strip().lower()
     if part.get_content_type() == "message/rfc822" and encoding in ("base64", "quoted-printable"):
         yield path + ".", None

@@ -1,4 +1,4 @@
-/// Mails against the rows that the extraction made of them: whole runs over mail written for the purpose.
+/// Mails compared with the rows that the extraction made of them: whole runs over mail written for the purpose.
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -24,7 +24,7 @@ struct mail_case
     const char *name;
     const char *mail;        ///< header and body; line feeds become CRLF, but for "bare line feeds"
     const char *differences; ///< "field kind" of each, sorted
-    const char *words;       ///< that an explanation has
+    const char *words;       ///< that an explanation contains
 };
 
 #define HEADER "From: Ann Berg <a@x>\nTo: Ben <b@x>\nSubject: Plain\nDate: Mon, 1 Jan 2024 09:30:00 +0100\n"

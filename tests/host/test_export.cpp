@@ -1,4 +1,4 @@
-/// `gmail_host export`: what is in the files, read back, and that nothing half-written is left.
+/// `gmail_host export`: the contents of the files, read back, and that nothing half-written is left.
 #include "host/results/export_mails.h"
 #include "tests/support/result_with_mail.h"
 #include "tests/support/support.h"

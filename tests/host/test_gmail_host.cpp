@@ -218,7 +218,7 @@ void test_gmail_host::failures_are_counted_data()
 void test_gmail_host::failures_are_counted()
 {
     QFETCH(QStringList, more);
-    const QString mbox = path(QStringLiteral("--FAILED--/Mail/directory.mbox")); // in a path the word tells nothing
+    const QString mbox = path(QStringLiteral("--FAILED--/Mail/directory.mbox")); // in a path the word means nothing
     QDir().mkpath(mbox);
     const QStringList arguments = {QStringLiteral("extract"), path(QStringLiteral("--FAILED--")),
                                    path(QStringLiteral("r")), QStringLiteral("--json")};
@@ -239,10 +239,9 @@ void test_gmail_host::damaged_database_in_words()
     write_file(cookies, QByteArray(5000, 'x'));
     const ended run = host({QStringLiteral("extract"), path(QStringLiteral("a")), path(QStringLiteral("r"))});
     QCOMPARE(run.status, 3);
-    QVERIFY2(
-        run.output.contains(
-            cookies + QStringLiteral(": the database could not be read completely; some of its rows are missing")),
-        qPrintable(run.output));
+    QVERIFY2(run.output.contains(
+                 cookies + QStringLiteral(": the database could not be read completely; some of its rows are missing")),
+             qPrintable(run.output));
 }
 
 void test_gmail_host::log_reader()
@@ -263,7 +262,7 @@ void test_gmail_host::log_reader()
     };
     QCOMPARE(without_times(host({QStringLiteral("log"), log}).output), without_times(plain));
 
-    // Plain lines before and behind, one of them continued and holding the end mark; two pieces damaged, the last cut
+    // Plain lines before and after, one of them continued and containing the end mark; two pieces damaged, the last cut
     // off.
     const qsizetype second = enciphered.indexOf("<[{()}]>") + 8;
     QByteArray damaged = enciphered.left(enciphered.indexOf("<[{()}]>", second) + 8);
@@ -289,7 +288,7 @@ void test_gmail_host::output_that_goes_nowhere_data()
     QTest::addColumn<int>("status");
     for (const char *command : {"extract S/takeout D/r", "inspect S/takeout", "verify D/done", "log D/log", "--help"})
         QTest::addRow("%s, full disk", command) << command << "> /dev/full" << 8;
-    // More than a pipe takes, read by nobody.
+    // More than a pipe holds, and nobody reads it.
     QTest::newRow("log, closed pipe") << "log D/log"
                                       << "| true" << 0;
     QTest::newRow("extract, closed pipe") << "extract S/takeout D/r"
@@ -392,7 +391,7 @@ void test_gmail_host::cancelled_before_the_extraction_data()
     QTest::newRow("inspect") << QStringList{QStringLiteral("inspect"), QStringLiteral("large.mbox")};
 }
 
-/// The source is still being read: a file that is large and takes no room.
+/// The source is still being read: a large sparse file.
 void test_gmail_host::cancelled_before_the_extraction()
 {
     QFETCH(QStringList, arguments);
@@ -503,7 +502,7 @@ void test_gmail_host::killed()
     QVERIFY(again.output.contains(u"messages             399999 rows"));
 }
 
-/// What a kill within a transaction leaves: changed pages, and a journal with what stood there before.
+/// The state after a kill within a transaction: changed pages, and a journal with their earlier contents.
 void test_gmail_host::journal_of_a_killed_run()
 {
     const auto extract_anew = [this](const char *option) {
@@ -527,7 +526,7 @@ void test_gmail_host::journal_of_a_killed_run()
     for (const char *suffix : {"", "-journal"})
         write_file(database + QLatin1StringView(suffix),
                    read_file(path(QStringLiteral("left")) + QLatin1StringView(suffix)));
-    QCOMPARE(extract_anew("--quiet").status, 5); // it holds rows
+    QCOMPARE(extract_anew("--quiet").status, 5); // it contains rows
     QCOMPARE(extract_anew("--clear").status, 0);
     QCOMPARE(rows_of(database, QStringLiteral("select count(*), max(length(subject)) < 100 from messages")),
              QStringList(QStringLiteral("6|1")));

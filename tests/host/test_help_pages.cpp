@@ -1,4 +1,4 @@
-/// The manual page and the completion know every sub-command and option that the program's help lists.
+/// The manual page and the completion list every sub-command and option of the program's help.
 #include "tests/support/support.h"
 
 #include <QProcess>

@@ -1,4 +1,4 @@
-/// Reading mail: where mails begin, what fields and parts say, and what a mail costs that kills its reader.
+/// Reading mail: where mails begin, what fields and parts say, and the loss when a mail kills its reader.
 #include "host/reading/mail_date.h"
 #include "host/reading/mail_fields.h"
 #include "host/reading/mail_reader.h"
@@ -137,7 +137,7 @@ void test_reading::splits()
     QCOMPARE(found.join(' '), mails);
 }
 
-/// Every place of a separator in a block, and lines longer than blocks.
+/// Every position of a separator in a block, and lines longer than blocks.
 void test_reading::splits_across_blocks()
 {
     for (qsizetype filler = 256 * 1024 - 9000; filler < 256 * 1024 + 100; filler += 37) {

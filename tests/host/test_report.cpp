@@ -1,4 +1,4 @@
-/// `gmail_host report`: its data files, where it writes and what it refuses. The page itself is tested in a browser
+/// `gmail_host report`: its data files, where it writes and what it refuses. A browser tests the page itself
 /// (`tests/results/browser.mjs`).
 #include "host/results/attachment_kind.h"
 #include "host/results/report_script.h"

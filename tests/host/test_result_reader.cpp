@@ -1,4 +1,4 @@
-/// Opening results: good ones, and everything that may be wrong with one.
+/// Opening results: good ones, and ones with every possible fault.
 #include "host/results/result_reader.h"
 #include "tests/support/result_with_mail.h"
 #include "tests/support/support.h"
@@ -37,7 +37,7 @@ void test_result_reader::init()
     make_result_with_mail(directory->path());
 }
 
-/// What is done to a good result, and the words that the refusal must have.
+/// A change to a good result, and the words that the refusal must contain.
 using spoil = std::function<void(const QString &directory)>;
 Q_DECLARE_METATYPE(spoil)
 
@@ -131,7 +131,7 @@ void test_result_reader::no_mail()
     QVERIFY(!reader.changed());
 }
 
-/// Also of a database that the suite left in WAL mode, and of a place with characters that mean something in a URI.
+/// Also for a database that the suite left in WAL mode, and for a path with characters that mean something in a URI.
 void test_result_reader::reads_rows_and_leaves_nothing()
 {
     run_sql(result(u"Gmail.sqlite"_s), {u"pragma journal_mode=wal"_s});

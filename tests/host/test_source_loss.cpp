@@ -157,7 +157,7 @@ void test_source_loss::passed_over()
 }
 
 /// A file system may list one user's data under two names.
-/// However the bytes come in blocks.
+/// However the bytes are split into blocks.
 void test_source_loss::separators_are_counted()
 {
     const QByteArray bytes = "\xEF\xBB\xBF"
@@ -172,7 +172,7 @@ void test_source_loss::separators_are_counted()
     }
 }
 
-/// In whatever order its bytes are asked for.
+/// In any order of reading.
 void test_source_loss::hashed_while_it_is_read()
 {
     QByteArray bytes;
@@ -189,7 +189,7 @@ void test_source_loss::hashed_while_it_is_read()
              QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
 }
 
-/// Fewer rows than the source has messages, and no failure in the log: a failure all the same.
+/// Fewer rows than the source has messages, and no failure in the log: this still counts as a failure.
 void test_source_loss::rows_that_vanish()
 {
     write({{"Mail/a.mbox", mail(3)}});
@@ -256,7 +256,7 @@ void test_source_loss::parts_of_an_export()
     QVERIFY(session->errors.contains(u"given twice"));
 }
 
-/// What an extraction would meet, `inspect` names before, with the same status.
+/// `inspect` names beforehand everything that an extraction would meet, with the same status.
 void test_source_loss::faults_before_a_run()
 {
     write({{"Mail/a.mbox", mail(1)}, {"Mail/closed/b.mbox", mail(1)}, {"Mail/c.mbox", mail(1)}});
@@ -306,7 +306,7 @@ void test_source_loss::interrupted_at_the_password_data()
     for (const char16_t *command : {u"extract", u"inspect"})
         QTest::newRow(qPrintable(QString::fromUtf16(command)))
             << QString::fromUtf16(command) << QByteArray("\x03") << 130;
-    // Ten million rounds: the process has to be ended while they go on.
+    // Ten million rounds: the process has to be ended while they are running.
     QTest::newRow("inspect, forced") << QStringLiteral("inspect") << QByteArray("p\n") << 143;
 }
 

@@ -429,7 +429,7 @@ void test_sources::record_of_a_directory()
         QCryptographicHash::hash(read_file(result(QStringLiteral("gmail.log"))), QCryptographicHash::Sha256).toHex());
 }
 
-/// As `deploy/` runs them: a list without a final newline, changed after its first task was done.
+/// As `deploy/` runs them: a list without a final newline, changed after its first task finished.
 void test_sources::backlog()
 {
     const auto run = [](const QString &tool, const QStringList &arguments) {
@@ -458,7 +458,7 @@ void test_sources::backlog()
     QVERIFY(run(QStringLiteral("collect"), {list, results}).contains(u"2\tother sources"));
 }
 
-/// Rows, attachments and the log fill the disk; the record has room all the same.
+/// Rows, attachments and the log fill the disk; there is still room for the record.
 void test_sources::record_on_a_full_disk()
 {
     const QString disk = path(QStringLiteral("r"));

@@ -34,7 +34,7 @@ inline const QStringList store_tables = sql({
 inline constexpr char cookies_table[] = "create table cookies(host_key, name, value, path, creation_utc, expires_utc, "
                                         "last_access_utc, is_secure, is_httponly, has_expires, is_persistent)";
 
-/// What tests of Android sources are derived from; they make the session.
+/// The base of tests of Android sources; they make the session.
 class android_test : public QObject
 {
 protected:

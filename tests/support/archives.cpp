@@ -65,7 +65,7 @@ QByteArray archive_of(const QList<packed> &members, int format, int filter, cons
 
 QByteArray android_backup_of(const QByteArray &tar, int version, bool compressed, const QString &password)
 {
-    QByteArray payload = compressed ? qCompress(tar).sliced(4) : tar; // Qt puts the size in front
+    QByteArray payload = compressed ? qCompress(tar).sliced(4) : tar; // Qt puts the size before it
     QByteArray head = "ANDROID BACKUP\n" + QByteArray::number(version) + (compressed ? "\n1\n" : "\n0\n");
     if (password.isNull())
         return head + "none\n" + payload;

@@ -22,7 +22,7 @@ public:
     /// Run to the end, away from any terminal and without the right to read everything that root has. The exit status;
     /// -1 when there is none.
     int run(const QStringList &arguments, const QString &password = {});
-    /// `extract` what is called `source` in the directory into "r".
+    /// `extract` the source called `source` in the directory into "r".
     int extract(const QString &source, const QStringList &more = {});
 
     /// Started with a terminal as its own, whose other end is `terminal`.

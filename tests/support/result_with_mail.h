@@ -1,4 +1,4 @@
-/// A result with rows and mails, and the mbox that its mails lie in, for tests of what is shown and exported.
+/// A result with rows and mails, and the mbox of its mails, for tests of `show`, `export` and reports.
 #pragma once
 
 #include <QByteArray>

@@ -1,4 +1,5 @@
-/// Where the pieces of a debug log end, slow and plain: the whole file in memory, each piece searched by itself.
+/// The ends of a debug log's pieces, found the slow and plain way: the whole file in memory, each piece searched
+/// separately.
 #pragma once
 
 #include <QByteArray>

@@ -1,4 +1,4 @@
-/// The parsers of a message once more, slow and plain: each mark by a search of its own from the start of the message.
+/// The parsers of a message again, slow and plain: each mark by a search of its own from the start of the message.
 #pragma once
 
 #include "extractors/takeout/mail_attachments.h"
@@ -7,7 +7,7 @@
 #include <QDateTime>
 #include <QStringList>
 
-/// The first mark that `mail` finds elsewhere than a plain search does; null when there is none.
+/// The first mark that `mail` and a plain search find in different places; null when there is none.
 [[nodiscard]] inline const char *mark_found_elsewhere(const QByteArray &bytes)
 {
     const mail_marks found(bytes);
@@ -73,7 +73,7 @@
     }
 }
 
-/// What Qt reads in the text of a wall-clock time.
+/// Qt's reading of a wall-clock time.
 [[nodiscard]] inline QDateTime wall_clock_by_qt(const QString &text)
 {
     return QDateTime::fromString(text.trimmed() + QLatin1StringView(" UTC"),

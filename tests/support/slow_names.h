@@ -1,10 +1,10 @@
-/// Free file names once more, slow and plain: the directory is listed for each name that is tried.
+/// Free file names again, slow and plain: the directory is listed for each name that is tried.
 #pragma once
 
 #include <QDirIterator>
 #include <QFile>
 
-/// The name as the file system gives it back: it ends at a NUL, and what cannot be encoded is replaced.
+/// The name as the file system returns it: it ends at a NUL, and characters that cannot be encoded are replaced.
 [[nodiscard]] inline QString name_on_disk_of(const QString &name)
 {
     return QFile::decodeName(QFile::encodeName(name).constData());

@@ -1,11 +1,11 @@
-/// The splitter once more, slow and plain: one line at a time, everything as text.
+/// The splitter again, slow and plain: one line at a time, everything as text.
 #pragma once
 
 #include <QBuffer>
 #include <QList>
 #include <QString>
 
-/// The messages of a file. The one of number `keep` (the first is 1) is not dropped: the next one is appended to it.
+/// The messages of a file. Message number `keep` (counted from 1) is not dropped: the next one is appended to it.
 [[nodiscard]] inline QList<QByteArray> split_slowly(QByteArray file, int keep)
 {
     QList<QByteArray> messages;

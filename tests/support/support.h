@@ -1,4 +1,4 @@
-/// What many tests need: evidence trees, runs of the plug-in, rows and log lines as comparable texts.
+/// Shared by many tests: evidence trees, runs of the plug-in, rows and log lines as comparable texts.
 #pragma once
 
 #include "plugin/gmail.h"
@@ -22,7 +22,7 @@ bool run_sql(const QString &database, const QStringList &statements);
 /// Overwrite the first page of a database (of 1024 bytes) that contains `text` with nonsense.
 void damage_page_with(const QString &database, const QByteArray &text);
 
-/// While it lives, the debug log is on and goes to a file.
+/// While it exists, the debug log is on and goes to a file.
 class log_capture
 {
 public:
@@ -39,7 +39,7 @@ private:
     QTemporaryDir directory;
 };
 
-/// A plug-in object with a source directory and a result directory of its own.
+/// A plug-in object with its own source directory and result directory.
 class plugin_session
 {
 public:

@@ -309,7 +309,7 @@ void test_mail::one_line_of_many_names_stays_bounded()
         size += entry.text.size();
     QVERIFY(size <= mail_attachments::max_characters_of_others + 5 * bytes.size());
     QCOMPARE(list.left_out, 100001 - qsizetype(list.entries.size()));
-    QCOMPARE(list.entries.back().text.toByteArray(), QByteArray("filename=real")); // others do not suffer
+    QCOMPARE(list.entries.back().text.toByteArray(), QByteArray("filename=real")); // others are not affected
 }
 
 void test_mail::base64_decodes_as_qt_does()
