@@ -85,7 +85,7 @@ class Sweep:
 
     def extract_anew(self, where, source, result, *options):
         """A new run with --clear gives the same as an undisturbed run."""
-        ended = self.run(where + ", run anew", source, result, "--clear", *options, statuses=(0,))
+        ended = self.run(where + ", run again", source, result, "--clear", *options, statuses=(0,))
         if ended.status != 0:
             return
         rows, attachments, _ = self.known[source]

@@ -259,7 +259,7 @@ void add_places(const sub_command &command, source_options &options)
     command
         .texts("SOURCE... RESULT_DIR", options.sources,
                "directories, archives (zip, tar, 7z, Android backup) or mbox files; the parts of a Takeout export "
-               "count as one. The password of an enciphered archive is asked for, or taken from the environment "
+               "count as one. The password of an encrypted archive is asked for, or taken from the environment "
                "variable GMAIL_HOST_PASSWORD. Last, the directory for Artifacts_Result/Gmail/")
         .required()
         .option->expected(2, CLI::detail::expected_max_vector_size);

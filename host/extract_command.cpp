@@ -118,7 +118,7 @@ void add_result_options(const sub_command &command, extract_options &options)
 {
     command.text("--log", options.log_file, "debug log (gmail.log beside the result database)");
     command.flag("--no-log", options.log, "write no debug log; failures then cannot be counted", false);
-    command.flag("--encrypt-log", options.encrypt_log, "encipher the debug log");
+    command.flag("--encrypt-log", options.encrypt_log, "encrypt the debug log");
     command.flag("--log-on-terminal", options.log_on_terminal, "also write the log to standard error");
     const command_option clear = command.flag(
         "--clear", options.clear, "empty the chosen tables first (with messages, the Attachments folder, too)");

@@ -70,7 +70,7 @@ void write_manual(const CLI::App &program)
     }
     const std::string_view statuses(exit_status_help);
     write_section("\"EXIT STATUS\"", statuses.substr(statuses.find('\n') + 1));
-    std::printf(".SH ENVIRONMENT\n.TP\nGMAIL_HOST_PASSWORD\nthe password of an enciphered archive\n.TP\nCOLUMNS\n"
+    std::printf(".SH ENVIRONMENT\n.TP\nGMAIL_HOST_PASSWORD\nthe password of an encrypted archive\n.TP\nCOLUMNS\n"
                 "the width that show uses on a terminal\n");
 }
 

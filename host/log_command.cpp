@@ -43,6 +43,6 @@ void add_log_command(command_line &line)
 {
     const auto path = std::make_shared<QString>();
     const sub_command command =
-        line.add("log", "Print a debug log, deciphered where it is enciphered", [path] { return print_log(*path); });
+        line.add("log", "Print a debug log, deciphered if necessary", [path] { return print_log(*path); });
     command.text("FILE", *path, "the log").required();
 }

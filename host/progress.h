@@ -6,8 +6,8 @@
 
 #include <mutex>
 
-/// On a terminal one line redrawn in place, elsewhere a line every few seconds; nothing when quiet. `TERM=dumb` counts
-/// as no terminal. Nothing is coloured, so `NO_COLOR` has nothing to switch off.
+/// On a terminal one line redrawn in place, elsewhere a line every few seconds; nothing when quiet. `TERM=dumb` does
+/// not count as a terminal. Nothing is coloured, so `NO_COLOR` has nothing to switch off.
 class progress_display
 {
 public:

@@ -32,7 +32,7 @@ void print_as_json(const run_summary &summary, const extract_options &options)
     print_json(object);
 }
 
-/// Where a source is: its root when the plug-in read it in place, else what was given.
+/// Where a source is: its root when the plug-in read it in place, else the given paths.
 QString place_of(const ready_source &source)
 {
     if (!source.staged)

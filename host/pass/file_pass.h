@@ -34,9 +34,9 @@ public:
 enum class pass_end {
     complete,
     unreadable, ///< the file could not be opened or not read to its end
-    stopped,    ///< `go_on` said so
+    stopped,    ///< `go_on` returned false
 };
 
-/// Read the file once. Each block is handed to all consumers before the next one is read, so that no more than a block
-/// is in memory.
+/// Read the file once. Each block is handed to all consumers before the next one is read, so that only one block is in
+/// memory.
 [[nodiscard]] pass_end read_file(const QString &path, std::span<byte_consumer *const> consumers, const on_block &go_on);

@@ -17,10 +17,10 @@ public:
     {
     }
 
-    /// Hash what is read from now on. Call it before the first byte is read.
+    /// Hash everything read from now on. Call it before the first byte is read.
     void begin_hash() { digest.emplace(true, false); }
 
-    /// Read whatever was not read in order; returns the SHA-256 of the whole file. Empty when the file was not to be
+    /// Read the bytes not yet read in order; returns the SHA-256 of the whole file. Empty when the file was not to be
     /// hashed, cannot be read to its end, or `go_on` ended it.
     [[nodiscard]] QString sha256(const on_block &go_on);
 

@@ -17,7 +17,7 @@ public:
     /// tables are made in `folder`, which exists and ends in "/".
     android_mails(QString root, QString place, QString folder);
 
-    /// False when there is nothing to read, or when it cannot be read: then `failure` says why.
+    /// False when there is nothing to read, or when reading fails: then `failure` says why.
     [[nodiscard]] bool open();
 
     /// The next mail, without its source, file and ordinal. False after the last one.

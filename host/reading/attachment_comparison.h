@@ -8,7 +8,7 @@
 
 #include <vector>
 
-/// A part as the database has it.
+/// A part, from the database.
 struct known_part
 {
     QByteArray path;

@@ -18,4 +18,4 @@ inline constexpr qsizetype max_text_bytes = qsizetype(256) * 1024 * 1024; ///< l
 inline constexpr qint64 memory_per_mail = qint64(32) * 1024 * 1024; ///< bytes a reading process may take for any mail
 inline constexpr qint64 memory_per_mail_byte = 8;                   ///< and for each of its bytes
 inline constexpr qint64 milliseconds_per_mail = 20'000;             ///< a reading process may take for any mail
-inline constexpr qint64 mail_bytes_per_millisecond = 1'024;         ///< beyond that
+inline constexpr qint64 mail_bytes_per_millisecond = 1'024;         ///< bytes that add a millisecond

@@ -20,6 +20,6 @@ template <class Options>
                        QLatin1StringView(": already exists; --clear replaces it, --append adds to it")};
 }
 
-/// Remove what an earlier reading wrote to `directory`, which ends in "/": its database and the files in "Parts/" that
-/// are named after their content. Other files stay.
+/// Remove the output of an earlier reading from `directory`, which ends in "/": its database and the files in "Parts/"
+/// that are named after their content. Other files stay.
 void remove_earlier_mail(const QString &directory);

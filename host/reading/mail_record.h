@@ -57,7 +57,7 @@ struct foreseen_row
 /// Why a mail has no row if its file has none.
 inline constexpr char row_note_of_file_without_rows[] = "The result has no rows of this file.";
 
-/// What a mail has in this place until it is compared: "Unmatched", padded with points to the length of the table's
+/// The value in this place until a mail is compared: "Unmatched", padded with points to the length of the table's
 /// name and a number like the mail's. So SQLite can replace it without writing the mail's texts again.
 [[nodiscard]] QByteArray row_note_until_compared(qint64 mail);
 

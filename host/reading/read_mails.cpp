@@ -22,7 +22,7 @@ namespace {
 constexpr qint64 mails_per_transaction = 4'000;
 constexpr qint64 bytes_per_transaction = qint64(16) * 1024 * 1024;
 constexpr int milliseconds_to_wait = 50;
-constexpr int milliseconds_between_questions = 20;              // whether to go on
+constexpr int milliseconds_between_questions = 20;              // between calls of `go_on`
 constexpr qint64 max_bytes_under_way = qint64(4) * 1024 * 1024; // mails that are parsed and not yet in the database
 constexpr int mails_at_a_time = 8;                              // inserted before the processes get more to do
 constexpr int enough_parsed = 32;         // mails: while this many wait, one process parses fast enough
@@ -234,7 +234,7 @@ void mail_reading::read_android(const reading_source &source, const QString &pla
     bytes_done = bytes_of_files += QFileInfo(source.root + place).size();
 }
 
-/// Insert what is parsed, `max_mails` at most.
+/// Insert parsed mails, `max_mails` at most.
 void mail_reading::insert_ready(int max_mails)
 {
     for (; max_mails > 0 && !under_way.empty() && under_way.front().is_parsed && may_go_on(); --max_mails)
@@ -258,7 +258,7 @@ QByteArray sha256_of_range(const QByteArray &path, qint64 offset, qint64 length)
     return hash.result().toHex();
 }
 
-/// Take what the processes have parsed; wait for them when there is nothing to insert.
+/// Take parsed mails from the processes; wait for them when there is nothing to insert.
 void mail_reading::collect()
 {
     const bool has_ready = !under_way.empty() && under_way.front().is_parsed;

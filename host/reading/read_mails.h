@@ -37,7 +37,7 @@ struct reading_totals
     qint64 parts = 0;
     qint64 files_written = 0; ///< to "Parts/"
     QStringList remarks;      ///< bytes before the first mail, for example; a sentence each, the file named
-    QStringList failures;     ///< what could not be read or written; a sentence each, the file named
+    QStringList failures;     ///< everything that could not be read or written; a sentence each, the file named
     bool cancelled = false;
 };
 

@@ -105,7 +105,7 @@ public:
         file = ::open(path.constData(), O_RDONLY | O_CLOEXEC);
     }
 
-    /// Fewer bytes than asked for where the file ends or cannot be read.
+    /// Fewer bytes than requested where the file ends or cannot be read.
     [[nodiscard]] QByteArray bytes(qint64 offset, qint64 length) const
     {
         QByteArray read(length, Qt::Uninitialized);

@@ -25,7 +25,7 @@ public:
     /// counted, databases in copies below `scratch`, and `counted` is called, from any thread.
     void begin(const ready_source &source, const QString &scratch, when_counted counted);
 
-    /// Wait for that, and fill in what was found: sizes, hashes, separators, rows expected. `number` counts from 0, in
+    /// Wait for that, and fill in the findings: sizes, hashes, separators, rows expected. `number` counts from 0, in
     /// the order of `begin`.
     void finish_first_look(std::size_t number, ready_source &source);
 

@@ -1,4 +1,4 @@
-/// run.json: what a run read, with which programs, and what it wrote.
+/// run.json: the input of a run, its programs, and its output.
 #pragma once
 
 #include "host/extract_options.h"

@@ -17,7 +17,7 @@ public:
     /// aligned to the right.
     void add(const QStringList &texts);
 
-    /// Columns that are left out when the first rows have nothing in them.
+    /// Columns that are left out if they are empty in the first rows.
     void drop_when_empty(const QStringList &headings) { droppable = headings; }
 
     [[nodiscard]] bool has_rows() const { return begun || !waiting.isEmpty(); }
@@ -25,7 +25,7 @@ public:
     /// Print the rows that still wait. Call it once, at the end.
     void finish();
 
-    /// Columns that were left out although a later row has something in them.
+    /// Columns that were left out although a later row has a value for them.
     [[nodiscard]] QStringList dropped_with_values() const;
 
 private:

@@ -33,7 +33,7 @@ public:
     /// Write all mails. `go_on` is called for each mail.
     [[nodiscard]] maybe_refusal write(const result_reader &reader, const std::function<bool()> &go_on);
 
-    /// After `write`: what the page needs to know before it loads a file, as members of an object.
+    /// After `write`: facts that the page needs before it loads a file, as members of an object.
     void describe(json_text &out) const;
 
 private:

@@ -8,11 +8,11 @@ namespace {
 
 constexpr qsizetype max_waiting = 128 << 10;   // bytes of a bucket in memory
 constexpr qsizetype min_file_size = 256 << 10; // buckets share a file up to this size
-constexpr qsizetype max_piece = 64 << 10;      // bytes of a text that are taken apart together
+constexpr qsizetype max_piece = 64 << 10;      // bytes of a text that are split at a time
 constexpr std::size_t max_words_waiting = 1 << 17;
 constexpr char32_t first_unspaced = 0x2e80; // from here on: scripts without blanks between words
 
-/// Scripts in which a word is not set off by blanks.
+/// Scripts that are written without blanks between words.
 bool is_word_alone(char32_t c)
 {
     const bool is_hangul = c >= 0xac00 && c <= 0xd7a3;
@@ -73,7 +73,7 @@ void collect_any(QByteArrayView text, word_collector &out)
     const QString folded = QString::fromUtf8(text).normalized(QString::NormalizationForm_KD).toLower();
     for (const char32_t c : folded.toUcs4()) {
         if (QChar::isLetterOrNumber(c))
-            out.take(c == U'\u03c2' ? U'\u03c3' : c); // JavaScript writes a sigma at the end of a word in its own way
+            out.take(c == U'\u03c2' ? U'\u03c3' : c); // in JavaScript a sigma at the end of a word has its own form
         else if (!QChar::isMark(c))
             out.end();
     }
@@ -127,7 +127,7 @@ void keep_each_once(std::vector<QByteArray> &words)
     words.erase(std::unique(words.begin(), words.end()), words.end());
 }
 
-/// A beginning of the text that ends with a word, so that a giant text is taken apart in bounded memory.
+/// A beginning of the text that ends with a word, so that a giant text is split in bounded memory.
 QByteArrayView first_piece(QByteArrayView text)
 {
     if (text.size() <= max_piece)

@@ -69,7 +69,7 @@ qint64 claimed_size(const QByteArray &header)
     return count_is_valid ? page_size * number(28, 4) : 0;
 }
 
-/// The process that holds the lock of a result directory, 0 when no living one does.
+/// The process that holds the lock of a result directory, 0 when none that is alive does.
 qint64 process_that_writes(const QString &directory)
 {
     qint64 process = 0;

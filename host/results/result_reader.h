@@ -33,8 +33,8 @@ public:
     [[nodiscard]] const QString &directory() const { return place; }
     [[nodiscard]] QString database() const { return rows.path; }
 
-    /// Why there is no mail to look at: Mail.sqlite is missing, damaged, being written, or of another version. Empty
-    /// when the tables of the mail can be queried.
+    /// Why no mail can be shown: Mail.sqlite is missing, damaged, being written, or of another version. Empty when the
+    /// tables of the mail can be queried.
     [[nodiscard]] const maybe_refusal &mail_problem() const { return no_mail; }
     [[nodiscard]] bool has_mail() const { return !no_mail; }
 

@@ -4,7 +4,7 @@
 #include <QByteArray>
 #include <QList>
 
-/// What is known of a table before a result is opened. All times are seconds since 1970-01-01 00:00:00 UTC.
+/// Facts about a table that hold for every result. All times are seconds since 1970-01-01 00:00:00 UTC.
 struct known_table
 {
     const char *name;

@@ -35,7 +35,7 @@ period from_to(sys_seconds begin, sys_seconds end)
     return {begin.time_since_epoch().count(), end.time_since_epoch().count()};
 }
 
-/// A time of day with its zone: what is to be added to the beginning of the day, and how long it lasts.
+/// A time of day with its zone: seconds from the beginning of the day.
 std::optional<period> time_of_day(const QRegularExpressionMatch &match)
 {
     const int hour = match.captured(u"hour").toInt(), minute = match.captured(u"minute").toInt();

@@ -213,7 +213,7 @@ qint64 android_backup::read_inflated(std::span<char> buffer)
         }
         const int state = ::inflate(&stream, Z_NO_FLUSH);
         inflate->ended = state == Z_STREAM_END;
-        if (state != Z_OK && state != Z_STREAM_END) { // also when no more input comes
+        if (state != Z_OK && state != Z_STREAM_END) { // also when the input ends early
             fail(QStringLiteral("is truncated or damaged"));
             return -1;
         }

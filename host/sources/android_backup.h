@@ -27,7 +27,7 @@ public:
     [[nodiscard]] static bool begins(QByteArrayView first_bytes);
 
     /// False, with `error` set, when the file cannot be read, its header is not understood, it is enciphered and there
-    /// is no password, or the password is wrong. `go_on` can end the waiting for a password.
+    /// is no password, or the password is wrong. `go_on` can end the wait for a password.
     [[nodiscard]] bool open(const still_wanted &go_on);
 
     /// Bytes of the tar archive: how many were read, 0 at its end, -1 (with `error` set) when it is truncated or

@@ -102,7 +102,7 @@ bool archive_reader::fail_as_archive()
     if (at_encrypted)
         return fail(
             path +
-            QLatin1StringView(": cannot be deciphered; the password is wrong or the encryption is not supported (") +
+            QLatin1StringView(": cannot be decrypted; the password is wrong or the encryption is not supported (") +
             said + u')');
     return fail(path + QLatin1StringView(": is truncated, damaged or not a readable archive (") + said + u')');
 }

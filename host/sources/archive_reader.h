@@ -42,7 +42,7 @@ private:
     std::unique_ptr<android_backup> backup;
     QByteArray block;      ///< bytes of the file or the backup for the archive reader
     QByteArray last_bytes; ///< of the tar stream of a backup
-    QByteArray password;   ///< null until it is asked for
+    QByteArray password;   ///< null until it is needed
     bool at_encrypted = false;
 };
 

@@ -17,7 +17,7 @@
 #include <optional>
 #include <span>
 
-/// What is known of a member when places are assigned.
+/// The facts about a member that decide on its place.
 struct listed_member
 {
     QString path;

@@ -1,4 +1,4 @@
-/// The reader for what was given on the command line.
+/// Opens the reader for a path on the command line.
 #pragma once
 
 #include "host/sources/directory_reader.h"

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr qsizetype max_skipped_paths = 100;
-constexpr qsizetype max_remarks = 100; // the counts go on
+constexpr qsizetype max_remarks = 100; // later ones are only counted
 constexpr QLatin1StringView newer_store("mail store of a newer version");
 
 void remark(ready_source &source, const QString &text)
@@ -67,7 +67,7 @@ void note_dropped(ready_source &source, const QString &reason, const member &ent
     if (!may_be_mail(entry.path))
         return;
     if (entry.type == member::kind::link)
-        remark(source, entry.path + QLatin1StringView(": a link, which is not followed; give what it leads to"));
+        remark(source, entry.path + QLatin1StringView(": a link, which is not followed; give its target as a SOURCE"));
     else
         remark(source, entry.path + QLatin1StringView(": not read (") + reason + u')');
 }

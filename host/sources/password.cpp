@@ -11,7 +11,7 @@ namespace {
 
 constexpr int milliseconds_between_looks = 20; // a second Ctrl-C ends the process at once: be done before
 
-/// Keeps what is typed from being shown.
+/// Hides typed characters.
 class hidden_input
 {
 public:

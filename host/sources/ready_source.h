@@ -1,4 +1,4 @@
-/// A source as the plug-in gets it, and what is known of its files.
+/// A source for the plug-in, and the known facts about its files.
 #pragma once
 
 #include "host/evidence.h"
@@ -44,7 +44,7 @@ struct ready_source
 {
     evidence found;
     QList<given_source> given;
-    QString user;        ///< Android user or folder of the root, when there are several sources in what was given
+    QString user;        ///< Android user or folder of the root, when the given path contains several sources
     bool staged = false; ///< its files are copies
     QList<source_file> files;
     expected_rows expected;

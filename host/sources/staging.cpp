@@ -12,7 +12,7 @@ namespace {
 constexpr QLatin1StringView name_begin("gmail_host-");
 constexpr qint64 block_size = 1024 * 1024;
 constexpr qint64 bytes_between_checks = 16 * block_size;
-constexpr qint64 ratio_counts_from = 64 * block_size; // small files of zeros are no bombs
+constexpr qint64 ratio_counts_from = 64 * block_size; // small files of zeros are not bombs
 
 } // namespace
 

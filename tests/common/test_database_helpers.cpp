@@ -1,4 +1,4 @@
-/// The database helpers: what they return, and the exact lines of their failures.
+/// The database helpers: their results, and the exact lines of their failures.
 #include "common/database_connection.h"
 #include "common/plugin_static_function.h"
 #include "tests/support/support.h"

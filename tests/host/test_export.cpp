@@ -192,7 +192,7 @@ void test_export::refused()
              QStringList({u"result"_s, u"source"_s}));
 }
 
-/// Neither a disk that is full, nor a result that is damaged further on, nor one that exists leaves anything behind.
+/// A full disk, a result damaged further on, or an existing target: nothing is left behind.
 void test_export::full_disk()
 {
     for (const char *format : {"csv", "jsonl", "tln"}) {

@@ -167,7 +167,7 @@ void test_gmail_host::refusals_data()
     QTest::newRow("log cannot be opened")
         << "extract D/t D/r --log D/none/gmail.log" << 5 << "cannot be opened for the log";
     QTest::newRow("result is a file") << "extract D/t D/file" << 5 << "cannot be written";
-    QTest::newRow("result holds another file") << "extract D/t D/odd" << 5 << "cannot be read as a result database";
+    QTest::newRow("result contains another file") << "extract D/t D/odd" << 5 << "cannot be read as a result database";
     QTest::newRow("no library") << "extract D/t D/r --library D/file" << 6 << "file: cannot be loaded";
     QTest::newRow("log to read is missing") << "log D/none" << 4 << "none: cannot be read";
 }

@@ -207,7 +207,7 @@ void test_show::periods_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<qint64>("begin");
-    QTest::addColumn<qint64>("seconds"); ///< -1 when the text is no time
+    QTest::addColumn<qint64>("seconds"); ///< -1 when the text is not a time
     const auto add = [](const char *text, qint64 begin, qint64 length) {
         QTest::newRow(text) << QString::fromLatin1(text) << begin << length;
     };

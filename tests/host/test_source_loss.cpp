@@ -128,7 +128,7 @@ void test_source_loss::passed_over()
         {QStringLiteral("Mail/.h.mbox: "), QStringLiteral("give it as a SOURCE of its own")},
         {QStringLiteral(".d/h.mbox: "), QStringLiteral("give it as a SOURCE of its own")},
         {QStringLiteral("other.mbox: "), QStringLiteral("give it as a SOURCE of its own")},
-        {QStringLiteral("x/Takeout: a link"), QStringLiteral("give what it leads to")},
+        {QStringLiteral("x/Takeout: a link"), QStringLiteral("give its target as a SOURCE")},
         {QStringLiteral("apps/com.google.android.gm/db/bigTopDataDB.1: "), newer}};
     write({{"Mail/a.mbox", mail(1)},
            {"takeout-1Z-001.zip", "x"},

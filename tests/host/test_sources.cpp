@@ -131,7 +131,7 @@ void test_sources::layouts()
 void test_sources::parts_data()
 {
     QTest::addColumn<QString>("sources");
-    QTest::addColumn<QString>("groups"); // or what a refusal says
+    QTest::addColumn<QString>("groups"); // or words of a refusal
     QTest::newRow("in order of numbers") << "takeout-1Z-002.zip x.zip takeout-1Z-001.zip"
                                          << "x.zip|takeout-1Z-001.zip takeout-1Z-002.zip";
     QTest::newRow("two exports") << "takeout-1Z-001.zip takeout-2Z-001.zip"
@@ -353,7 +353,7 @@ void test_sources::record_and_verification()
     QVERIFY(
         session->output.endsWith(u"8 matches, 0 differs, 0 missing, 0 not reached, 0 not hashed, 0 not recorded\n"));
     const QString log = result(QStringLiteral("gmail.log"));
-    write_file(log, read_file(log) + "a line of a run that was killed\n"); // after what the record covers
+    write_file(log, read_file(log) + "a line of a run that was killed\n"); // after the part that the record covers
     QCOMPARE(host(verify), 0);
     QCOMPARE(host(extract + QStringList(QStringLiteral("--append"))), 0); // to the log, too
     QCOMPARE(host(verify), 0);

@@ -222,7 +222,7 @@ void test_plugin::schema()
                     {QStringLiteral("insert into cookies(name) values('kept')"), QStringLiteral("drop table mailbox"),
                      QStringLiteral("create view mailbox as select 1")}));
     const log_capture log;
-    session.plugin.pub_create_db_tables(); // over what is there
+    session.plugin.pub_create_db_tables(); // over an existing view
     QCOMPARE(rows_of(session.database(), QStringLiteral("select name from cookies")),
              QStringList(QStringLiteral("kept")));
     QCOMPARE(log.lines_with(QStringLiteral("FAILED")).size(), 0); // a view of that name is left alone

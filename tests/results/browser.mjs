@@ -1,5 +1,5 @@
 // Drives reports in headless Chromium: `node browser.mjs GMAIL_HOST DIRECTORY MAILS`. Makes a result with hostile texts and
-// one with MAILS mails in DIRECTORY, writes their reports, and does with them what an examiner does. Ends with status 1
+// one with MAILS mails in DIRECTORY, writes their reports, and uses them as an examiner does. Ends with status 1
 // when a check fails.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
@@ -196,7 +196,7 @@ const checks = {
         await until_listed(page, 2);
         assert.ok((await page.locator(".grid").innerText()).includes(current));
     },
-    async "prints what is listed"({ page }) {
+    async "prints the listed mails"({ page }) {
         await page.click("text=Print list");
         await page.waitForFunction(() => document.querySelectorAll(".print-view .mail-view h2").length === 2);
         const paper = await page.pdf({ format: "A4" });
