@@ -61,7 +61,7 @@ QByteArray inflated_body(const QByteArray &compressed, QByteArrayList &problems)
     }
     inflateEnd(&stream);
     if (result == Z_OK)
-        problems.append("The compressed body expands to far more than its stored size; all after " +
+        problems.append("The compressed body expands to far more than its stored size; everything after " +
                         QByteArray::number(bytes.size()) + " bytes was left out.");
     else if (result != Z_STREAM_END)
         problems.append(bytes.isEmpty() ? "The compressed body is damaged and could not be read."

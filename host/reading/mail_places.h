@@ -9,7 +9,7 @@
 inline constexpr QLatin1StringView mail_database_name{"Mail.sqlite"};
 inline constexpr QLatin1StringView mail_parts_name{"Parts/"};
 
-/// Refuse a database that exists already, unless `options` have `append` or `clear`.
+/// Refuse a database that already exists, unless `options` have `append` or `clear`.
 template <class Options>
 [[nodiscard]] maybe_refusal check_earlier_mail(const QString &directory, const Options &options)
 {

@@ -98,7 +98,7 @@ void attachment_hashes::begin_rest(const QStringList &names)
     is_over = true;
     if (listener.joinable())
         listener.join();
-    group.wait(); // earlier contents of the last files may still be being hashed
+    group.wait(); // the last files may still be hashed in an earlier state
     for (const QString &name : names) {
         const file_identity now = identity_of(directory + name);
         if (is_current(name, now))

@@ -82,7 +82,7 @@ QList<placed_source> place_android(std::span<const listed_member> members)
         placed_source &source = by_root[found->root];
         source.scheme = android_scheme;
         source.root = found->root;
-        if (!is_store) // it makes a source, though it is not read
+        if (!is_store) // a store makes a source, though it is not read
             source.members.append({static_cast<qsizetype>(i), found->place});
     }
     for (placed_source &source : by_root) {

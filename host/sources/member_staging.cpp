@@ -87,7 +87,7 @@ void member_staging::aim_at(const QList<placed_source> &placed)
     }
 }
 
-/// The plug-in only checks whether some files exist: those are made empty.
+/// The plug-in only checks whether some files exist: those are created empty.
 void member_staging::make_name(const QString &path) const
 {
     const std::optional<android_location> found = locate_android(path);

@@ -126,7 +126,6 @@ std::size_t source_preparation::innermost_source_of(const QString &path) const
 
 /// Links to files are read where the source is read in place; faults in folders that the plug-in walks are left to its
 /// log.
-/// log.
 void source_preparation::note_what_is_left_out(std::span<ready_source> made)
 {
     const auto reads = [&](const QString &path, auto test) {

@@ -176,7 +176,8 @@ void test_export::refused_data()
     QTest::newRow("source without eml") << u"csv"_s << QStringList{u"--source"_s, u"."_s} << 2 << u"eml only"_s;
     QTest::newRow("format") << u"xml"_s << QStringList() << 2 << u"csv, jsonl, eml, tln"_s;
     QTest::newRow("source missing") << u"eml"_s << QStringList{u"--source"_s, u"/nowhere"_s} << 4 << u"/nowhere"_s;
-    QTest::newRow("inside the source") << u"eml"_s << QStringList{u"--source"_s, u"."_s} << 5 << u"must not be written to"_s;
+    QTest::newRow("inside the source") << u"eml"_s << QStringList{u"--source"_s, u"."_s} << 5
+                                       << u"must not be written to"_s;
 }
 
 void test_export::refused()
