@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr qsizetype max_short_text = 16 * 1024;      // characters; longer texts are bound as UTF-8
+constexpr qsizetype max_short_text = 256;            // characters; longer texts are bound as UTF-8
 constexpr qsizetype max_kept_text = 64 * 1024;       // characters; longer texts are released after their row
 constexpr qsizetype max_text_as_bytes = 300'000'000; // characters; at 3 bytes each, no more than SQLite accepts
 // The driver passes sizes as 32-bit counts of bytes and would silently cut longer texts. A text of this size is still
