@@ -42,13 +42,22 @@ insert_statement::insert_statement(const QSqlDatabase &db, QString statement)
     takes_bytes = encoding.next() && encoding.value(0).toString() == u"UTF-8";
 }
 
+/// Placeholders get names: for one that is bound by its number, Qt puts a name together at every binding, which takes
+/// longer than the binding itself.
 void insert_statement::prepare(qsizetype columns)
 {
-    QString for_bytes = text;
-    prepared = query.prepare(takes_bytes ? for_bytes.replace(u'?', QLatin1StringView("cast(? as text)")) : text);
+    QString named = text;
+    names.clear();
+    for (qsizetype column = columns; column > 0; --column) {
+        const QString name = QStringLiteral(":value%1").arg(column);
+        const QString placeholder = takes_bytes ? QStringLiteral("cast(%1 as text)").arg(name) : name;
+        named.replace(named.lastIndexOf(u'?'), 1, placeholder);
+        names.prepend(name);
+    }
+    prepared = query.prepare(named);
     bound.assign(static_cast<std::size_t>(columns), QString());
-    for (int column = 0; column < columns; ++column)
-        query.bindValue(column, QString());
+    for (const QString &name : std::as_const(names))
+        query.bindValue(name, QString());
 }
 
 /// `bound` changes after the binding, which may throw when memory is short.
@@ -56,7 +65,8 @@ void insert_statement::bind(std::size_t column, const QString &value)
 {
     if (is_same(value, bound[column]))
         return;
-    query.bindValue(static_cast<int>(column), value.size() > max_short_text ? long_value(value) : QVariant(value));
+    query.bindValue(names[static_cast<qsizetype>(column)],
+                    value.size() > max_short_text ? long_value(value) : QVariant(value));
     bound[column] = value;
 }
 

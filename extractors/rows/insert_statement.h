@@ -34,6 +34,7 @@ private:
     QSqlQuery query;
     bool takes_bytes = false; ///< the database keeps texts as UTF-8
     bool prepared = false;
+    QStringList names;          ///< of the placeholders
     std::vector<QString> bound; ///< the value of each column
     QString converted;          ///< the row's last long text ...
     QByteArray bytes;           ///< ... as UTF-8; null when that cannot be bound
