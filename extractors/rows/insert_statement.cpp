@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr qsizetype max_short_text = 256;            // characters; longer texts are bound as UTF-8
 constexpr qsizetype max_kept_text = 64 * 1024;       // characters; longer texts are released after their row
 constexpr qsizetype max_text_as_bytes = 300'000'000; // characters; at 3 bytes each, no more than SQLite accepts
 // The driver passes sizes as 32-bit counts of bytes and would silently cut longer texts. A text of this size is still
@@ -65,18 +64,20 @@ void insert_statement::bind(std::size_t column, const QString &value)
 {
     if (is_same(value, bound[column]))
         return;
-    query.bindValue(names[static_cast<qsizetype>(column)],
-                    value.size() > max_short_text ? long_value(value) : QVariant(value));
+    query.bindValue(names[static_cast<qsizetype>(column)], converted(value));
     bound[column] = value;
 }
 
 /// A body fills two columns but is converted once.
-QVariant insert_statement::long_value(const QString &value)
+QVariant insert_statement::converted(const QString &value) const
 {
-    if (takes_bytes && !is_same(value, converted)) {
-        bytes = utf8_of(value);
-        converted = value;
+    if (value.isEmpty())
+        return value; // NULL for a null text
+    for (std::size_t i = 0; i < bound.size(); ++i) {
+        if (is_same(value, bound[i]))
+            return query.boundValue(names[static_cast<qsizetype>(i)]);
     }
+    const QByteArray bytes = takes_bytes ? utf8_of(value) : QByteArray();
     return bytes.isNull() ? QVariant(value.left(max_bound_text)) : bytes;
 }
 
@@ -88,8 +89,6 @@ bool insert_statement::execute(const QStringList &row)
         bind(i, row.at(static_cast<qsizetype>(i)));
     const bool inserted = query.exec();
     prepared = prepared && inserted;
-    bytes = QByteArray();
-    converted = QString();
     for (std::size_t i = 0; i < bound.size(); ++i) {
         if (bound[i].size() > max_kept_text)
             bind(i, QString());

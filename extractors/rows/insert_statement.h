@@ -8,8 +8,8 @@
 
 #include <vector>
 
-/// A prepared insert statement. A value that is the same in every row, a constant of the run, stays bound. A long text
-/// is bound as UTF-8, which SQLite stores unchanged, so that a body in two columns is converted only once.
+/// A prepared insert statement. A value is bound only when it changes, so that constants of the run stay bound. Texts
+/// are bound as UTF-8, which SQLite stores unchanged.
 class insert_statement
 {
 public:
@@ -28,7 +28,7 @@ public:
 private:
     void prepare(qsizetype columns);
     void bind(std::size_t column, const QString &value);
-    [[nodiscard]] QVariant long_value(const QString &value);
+    [[nodiscard]] QVariant converted(const QString &value) const;
 
     QString text;
     QSqlQuery query;
@@ -36,6 +36,4 @@ private:
     bool prepared = false;
     QStringList names;          ///< of the placeholders
     std::vector<QString> bound; ///< the value of each column
-    QString converted;          ///< the row's last long text ...
-    QByteArray bytes;           ///< ... as UTF-8; null when that cannot be bound
 };
