@@ -18,6 +18,10 @@ struct android_source
     /// id.
     [[nodiscard]] QString cached_attachment_path(const QString &attachment_id) const;
 
+    /// "mailstore.A.db" belongs to account A. "mailstore." is looked for in the whole path; a path without it is itself
+    /// the account.
+    [[nodiscard]] static QString account_of_mail_store(const QString &path);
+
     /// Call this before a new search.
     void forget_paths();
 

@@ -25,21 +25,6 @@ constexpr char source_not_opened[] = " Source Db opening ---FAILED----";
 constexpr char insert_failed[] = "Insertion Query -----FAILED-----";
 constexpr char row_too_large[] = "A row is too large";
 
-/// "mailstore.A.db" belongs to account A. "mailstore." is looked for in the whole path; a path without it is itself the
-/// account.
-QString account_of_mail_store(const QString &path)
-{
-    constexpr QLatin1StringView prefix("mailstore.");
-    constexpr QLatin1StringView suffix(".db");
-    if (!path.contains(prefix))
-        return path;
-    QString account = path.sliced(path.indexOf(QLatin1StringView("mailstore"))); // without the dot
-    account.remove(prefix);
-    if (account.endsWith(suffix))
-        account.chop(suffix.size());
-    return account;
-}
-
 void log_failed_open(const extract_step &step, const open_database &source, const log_origin &origin)
 {
     const QString path = source.connection().databaseName();
@@ -106,7 +91,7 @@ void step_runner::run_on_every_mail_store(const extract_step &step, const log_or
         const QString copy = copies.path_of(path);
         if (QFile::exists(copy)) {
             running_step running = {step, origin, rows, context_of(path)};
-            running.context.account = account_of_mail_store(path);
+            running.context.account = android_source::account_of_mail_store(path);
             result = copy_rows(running, copy);
         }
         copies.remove_all();
