@@ -5,18 +5,11 @@
 
 #include <QApplication>
 
-#include <filesystem>
-
 namespace {
 
-/// The names in a directory; Qt's listing also looks at each entry, which takes longer than the run.
 QStringList entries_of(const QString &directory)
 {
-    QStringList names;
-    for (const auto &entry : std::filesystem::directory_iterator(directory.toStdString()))
-        names.append(QString::fromStdString(entry.path().filename().string()));
-    names.sort();
-    return names;
+    return QDir(directory).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
 }
 
 } // namespace

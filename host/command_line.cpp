@@ -115,8 +115,7 @@ application::application(const command_line &line)
 
 application::~application() = default;
 
-// ---- Options of a sub-command
-// ----------------------------------------------------------------------------------------
+// ---- Options of a sub-command ---------------------------------------------------------------------------------------
 
 const command_option &command_option::required() const
 {

@@ -41,7 +41,7 @@ insert_statement::insert_statement(const QSqlDatabase &db, QString statement)
     takes_bytes = encoding.next() && encoding.value(0).toString() == u"UTF-8";
 }
 
-/// Placeholders get names: for one that is bound by its number, Qt puts a name together at every binding, which takes
+/// Placeholders have names. When one is bound by its number, Qt puts together a name for it each time, which takes
 /// longer than the binding itself.
 void insert_statement::prepare(qsizetype columns)
 {
@@ -64,7 +64,7 @@ void insert_statement::bind(std::size_t column, const QString &value)
 {
     if (is_same(value, bound[column]))
         return;
-    query.bindValue(names[static_cast<qsizetype>(column)], converted(value));
+    query.bindValue(names.at(static_cast<qsizetype>(column)), converted(value));
     bound[column] = value;
 }
 
@@ -75,7 +75,7 @@ QVariant insert_statement::converted(const QString &value) const
         return value; // NULL for a null text
     for (std::size_t i = 0; i < bound.size(); ++i) {
         if (is_same(value, bound[i]))
-            return query.boundValue(names[static_cast<qsizetype>(i)]);
+            return query.boundValue(names.at(static_cast<qsizetype>(i)));
     }
     const QByteArray bytes = takes_bytes ? utf8_of(value) : QByteArray();
     return bytes.isNull() ? QVariant(value.left(max_bound_text)) : bytes;
